@@ -1,0 +1,83 @@
+#include "analyzer.h"
+
+#include <new>
+
+#include "frame_header.h"
+#include "message.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+namespace pava {
+
+int CPavaMsgAnalyze::setHeadFromData(PavaMsg* frame) const noexcept {
+    if (m_record == nullptr || frame == nullptr) return PAVA_ERR_NULL;
+    PavaHeadAccessor head(frame);
+    head.setRii(m_record->rii);
+    head.setMsgId(m_record->msgId);  // its NUL lands on the type position, set next
+    head.setType(typeDigitChar(m_record->msgType));
+    head.setLength(0);
+    head.setHeadFlag(typeDigitChar(m_record->headFlag));
+    head.setContinued(m_record->contFlag > 0);
+    return PAVA_OK;
+}
+
+int CPavaMsgAnalyze::parseHeadToData(const PavaMsg* frame) const noexcept {
+    if (m_record == nullptr || frame == nullptr) return PAVA_ERR_NULL;
+    const PavaHeadAccessor head = readHead(frame);
+    m_record->rii = static_cast<uint16_t>(head.getRii());
+    m_record->msgId = static_cast<uint16_t>(head.getMsgId());
+    m_record->msgType = typeDigitValue(head.getType());
+    m_record->msgLen = static_cast<uint16_t>(head.getLength());
+    m_record->headFlag = typeDigitValue(head.getHeadFlag());
+    m_record->contFlag = head.isContinued() ? 1 : 0;
+    return PAVA_OK;
+}
+
+int CPavaMsgAnalyze::Data_To_Pava(PavaMsgList* out) {
+    if (m_record == nullptr) return PAVA_ERR_NULL;
+    const MessageDef* def = findMessage(m_record->msgId);
+    if (def == nullptr) return PAVA_ERR_NO_HANDLER;
+    if (out == nullptr) return PAVA_ERR_NULL;
+    out->clear();
+    return def->encode(*def, out, this) != 0 ? PAVA_ERR_ENCODE : PAVA_OK;
+}
+
+int CPavaMsgAnalyze::Pava_To_Data(const PavaMsg* frame) {
+    if (m_record == nullptr || frame == nullptr) return PAVA_ERR_NULL;
+    resetFullData(*m_record);
+    if (const int rc = parseHeadToData(frame); rc != 0) return rc;
+    const MessageDef* def = findMessage(m_record->msgId);
+    if (def == nullptr) return PAVA_ERR_NO_HANDLER;
+    return def->decode(*def, frame, this) != 0 ? PAVA_ERR_DECODE : PAVA_OK;
+}
+
+}  // namespace pava
+
+// No exception leaves the library: a failure inside a codec (an allocation
+// that cannot be met) becomes the call's failure code.
+extern "C" PAVA_API int PAVA_CALL Data_To_Pava(PavaFullData* record, PavaMsgList* msgList) {
+    try {
+        pava::CPavaMsgAnalyze analyzer(record);
+        return analyzer.Data_To_Pava(msgList);
+    } catch (...) {
+        return PAVA_ERR_ENCODE;
+    }
+}
+
+extern "C" PAVA_API int PAVA_CALL Pava_To_Data(const PavaMsg* frame, PavaFullData* record) {
+    try {
+        pava::CPavaMsgAnalyze analyzer(record);
+        return analyzer.Pava_To_Data(frame);
+    } catch (...) {
+        return PAVA_ERR_DECODE;
+    }
+}
+
+#if defined(_WIN32)
+BOOL APIENTRY DllMain(HMODULE module, DWORD reason, LPVOID /*reserved*/) {
+    if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(module);
+    return TRUE;
+}
+#endif

@@ -1,0 +1,47 @@
+#include "frame_header.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "field_codec.h"
+
+namespace pava {
+
+char typeDigitChar(uint16_t value) noexcept {
+    if (value <= 9) return static_cast<char>('0' + value);
+    if (value <= 15) return static_cast<char>('A' + value - 10);
+    return static_cast<char>(value & 0xFF);
+}
+
+uint16_t typeDigitValue(char c) noexcept {
+    if (c >= '0' && c <= '9') return static_cast<uint16_t>(c - '0');
+    if (c >= 'A' && c <= 'F') return static_cast<uint16_t>(c - 'A' + 10);
+    if (c >= 'a' && c <= 'f') return static_cast<uint16_t>(c - 'a' + 10);
+    return static_cast<uint16_t>(static_cast<int16_t>(static_cast<signed char>(c)));
+}
+
+int PavaHeadAccessor::getRii() const noexcept { return readIntField(m_head + kHeadRii, 3); }
+
+void PavaHeadAccessor::setRii(int value) noexcept {
+    if (value <= 999) writeIntField(value, m_head + kHeadRii, 3);
+}
+
+int PavaHeadAccessor::getMsgId() const noexcept { return readIntField(m_head + kHeadMsgId, 5); }
+
+void PavaHeadAccessor::setMsgId(int value) noexcept {
+    char text[16];
+    const int n = std::snprintf(text, sizeof text, "%05d", value);
+    // The digits and their terminator, kept inside the header.
+    const int room = PAVA_HEAD_LEN - kHeadMsgId;
+    const int count = n + 1 < room ? n + 1 : room;
+    std::memcpy(m_head + kHeadMsgId, text, static_cast<size_t>(count));
+}
+
+int PavaHeadAccessor::getLength() const noexcept {
+    const char* end = reinterpret_cast<const char*>(m_frame) + sizeof(PavaMsg);
+    return readDecimal(m_head + kHeadLength, end);
+}
+
+void PavaHeadAccessor::setLength(int value) noexcept { writeIntField(value, m_head + kHeadLength, 5); }
+
+}  // namespace pava

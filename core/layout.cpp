@@ -1,0 +1,123 @@
+#include "layout.h"
+
+#include <cstring>
+#include <string>
+
+#include "field_codec.h"
+
+namespace pava {
+
+const char* fieldKindName(FieldKind kind) noexcept {
+    switch (kind) {
+    case FieldKind::Raw: return "raw";
+    case FieldKind::Text: return "text";
+    case FieldKind::TextRaw: return "text/raw";
+    case FieldKind::Decimal: return "decimal";
+    }
+    return "?";
+}
+
+bool fieldsFit(std::span<const Field> fields, int room) noexcept {
+    for (const Field& f : fields)
+        if (f.offset + f.width > room) return false;
+    return true;
+}
+
+namespace {
+
+int slotNumber(const Slot& s) noexcept {
+    switch (s.type) {
+    case SlotType::Int32: return *static_cast<const int32_t*>(s.ptr);
+    case SlotType::UInt16: return *static_cast<const uint16_t*>(s.ptr);
+    default: return 0;
+    }
+}
+
+void setSlotNumber(const Slot& s, int value) noexcept {
+    if (s.type == SlotType::Int32) *static_cast<int32_t*>(s.ptr) = value;
+    if (s.type == SlotType::UInt16) *static_cast<uint16_t*>(s.ptr) = static_cast<uint16_t>(value);
+}
+
+// The source bytes of a text member: a character array is read no further
+// than its size, a string no further than its end.
+struct Source {
+    const char* data = nullptr;
+    int size = 0;
+};
+
+Source slotSource(const Slot& s) noexcept {
+    if (s.type == SlotType::Chars) return {static_cast<const char*>(s.ptr), s.size};
+    if (s.type == SlotType::String) {
+        const auto* str = static_cast<const std::string*>(s.ptr);
+        const size_t n = str->size();
+        return {str->data(), n > 0x7fffffff ? 0x7fffffff : static_cast<int>(n)};
+    }
+    return {};
+}
+
+void writeField(const Field& f, const Slot& s, char* dest) noexcept {
+    if (f.kind == FieldKind::Decimal) {
+        writeIntField((f.flags & kWriteZero) != 0 ? 0 : slotNumber(s), dest, f.width);
+        return;
+    }
+    const Source src = slotSource(s);
+    if (f.kind == FieldKind::Raw) {
+        // Bytes past the end of the source count as NUL.
+        const int n = src.size < f.width ? src.size : f.width;
+        if (n > 0) std::memcpy(dest, src.data, static_cast<size_t>(n));
+        std::memset(dest + n, 0, static_cast<size_t>(f.width - n));
+    } else {
+        copyTextField(dest, f.width, src.data, src.size);
+    }
+}
+
+void readField(const Field& f, const char* src, const Slot& s) {
+    if (f.kind == FieldKind::Decimal) {
+        setSlotNumber(s, readIntField(src, f.width));
+        return;
+    }
+    const bool raw = f.kind != FieldKind::Text;
+    if (s.type == SlotType::String) {
+        auto* str = static_cast<std::string*>(s.ptr);
+        str->assign(src, static_cast<size_t>(raw ? f.width : fieldTextLength(src, f.width)));
+        return;
+    }
+    if (s.type != SlotType::Chars) return;
+    auto* dest = static_cast<char*>(s.ptr);
+    if ((f.flags & kClearMember) != 0) std::memset(dest, 0, static_cast<size_t>(s.size));
+    // Never write past the member, whatever the field's width.
+    const int width = f.width < s.size ? f.width : s.size;
+    if (raw)
+        std::memcpy(dest, src, static_cast<size_t>(width));
+    else
+        copyTextField(dest, width, src, f.width);
+}
+
+}  // namespace
+
+template <class Obj>
+bool writeFields(std::span<const Field> fields, const Obj& obj, char* dest, int room) noexcept {
+    if (!fieldsFit(fields, room)) return false;
+    // Slots are only read here.
+    Obj& source = const_cast<Obj&>(obj);
+    for (const Field& f : fields) writeField(f, slotOf(source, f.member), dest + f.offset);
+    return true;
+}
+
+template <class Obj>
+bool readFields(std::span<const Field> fields, const char* src, int room, Obj& obj) {
+    if (!fieldsFit(fields, room)) return false;
+    for (const Field& f : fields) readField(f, src + f.offset, slotOf(obj, f.member));
+    return true;
+}
+
+template bool writeFields(std::span<const Field>, const PavaFullData&, char*, int) noexcept;
+template bool writeFields(std::span<const Field>, const PavaDataItem&, char*, int) noexcept;
+template bool writeFields(std::span<const Field>, const PavaSettingItem&, char*, int) noexcept;
+template bool writeFields(std::span<const Field>, const PavaFieldItem&, char*, int) noexcept;
+template bool readFields(std::span<const Field>, const char*, int, PavaFullData&);
+template bool readFields(std::span<const Field>, const char*, int, PavaDataItem&);
+template bool readFields(std::span<const Field>, const char*, int, PavaSettingItem&);
+template bool readFields(std::span<const Field>, const char*, int, PavaFieldItem&);
+
+}  // namespace pava

@@ -1,0 +1,63 @@
+// Message layouts as data. A layout is a list of fields (offset, width, kind,
+// member) that one generic writer and reader run; the same tables are walked
+// at run time to dissect frames field by field.
+#ifndef ZMPAVA_CORE_LAYOUT_H
+#define ZMPAVA_CORE_LAYOUT_H
+
+#include <cstdint>
+#include <span>
+
+#include "members.h"
+
+namespace pava {
+
+enum class FieldKind : uint8_t {
+    Raw,      // bytes as they stand, both ways (a string reads as NUL past its end;
+              // a string member decodes to exactly `width` bytes)
+    Text,     // bounded copy both ways: up to the first NUL, NUL-padded
+    TextRaw,  // bounded copy out, `width` raw bytes back in
+    Decimal,  // left-aligned blank-padded decimal out, field reader back in
+};
+
+enum FieldFlag : uint8_t {
+    kClearMember = 1,  // the decoder zeroes the whole member before reading the field
+    kWriteZero = 2,    // the encoder writes the number 0 instead of the member
+};
+
+struct Field {
+    uint16_t offset;
+    uint16_t width;
+    FieldKind kind;
+    Member member;
+    uint8_t flags = 0;
+};
+
+struct Layout {
+    std::span<const Field> fields;        // as the encoder writes them
+    std::span<const Field> decodeFields;  // where the decoder reads otherwise (else empty)
+    int length = -1;                      // declared body length; -1 when it varies
+
+    std::span<const Field> readFields() const noexcept {
+        return decodeFields.empty() ? fields : decodeFields;
+    }
+};
+
+const char* fieldKindName(FieldKind kind) noexcept;
+
+// Writes the fields of obj into dest, a window of `room` bytes. Returns false,
+// writing nothing, when a field would end past the window.
+template <class Obj>
+bool writeFields(std::span<const Field> fields, const Obj& obj, char* dest, int room) noexcept;
+
+// Reads the fields from src, a window of `room` bytes, into obj. Returns false,
+// reading nothing, when a field would end past the window. May throw
+// std::bad_alloc when a string member grows.
+template <class Obj>
+bool readFields(std::span<const Field> fields, const char* src, int room, Obj& obj);
+
+// True when every field lies within `room` bytes.
+bool fieldsFit(std::span<const Field> fields, int room) noexcept;
+
+}  // namespace pava
+
+#endif

@@ -1,0 +1,37 @@
+// Log lines of the codecs. By default each text goes to standard output
+// through C stdio, in call order; a caller may route them to a callback or
+// switch them off (then no formatting work is done).
+#ifndef ZMPAVA_CORE_LOG_H
+#define ZMPAVA_CORE_LOG_H
+
+#include <atomic>
+
+namespace pava::log {
+
+namespace detail {
+extern std::atomic<int> g_mode;  // a PavaLogMode value
+}
+
+inline bool enabled() noexcept {
+    return detail::g_mode.load(std::memory_order_relaxed) != 1 /* PAVA_LOG_OFF */;
+}
+
+// Emits a text as it stands.
+void write(const char* text) noexcept;
+
+// Emits a printf-style text; formats only when logging is on.
+void format(const char* fmt, ...) noexcept
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+
+// The texts every codec shares, with the five-digit id in place.
+void encodeEntry(int id) noexcept;  // "Data_To_Pava_%05d!\n"
+void decodeEntry(int id) noexcept;  // "Pava_%05d_To_Data!\n"
+void headError(int id) noexcept;    // "error:: CPavaMsgAnalyze::Data_To_Pava_%05d set pava head erorr! "
+void nullFrame(int id) noexcept;    // "error:: CPavaMsgAnalyze::Pava_%05d_To_Data pPavaMsg == NULL! "
+
+}  // namespace pava::log
+
+#endif

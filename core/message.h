@@ -1,0 +1,66 @@
+// A message id's codec: its encoder, decoder and layout description.
+#ifndef ZMPAVA_CORE_MESSAGE_H
+#define ZMPAVA_CORE_MESSAGE_H
+
+#include <span>
+
+#include "ZMPavaAnalyzer.h"
+#include "analyzer.h"
+#include "layout.h"
+
+namespace pava {
+
+struct MessageDef;
+
+// An encoder appends frames to out (0 on success, anything else is failure);
+// a decoder fills the analyzer's record from one frame (which may be null).
+using EncodeFn = int (*)(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+using DecodeFn = int (*)(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
+
+struct MessageDef {
+    int id = 0;
+    EncodeFn encode = nullptr;
+    DecodeFn decode = nullptr;
+    // The fixed fields (for a list message: its prefix) and declared length.
+    Layout layout;
+    // The id whose entry text the encoder prints, where it is not its own.
+    int encodeLogId = 0;
+    // Codec-specific constants (limits, texts), owned by the codec's family.
+    const void* params = nullptr;
+
+    int encodeLogName() const noexcept { return encodeLogId != 0 ? encodeLogId : id; }
+    template <class T>
+    const T& param() const noexcept {
+        return *static_cast<const T*>(params);
+    }
+};
+
+// The codec of an id, or null when none is registered. The registry is built
+// once per process and immutable afterwards.
+const MessageDef* findMessage(int id);
+
+// Every registered codec, in ascending id order.
+std::span<const MessageDef* const> registeredMessages();
+
+// Codec of the fixed-layout messages: header from the record, zeroed body,
+// the layout's fields, the declared length, continuation '0', one frame.
+int encodeFixedLayout(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+int decodeFixedLayout(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
+
+constexpr MessageDef fixedMessage(int id, std::span<const Field> fields, int length,
+                                  int encodeLogId = 0) {
+    return MessageDef{id, encodeFixedLayout, decodeFixedLayout, Layout{fields, {}, length},
+                      encodeLogId, nullptr};
+}
+
+// Appends a zeroed frame to out whose header is set from the record; on a
+// header failure logs the encoder's "set pava head erorr!" text (unless
+// quiet), drops the frame and returns the setter's code in *rc.
+PavaMsg* beginFrame(PavaMsgList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false);
+
+// Sets the body length and clears the continuation flag.
+void finishFrame(PavaMsg& frame, int length) noexcept;
+
+}  // namespace pava
+
+#endif

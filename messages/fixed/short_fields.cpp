@@ -1,0 +1,7 @@
+#include "messages/catalog.h"
+
+namespace pava::messages {
+
+std::span<const MessageDef> shortFields() { return {}; }
+
+}  // namespace pava::messages

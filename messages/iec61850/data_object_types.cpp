@@ -1,0 +1,7 @@
+#include "messages/catalog.h"
+
+namespace pava::messages {
+
+std::span<const MessageDef> dataObjectTypes() { return {}; }
+
+}  // namespace pava::messages
