@@ -2,6 +2,7 @@
 #ifndef ZMPAVA_TESTS_SUPPORT_H
 #define ZMPAVA_TESTS_SUPPORT_H
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 

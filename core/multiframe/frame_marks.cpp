@@ -1,0 +1,17 @@
+#include "frame_marks.h"
+
+#include "frame_header.h"
+
+namespace pava {
+
+void markFrameCount(PavaMsgList& out, size_t first) noexcept {
+    if (first >= out.size()) return;
+    const char count = frameDigit(out.size() - first);
+    for (size_t i = first; i < out.size(); ++i) {
+        PavaHeadAccessor head(&out[i]);
+        head.setType(count);
+        head.setContinued(i + 1 < out.size());
+    }
+}
+
+}  // namespace pava

@@ -1,0 +1,21 @@
+// Frame marks of messages split over several frames.
+#ifndef ZMPAVA_CORE_MULTIFRAME_FRAME_MARKS_H
+#define ZMPAVA_CORE_MULTIFRAME_FRAME_MARKS_H
+
+#include <cstddef>
+
+#include "ZMPavaAnalyzer.h"
+
+namespace pava {
+
+// Over the frames out[first..]: header position 8 becomes '0' plus their
+// number (past nine frames this runs on through ':' and up the character
+// set), the continuation flag '1' on every frame but the last, '0' on the last.
+void markFrameCount(PavaMsgList& out, size_t first = 0) noexcept;
+
+// The character '0' + n that numbers frames in positions 8 and 14.
+inline char frameDigit(size_t n) noexcept { return static_cast<char>('0' + n); }
+
+}  // namespace pava
+
+#endif
