@@ -1,0 +1,146 @@
+// The library as a consumer sees it: the public header and the shared library.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "ZMPavaAnalyzer.h"
+
+namespace {
+
+class Log {
+public:
+    Log() { Pava_SetLogOutput(PAVA_LOG_CALLBACK, &Log::append, &text); }
+    ~Log() { Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr); }
+    std::string text;
+
+private:
+    static void PAVA_CALL append(const char* line, void* user) { static_cast<std::string*>(user)->append(line); }
+};
+
+PavaFullData addressRecord(uint16_t id, const char* address) {
+    PavaFullData rec;
+    rec.msgId = id;
+    rec.rii = 5;
+    rec.msgType = 1;
+    std::strncpy(rec.text12b, address, 12);
+    return rec;
+}
+
+TEST(EntryPoints, WorkedExample) {
+    PavaFullData rec = addressRecord(20001, "ABCDEFGHIJKL");
+    PavaMsgList frames;
+    Log log;
+    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(std::string(frames[0].head, 16), "5  200011" "12   " "00");
+    EXPECT_EQ(std::string(frames[0].body, 12), "ABCDEFGHIJKL");
+    EXPECT_EQ(std::string(frames[0].body + 12, MAX_PAVA_MSG_LEN - 12), std::string(MAX_PAVA_MSG_LEN - 12, '\0'));
+    EXPECT_EQ(log.text, "Data_To_Pava_20001!\n");
+
+    PavaFullData back;
+    ASSERT_EQ(Pava_To_Data(&frames[0], &back), PAVA_OK);
+    EXPECT_EQ(log.text, "Data_To_Pava_20001!\nPava_20001_To_Data!\n");
+    EXPECT_EQ(back.msgId, 20001);
+    EXPECT_EQ(back.rii, 5);
+    EXPECT_EQ(back.msgType, 1);
+    EXPECT_EQ(back.msgLen, 12);
+    EXPECT_STREQ(back.text12b, "ABCDEFGHIJKL");
+}
+
+TEST(EntryPoints, NullArguments) {
+    PavaMsgList frames(2);
+    EXPECT_EQ(Data_To_Pava(nullptr, &frames), PAVA_ERR_NULL);
+    EXPECT_EQ(frames.size(), 2u);
+    PavaFullData rec = addressRecord(20001, "X");
+    EXPECT_EQ(Data_To_Pava(&rec, nullptr), PAVA_ERR_NULL);
+    rec.text12b[0] = 'K';
+    EXPECT_EQ(Pava_To_Data(nullptr, &rec), PAVA_ERR_NULL);
+    EXPECT_EQ(rec.text12b[0], 'K');  // untouched
+    EXPECT_EQ(Pava_To_Data(&frames[0], nullptr), PAVA_ERR_NULL);
+}
+
+TEST(EntryPoints, UnknownIdsLeaveTheListAlone) {
+    for (uint16_t id : {0, 12345, 20022, 20024, 30022, 61861, 65535}) {
+        PavaFullData rec = addressRecord(id, "X");
+        PavaMsgList frames(3);
+        frames[0].head[0] = 'Q';
+        EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_NO_HANDLER) << id;
+        EXPECT_EQ(frames.size(), 3u);
+        EXPECT_EQ(frames[0].head[0], 'Q');
+    }
+}
+
+TEST(EntryPoints, KnownIdEmptiesTheListFirst) {
+    PavaFullData rec = addressRecord(20003, "ADDR");
+    PavaMsgList frames(4);
+    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(std::string(frames[0].body, 12), std::string("ADDR\0\0\0\0\0\0\0\0", 12));
+}
+
+TEST(EntryPoints, DecodeResetsAndFillsHeaderBeforeUnknownId) {
+    PavaFullData rec = addressRecord(20001, "OLDADDRESS");
+    rec.intValue7 = 99;
+    rec.string3 = "old";
+    rec.dataList.resize(3);
+    rec.recordList.resize(2);
+    rec.recordList[0].fieldList.resize(4);
+    PavaMsg frame{};
+    std::memcpy(frame.head, "9  123453" "77   " "21", 16);
+    EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_NO_HANDLER);
+    EXPECT_EQ(rec.rii, 9);
+    EXPECT_EQ(rec.msgId, 12345);
+    EXPECT_EQ(rec.msgType, 3);
+    EXPECT_EQ(rec.msgLen, 77);
+    EXPECT_EQ(rec.headFlag, 2);
+    EXPECT_EQ(rec.contFlag, 1);
+    EXPECT_EQ(rec.intValue7, 0);
+    EXPECT_STREQ(rec.text12b, "");
+    EXPECT_TRUE(rec.string3.empty());
+    EXPECT_TRUE(rec.dataList.empty());
+    EXPECT_TRUE(rec.recordList.empty());
+
+    std::memcpy(frame.head, "   00000", 8);  // id 0 is never registered
+    EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_NO_HANDLER);
+    EXPECT_EQ(rec.msgId, 0);
+}
+
+TEST(EntryPoints, DecodedRecordKeepsNothingOfAnEarlierMessage) {
+    PavaFullData rec = addressRecord(20160, "");
+    std::strncpy(rec.text12a, "CODE-A", 12);
+    PavaMsgList frames;
+    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    EXPECT_EQ(std::string(frames[0].body, 6), "CODE-A");
+
+    PavaFullData target = addressRecord(20001, "STALE-B");
+    target.fileBlock.fbCount = 7;
+    target.settingList.resize(2);
+    ASSERT_EQ(Pava_To_Data(&frames[0], &target), PAVA_OK);
+    EXPECT_STREQ(target.text12a, "CODE-A");
+    EXPECT_STREQ(target.text12b, "");
+    EXPECT_EQ(target.fileBlock.fbCount, 0);
+    EXPECT_TRUE(target.settingList.empty());
+}
+
+TEST(EntryPoints, LogOutputCanBeSwitchedOffAndRejectsBadModes) {
+    std::string text;
+    ASSERT_EQ(Pava_SetLogOutput(PAVA_LOG_CALLBACK, nullptr, nullptr), PAVA_ERR_NULL);
+    ASSERT_EQ(Pava_SetLogOutput(42, nullptr, nullptr), PAVA_ERR_NULL);
+    {
+        Log log;
+        ASSERT_EQ(Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr), PAVA_OK);
+        PavaFullData rec = addressRecord(20001, "A");
+        PavaMsgList frames;
+        ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+        EXPECT_EQ(log.text, "");
+    }
+    testing::internal::CaptureStdout();
+    PavaFullData rec = addressRecord(20005, "A");
+    PavaMsgList frames;
+    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    ASSERT_EQ(Pava_To_Data(nullptr, &rec), PAVA_ERR_NULL);  // the analyzer itself prints nothing
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Data_To_Pava_20005!\n");
+}
+
+}  // namespace
