@@ -10,18 +10,10 @@ void resetFullData(PavaFullData& rec) noexcept {
     rec.intValue6 = rec.intValue7 = rec.intValue8 = rec.intValue9 = rec.intValue10 = 0;
     rec.intValue11 = rec.intValue12 = rec.intValue13 = 0;
     rec.intValue14 = rec.intValue15 = rec.intValue16 = 0;
-    std::memset(rec.text12a, 0, sizeof rec.text12a);
-    std::memset(rec.text12b, 0, sizeof rec.text12b);
-    std::memset(rec.text20a, 0, sizeof rec.text20a);
-    std::memset(rec.text20b, 0, sizeof rec.text20b);
-    std::memset(rec.text15a, 0, sizeof rec.text15a);
-    std::memset(rec.text15b, 0, sizeof rec.text15b);
-    std::memset(rec.text12c, 0, sizeof rec.text12c);
-    std::memset(rec.text12d, 0, sizeof rec.text12d);
-    std::memset(rec.text64a, 0, sizeof rec.text64a);
-    std::memset(rec.text64b, 0, sizeof rec.text64b);
-    std::memset(rec.text32, 0, sizeof rec.text32);
-    std::memset(rec.text26, 0, sizeof rec.text26);
+    const auto zero = [](auto& array) { std::memset(array, 0, sizeof array); };
+    zero(rec.text12a), zero(rec.text12b), zero(rec.text20a), zero(rec.text20b);
+    zero(rec.text15a), zero(rec.text15b), zero(rec.text12c), zero(rec.text12d);
+    zero(rec.text64a), zero(rec.text64b), zero(rec.text32), zero(rec.text26);
     rec.fileBlock = PavaFileBlock{};
     // Strings and lists are emptied; their capacity stays for the next decode.
     rec.string1.clear();
