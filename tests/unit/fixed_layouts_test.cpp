@@ -49,9 +49,9 @@ PavaFullData sampleRecord(int id) {
     std::memcpy(rec.text12c, "CODE-C\0junkC", 12);
     std::memcpy(rec.text12d, "CODE-D\0junkD", 12);
     std::memcpy(rec.text15a, "FIFTEEN-CHARS-A", 15);
-    std::memcpy(rec.text64a, "LONG-TEXT-64A\0tail", 18);
+    std::memcpy(rec.text64a, "SHORT\0TEXT-64A-tail", 19);
     std::memcpy(rec.text64b, "SECOND-TEXT-64B\0tail", 20);
-    std::memcpy(rec.text32, "TEXT-32\0tail", 12);
+    std::memcpy(rec.text32, "TEXT32\0tail", 11);
     std::memcpy(rec.text26, "BLOCK-26\0tail", 13);
     rec.string1 = "string one";
     rec.string4 = "LD0/LLN0.Mod";
@@ -70,7 +70,7 @@ std::vector<Golden> goldenBodies() {
     const std::string rawB = bytes("ADDRESS-B\0xy", 12), txtB = pad("ADDRESS-B", 12);
     const std::string rawC = bytes("CODE-C\0junkC", 12), txtC = pad("CODE-C", 12);
     const std::string rawD = bytes("CODE-D\0junkD", 12), txtD = pad("CODE-D", 12);
-    const std::string raw64a = pad(bytes("LONG-TEXT-64A\0tail", 18), 64);
+    const std::string raw64a = pad(bytes("SHORT\0TEXT-64A-tail", 19), 64);
     const std::string raw64b = pad(bytes("SECOND-TEXT-64B\0tail", 20), 64);
     const std::string raw26 = pad(bytes("BLOCK-26\0tail", 13), 26);
     const std::string ref = pad("LD0/LLN0.Mod", 64), five255 = pad("string five", 255);
@@ -89,8 +89,8 @@ std::vector<Golden> goldenBodies() {
         {20105, rawB + "8" + rawC + rawD + "6"}, {20111, rawB + raw64a + rawC + raw64b},
         // 30xxx fixed fields.
         {30015, rawB + "3 2 69   "}, {30123, rawB + "2 "}, {30124, rawB + "2 4"},
-        {30172, txtB + "45 " + txtC}, {30173, "5" + txtB + pad("TEXT-32", 32) + "6       "},
-        {30174, "5" + txtB + pad("TEXT-32", 32) + "6       4" + txtC + "10"},
+        {30172, txtB + "45 " + txtC}, {30173, "5" + txtB + pad("TEXT32", 32) + "6       "},
+        {30174, "5" + txtB + pad("TEXT32", 32) + "6       4" + txtC + "10"},
         {30179, "6       5 "}, {30180, "6       5 "}, {30182, txtB + "4 8 " + std::string(6, '\0')},
         // Extended range.
         {20123, rawB + "2 "}, {20124, rawB + "2 4"},
@@ -100,11 +100,11 @@ std::vector<Golden> goldenBodies() {
         {20145, rawA + "5 "}, {20146, rawA + "45 8 " + rawC + rawD}, {20150, rawB + "2 3 "},
         {20163, "5 " + txtA}, {20165, txtA + "5 "}, {20166, txtA + "5 4 "}, {20173, txtB + "2 "},
         // IEC 61850.
-        {61852, rawA + ref + pad("string one", 100) + "LONG-TEXSECOND-T" + pad("TEXT-32", 8)},
+        {61852, rawA + ref + pad("string one", 100) + pad("SHORT", 8) + "SECOND-T" + pad("TEXT32", 8)},
         {61853, rawA + ref + "3 "}, {61854, rawA + ref + "6   " + rawC + rawD},
         {61855, rawA + ref + pad("string five", 100) + "6   13      12      "},
         {61857, rawA + ref}, {61859, rawA + "48 " + rawC},
-        {61860, rawA + ref + raw26 + five255 + "11          5LONG-TEXSECOND-T6       " + pad("TEXT-32", 30)},
+        {61860, rawA + ref + raw26 + five255 + "11          5" + pad("SHORT", 8) + "SECOND-T6       " + pad("TEXT32", 30)},
         {61863, rawA + "45 8 " + rawC + rawD}, {61864, rawA + ref + "43 " + rawC},
         {61865, rawA + ref + "43 " + rawC}, {61866, rawA + ref + raw26 + five255 + "45         "},
     };
@@ -170,8 +170,9 @@ void decodeInto(int id, const std::string& body, PavaFullData& rec) {
 TEST(FixedLayouts, BoundedTextDecodersKeepTheMemberBehindTheField) {
     PavaFullData rec;
     std::memset(rec.text64b, 'z', 64);
-    decodeInto(20034, bytes("ADDRESS-B\0xy", 12) + pad("SHORT", 40), rec);
+    decodeInto(20034, bytes("ADDRESS-B\0xy", 12) + pad(bytes("SHORT\0tail", 10), 40) + pad(bytes("C\0c", 3), 12), rec);
     EXPECT_EQ(bytes(rec.text64b, 65), pad("SHORT", 40) + std::string(24, 'z') + '\0');
+    EXPECT_EQ(bytes(rec.text12c, 13), pad("C", 13));
 
     // 20069 clears the whole member before taking its 15 raw characters.
     std::memset(rec.text64b, 'z', 64);
@@ -200,13 +201,35 @@ TEST(FixedLayouts, TextFieldsStopAtNulOnlyWhereTheDecoderSaysSo) {
     PavaFullData iec;
     const PavaMsg frame = test::makeFrame(headerFor(61852, 200),
                                           "CODE-A      " + pad(bytes("REF\0JUNK", 8), 64) + pad("one", 100) +
-                                              "12345678" + bytes("AB\0CDEFG", 8) + "TEXT-32!");
+                                              "12345678" + bytes("AB\0CDEFG", 8) + bytes("TEXT\0-32", 8));
     ASSERT_EQ(Pava_To_Data(&frame, &iec), PAVA_OK);
     EXPECT_EQ(iec.string4, "REF");
     EXPECT_EQ(iec.string1, "one");
     EXPECT_EQ(bytes(iec.text64a, 65), pad("12345678", 65));
     EXPECT_EQ(bytes(iec.text64b, 65), pad("AB", 65));
-    EXPECT_EQ(bytes(iec.text32, 33), pad("TEXT-32!", 33));
+    EXPECT_EQ(bytes(iec.text32, 33), pad("TEXT", 33));
+
+    PavaFullData wide;
+    const std::string text26 = bytes("BLOCK\0twenty-six-raw-bytes", 26);
+    const PavaMsg frame60 = test::makeFrame(
+        headerFor(61860, 424), "CODE-A      " + pad("REF", 64) + text26 + pad(bytes("five\0junk", 10), 255) +
+                                   "-1234567890 " + "7" + bytes("A\0aaaaaa", 8) + bytes("B\0bbbbbb", 8) + "87654321" +
+                                   bytes("thirty\0-characters-of-text-32", 30));
+    ASSERT_EQ(Pava_To_Data(&frame60, &wide), PAVA_OK);
+    EXPECT_EQ(bytes(wide.text26, 27), text26 + '\0');
+    EXPECT_EQ(wide.string5, "five");
+    EXPECT_EQ(wide.intValue11, -1234567890);
+    EXPECT_EQ(wide.intValue5, 7);
+    EXPECT_EQ(bytes(wide.text64a, 9), pad("A", 9));
+    EXPECT_EQ(bytes(wide.text64b, 9), pad("B", 9));
+    EXPECT_EQ(wide.intValue6, 87654321);
+    EXPECT_EQ(bytes(wide.text32, 33), pad("thirty", 33));
+
+    // Bounded out, raw back in: the 12 bytes arrive as they were sent.
+    PavaFullData code;
+    decodeInto(20165, bytes("CODE\0hidden", 12) + "9 ", code);
+    EXPECT_EQ(bytes(code.text12a, 13), bytes("CODE\0hidden\0", 13));
+    EXPECT_EQ(code.intValue5, 9);
 }
 
 TEST(FixedLayouts, NumbersAreCutAndReadAsTheFieldCodecDoes) {
