@@ -13,25 +13,19 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k20176Text{38, &PavaFullData::string4, 1000, false, true, nullptr, HeaderLength::Signed,
-                              nullptr};
-constexpr TextTail k20177Text{38, &PavaFullData::string4, 255, false, true, nullptr, HeaderLength::Signed,
-                              nullptr};
-static_assert(tailFits(k20176Text) && tailFits(k20177Text));
+// Cut to the cap, and copied only up to the text's first NUL.
+constexpr TextTail k20176Text =
+    checkedTail({.offset = 38, .text = &PavaFullData::string4, .cap = 1000, .bounded = true});
+constexpr TextTail k20177Text =
+    checkedTail({.offset = 38, .text = &PavaFullData::string4, .cap = 255, .bounded = true});
 
 constexpr FrameRules k20176{.quietHead = false, .tail = {encodeTextTail, nullptr, &k20176Text}};
 constexpr FrameRules k20177{.quietHead = false, .tail = {encodeTextTail, nullptr, &k20177Text}};
 
-// What the encoders write before the text, then what the decoders read.
-constexpr Field k20176Head[] = {
-    {0, 12, TextRaw, M::text12a}, {12, 12, TextRaw, M::text12b}, {24, 2, Decimal, M::intValue8},
-    {26, 12, Raw, M::text12c}};
+// What the decoders read; the encoders write all but the text, which follows.
 constexpr Field k20176Read[] = {
     {0, 12, TextRaw, M::text12a}, {12, 12, TextRaw, M::text12b}, {24, 2, Decimal, M::intValue8},
     {26, 12, Raw, M::text12c},    {38, 1000, Text, M::string4, kNulPadded}};
-constexpr Field k20177Head[] = {
-    {0, 12, TextRaw, M::text12a}, {12, 2, Decimal, M::intValue5}, {14, 12, TextRaw, M::text12b},
-    {26, 12, Raw, M::text12c}};
 constexpr Field k20177Read[] = {
     {0, 12, TextRaw, M::text12a}, {12, 2, Decimal, M::intValue5}, {14, 12, TextRaw, M::text12b},
     {26, 12, Raw, M::text12c},    {38, 255, Text, M::string4, kNulPadded}};
@@ -40,8 +34,8 @@ constexpr Field k20178Fields[] = {
     {16, 12, TextRaw, M::text12b}, {28, 12, Raw, M::text12c},      {40, 255, Text, M::string4, kNulPadded}};
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(20176, k20176, k20176Head, -1, k20176Read),
-    frameMessage(20177, k20177, k20177Head, -1, k20177Read),
+    frameMessage(20176, k20176, std::span<const Field>(k20176Read).first(4), -1, k20176Read),
+    frameMessage(20177, k20177, std::span<const Field>(k20177Read).first(4), -1, k20177Read),
     fixedMessage(20178, k20178Fields, 295),
 };
 

@@ -14,11 +14,9 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00211Text{224, &PavaFullData::string6, 7968, false, false, nullptr,
-                              HeaderLength::Unsigned, nullptr};
-static_assert(tailFits(k00211Text));
+constexpr TextTail k00211Text = checkedTail({
+    .offset = 224, .text = &PavaFullData::string6, .cap = 7968, .rule = HeaderLength::Unsigned});
 
-constexpr FrameRules kPlain{};
 // The encoder never writes after the fixed fields.
 constexpr FrameRules k00211{.tail = {nullptr, decodeTextTail, &k00211Text}};
 
@@ -37,9 +35,9 @@ constexpr Field k00212Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(210, kPlain, k00210Fields, 264),
+    frameMessage(210, kPlainFrame, k00210Fields, 264),
     frameMessage(211, k00211, k00211Fields, 224),
-    frameMessage(212, kPlain, k00212Fields, 223),
+    frameMessage(212, kPlainFrame, k00212Fields, 223),
 };
 
 }  // namespace

@@ -13,17 +13,14 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00214Text{224,
-                              &PavaFullData::string6,
-                              MAX_PAVA_MSG_LEN - 224,
-                              true,
-                              false,
-                              "Data_To_Pava_00214 length error!",
-                              HeaderLength::Bounded,
-                              "Pava_00214_To_Data length error!"};
-static_assert(tailFits(k00214Text));
+constexpr TextTail k00214Text = checkedTail({
+    .offset = 224,
+    .text = &PavaFullData::string6,
+    .cap = MAX_PAVA_MSG_LEN - 224,
+    .tooLong = "Data_To_Pava_00214 length error!",
+    .rule = HeaderLength::Bounded,
+    .badLength = "Pava_00214_To_Data length error!"});
 
-constexpr FrameRules kPlain{};
 constexpr FrameRules k00214{.keepContinued = true, .tail = {encodeTextTail, decodeTextTail, &k00214Text}};
 constexpr FrameRules k00215{
     .decodeEntry = "Pava_00215_To_Data()!\n",
@@ -44,7 +41,7 @@ constexpr Field k00215Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(213, kPlain, k00213Fields, 264),
+    frameMessage(213, kPlainFrame, k00213Fields, 264),
     frameMessage(214, k00214, k00214Fields, -1),
     frameMessage(215, k00215, k00215Fields, 227),
 };

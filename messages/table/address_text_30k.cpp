@@ -15,7 +15,10 @@ constexpr Field k30042Fields[] = {
     {116, 8, Decimal, M::intValue13}, {124, 8, Decimal, M::intValue12},
 };
 constexpr Field k30171Fields[] = {
-    {0, 12, TextRaw, M::text12b}, {12, 2, Decimal, M::intValue5}, {14, 1024, TextRaw, M::string4, kNulPadded}};
+    {0, 12, TextRaw, M::text12b},
+    {12, 2, Decimal, M::intValue5},
+    {14, 1024, TextRaw, M::string4, kNulPadded},
+};
 
 constexpr MessageDef kMessages[] = {
     fixedMessage(30042, k30042Fields, 132),

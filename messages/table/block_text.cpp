@@ -51,7 +51,6 @@ int decodeCodes(const void*, const char* body, PavaFullData& rec) {
 constexpr FrameRules k00101{.encodeEntry = "Data_To_Pava_00101\n",
                             .decodeEntry = "Pava_00101_To_Data\n",
                             .tail = {encodeCodes, decodeCodes, nullptr}};
-constexpr FrameRules kPlain{};
 constexpr FrameRules k00203{.alsoDecodeEntryOf = 102};
 
 constexpr Field k00101Fields[] = {
@@ -69,7 +68,7 @@ constexpr Field k00203Fields[] = {
 
 constexpr MessageDef kMessages[] = {
     frameMessage(101, k00101, k00101Fields, -1),
-    frameMessage(102, kPlain, k00102Fields, 56),
+    frameMessage(102, kPlainFrame, k00102Fields, 56),
     frameMessage(203, k00203, k00203Fields, 254),
 };
 

@@ -12,9 +12,8 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00901Text{62, &PavaFullData::string4, 8130, false, false, nullptr,
-                              HeaderLength::Unsigned, nullptr};
-static_assert(tailFits(k00901Text));
+constexpr TextTail k00901Text = checkedTail({
+    .offset = 62, .text = &PavaFullData::string4, .cap = 8130, .rule = HeaderLength::Unsigned});
 
 constexpr FrameRules k00901{.tail = {encodeTextTail, decodeTextTail, &k00901Text}};
 

@@ -12,13 +12,13 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00800Text{
-    12, &PavaFullData::string6, 8180, true, false,
-    "error:: CPavaMsgAnalyze::Data_To_Pava_00800 block length > MAX_PAVA_MSG_LEN ! ",
-    HeaderLength::Signed, nullptr};
-static_assert(tailFits(k00800Text));
+constexpr TextTail k00800Text = checkedTail({
+    .offset = 12,
+    .text = &PavaFullData::string6,
+    .cap = 8180,
+    .tooLong = "error:: CPavaMsgAnalyze::Data_To_Pava_00800 block length > MAX_PAVA_MSG_LEN ! ",
+    .rule = HeaderLength::Signed});
 
-constexpr FrameRules kPlain{};
 constexpr FrameRules kDropped{.append = false};
 constexpr FrameRules k00800{.append = false,
                             .tail = {encodeTextTail, decodeTextTail, &k00800Text}};
@@ -31,10 +31,10 @@ constexpr Field k00804Fields[] = {{0, 255, Text, M::string5}, {255, 8, Decimal, 
 
 constexpr MessageDef kMessages[] = {
     frameMessage(800, k00800, k00800Fields, -1),
-    frameMessage(801, kPlain, k00800Fields, 12),
+    frameMessage(801, kPlainFrame, k00800Fields, 12),
     frameMessage(802, kDropped, k00802Fields, -1, k00802Read),
-    frameMessage(803, kPlain, k00803Fields, 10),
-    frameMessage(804, kPlain, k00804Fields, 263),
+    frameMessage(803, kPlainFrame, k00803Fields, 10),
+    frameMessage(804, kPlainFrame, k00804Fields, 263),
 };
 
 }  // namespace

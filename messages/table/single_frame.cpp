@@ -58,7 +58,7 @@ int encodeTextTail(const void* params, const PavaFullData& rec, char* body) {
     const std::string& text = rec.*t.text;
     size_t n = text.size();
     if (n > t.cap) {
-        if (t.refuseLonger) {
+        if (t.tooLong != nullptr) {
             log::write(t.tooLong);
             return -1;
         }

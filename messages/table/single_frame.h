@@ -39,6 +39,9 @@ struct FrameRules {
     BodyTail tail{};
 };
 
+// Fixed fields and nothing else, with the common texts.
+inline constexpr FrameRules kPlainFrame{};
+
 int encodeFrame(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
 int decodeFrame(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
@@ -63,23 +66,26 @@ enum class HeaderLength : uint8_t {
 };
 
 struct TextTail {
-    uint16_t offset;                   // the text's first body position
-    std::string PavaFullData::*text;   // the string member carried
+    uint16_t offset = 0;                         // the text's first body position
+    std::string PavaFullData::*text = nullptr;  // the string member carried
     // Encoder: a text longer than `cap` is cut to it, or refused with tooLong.
-    uint16_t cap;
-    bool refuseLonger;
-    bool bounded;  // the copy stops at the text's first NUL (else bytes as they stand)
-    const char* tooLong;
-    // Decoder.
-    HeaderLength rule;
-    const char* badLength;
+    uint16_t cap = 0;
+    const char* tooLong = nullptr;
+    bool bounded = false;  // the copy stops at the text's first NUL (else bytes as they stand)
+    // Decoder: how the header's length is read; refusals log badLength.
+    HeaderLength rule = HeaderLength::Signed;
+    const char* badLength = nullptr;
 };
 
 int encodeTextTail(const void* params, const PavaFullData& rec, char* body);
 int decodeTextTail(const void* params, const char* body, PavaFullData& rec);
 
-// True when a text of `cap` characters at `offset` stays within the body.
-constexpr bool tailFits(const TextTail& t) { return t.offset + t.cap <= MAX_PAVA_MSG_LEN; }
+// Every tail is declared through this check: a text of `cap` characters at
+// `offset` must stay within the body, or the table does not compile.
+consteval TextTail checkedTail(TextTail t) {
+    if (t.offset + t.cap > MAX_PAVA_MSG_LEN) throw "text tail runs past the body";
+    return t;
+}
 
 }  // namespace pava::messages
 

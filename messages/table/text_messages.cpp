@@ -12,7 +12,6 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr FrameRules kPlain{};
 
 constexpr Field k00205Fields[] = {
     {0, 255, Text, M::string2}, {255, 255, Text, M::string1}, {510, 40, Text, M::string4}};
@@ -25,9 +24,9 @@ constexpr Field k00206Fields[] = {
 constexpr Field k00208Fields[] = {{0, 192, Text, M::string3}, {192, 40, Text, M::text64b}};
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(205, kPlain, k00205Fields, 550, k00205Read),
-    frameMessage(206, kPlain, k00206Fields, 38),
-    frameMessage(208, kPlain, k00208Fields, 232),
+    frameMessage(205, kPlainFrame, k00205Fields, 550, k00205Read),
+    frameMessage(206, kPlainFrame, k00206Fields, 38),
+    frameMessage(208, kPlainFrame, k00208Fields, 232),
 };
 
 }  // namespace

@@ -50,6 +50,14 @@ Decoded decode(const PavaMsg& frame) {
     return d;
 }
 
+// An encoder that refuses the record: failure, no frame, exactly these lines.
+void expectRefused(const PavaFullData& rec, const std::string& log) {
+    const Encoded e = encode(rec);
+    EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
+    EXPECT_TRUE(e.frames.empty());
+    EXPECT_EQ(e.log, log);
+}
+
 // A frame on the heap, sized exactly, so that any read past it is caught.
 std::unique_ptr<PavaMsg> frameFor(int id, int length, char fill) {
     auto frame = std::make_unique<PavaMsg>();
@@ -59,73 +67,33 @@ std::unique_ptr<PavaMsg> frameFor(int id, int length, char fill) {
     return frame;
 }
 
-// --- 00800-00804 -------------------------------------------------------------
-
-TEST(NumberPairs, GoldenBodiesAndDroppedFrames) {
-    PavaFullData rec = recordFor(801);
-    rec.intValue12 = 5;
-    rec.intValue13 = -12;
-    Encoded e = encode(rec);
-    ASSERT_EQ(e.rc, 0);
-    ASSERT_EQ(e.frames.size(), 1u);
-    EXPECT_EQ(headOf(e.frames[0]), headFor(801, 12));
-    EXPECT_EQ(bodyOf(e.frames[0], 13), std::string("5       -12 ") + nul(1));
-    EXPECT_EQ(e.log, "Data_To_Pava_00801!\n");
-
-    rec.msgId = 803;
-    rec.intValue13 = 123456789;
-    rec.intValue12 = 345;
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(803, 10));
-    EXPECT_EQ(bodyOf(e.frames[0], 10), "1234567834");
-
-    // 00800 and 00802 succeed without a frame; 00800 refuses a text over 8180.
-    rec.msgId = 802;
-    e = encode(rec);
-    EXPECT_EQ(e.rc, 0);
-    EXPECT_TRUE(e.frames.empty());
-    EXPECT_EQ(e.log, "Data_To_Pava_00802!\n");
-    rec.msgId = 800;
-    rec.string6.assign(8180, 'x');
-    e = encode(rec);
-    EXPECT_EQ(e.rc, 0);
-    EXPECT_TRUE(e.frames.empty());
-    rec.string6.push_back('x');
-    e = encode(rec);
-    EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
-    EXPECT_EQ(e.log, "Data_To_Pava_00800!\n"
-                     "error:: CPavaMsgAnalyze::Data_To_Pava_00800 block length > MAX_PAVA_MSG_LEN ! ");
-}
-
-TEST(NumberPairs, DecodersReadTheirOwnWidths) {
-    // 00802 reads 10 + 8 characters where its encoder writes 8 + 4.
-    Decoded d = decode(makeFrame(headFor(802, 12), "123456789   "));
-    ASSERT_EQ(d.rc, 0);
-    EXPECT_EQ(d.rec.intValue11, 123456789);
-    EXPECT_EQ(d.rec.intValue12, 0);
-    EXPECT_EQ(d.log, "Pava_00802_To_Data!\n");
-
-    PavaFullData rec = recordFor(804);
-    rec.string5.assign(300, 'y');
-    rec.intValue12 = 42;
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(804, 263));
-    EXPECT_EQ(bodyOf(e.frames[0], 264), std::string(255, 'y') + "42      " + nul(1));
-    d = decode(e.frames[0]);
-    EXPECT_EQ(d.rec.string5, std::string(255, 'y'));
-    EXPECT_EQ(d.rec.intValue12, 42);
-
-    d = decode(makeFrame(headFor(800, 15), "7       9   abcdef"));
-    EXPECT_EQ(d.rec.intValue12, 7);
-    EXPECT_EQ(d.rec.intValue13, 9);
-    EXPECT_EQ(d.rec.string6, "abc");
-    EXPECT_EQ(decode(makeFrame(headFor(800, 12), "7       9   abc")).rec.string6, "");
-}
-
-// --- 00101, 00102, 00203 -----------------------------------------------------
-
-TEST(BlockAndText, FileBlockRoundTrip) {
-    PavaFullData rec = recordFor(101);
+// Every member these messages carry, each with its own value.
+PavaFullData sample(int id) {
+    PavaFullData rec = recordFor(id);
+    rec.intValue1 = 1;
+    rec.intValue4 = 4;
+    rec.intValue5 = 5;
+    rec.intValue6 = 6;
+    rec.intValue8 = 8;
+    rec.intValue9 = 9;
+    rec.intValue10 = 10;
+    rec.intValue11 = 11;
+    rec.intValue12 = 12;
+    rec.intValue13 = 13;
+    PAVA_SET_TEXT(rec.text12a, "A");
+    PAVA_SET_TEXT(rec.text12b, "ADDR");
+    PAVA_SET_TEXT(rec.text12c, "C");
+    PAVA_SET_TEXT(rec.text15a, "ABCDEFGHIJKLMNO");
+    PAVA_SET_TEXT(rec.text20a, "T20");
+    PAVA_SET_TEXT(rec.text20b, "U20");
+    PAVA_SET_TEXT(rec.text32, "t32");
+    PAVA_SET_TEXT(rec.text64b, "S64");
+    rec.string1 = "B";
+    rec.string2 = "A";
+    rec.string3 = "ABC";
+    rec.string4 = "s4";
+    rec.string5 = "AB";
+    rec.string6 = "CD";
     PavaFileBlock& block = rec.fileBlock;
     PAVA_SET_TEXT(block.fbText16a, "ABC");
     PAVA_SET_TEXT(block.fbText16b, "B");
@@ -136,88 +104,163 @@ TEST(BlockAndText, FileBlockRoundTrip) {
     PAVA_SET_TEXT(block.fbCodes[0], "C1");
     PAVA_SET_TEXT(block.fbCodes[1], "C2");
     PAVA_SET_TEXT(block.fbCodes[2], "not sent");
-    const Encoded e = encode(rec);
-    ASSERT_EQ(e.rc, 0);
-    EXPECT_EQ(e.log, "Data_To_Pava_00101\n");
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(101, 155));
-    EXPECT_EQ(printable(bodyOf(e.frames[0], 156)),
-              printable(pad("ABC", 16) + pad("B", 16) + nul(16) + pad("D", 32) + "65535   " + nul(32) +
-                        "7       2  " + pad("C1", 12) + pad("C2", 12) + nul(1)));
+    return rec;
+}
 
-    const Decoded d = decode(e.frames[0]);
-    ASSERT_EQ(d.rc, 0);
+TEST(TextMessages, GoldenBodiesOfTheSample) {
+    const std::string front = pad("ADDR", 12) + pad("AB", 200);  // 00210-00215
+    const struct {
+        int id;
+        std::string body;
+    } cases[] = {
+        {801, "12      13  "},
+        {803, "13      12"},
+        {804, pad("AB", 255) + "12      "},
+        {101, pad("ABC", 16) + pad("B", 16) + nul(16) + pad("D", 32) + "65535   " + nul(32) + "7       2  " +
+                  pad("C1", 12) + pad("C2", 12)},
+        {102, pad("B", 16) + pad("D", 32) + "65535   "},
+        {203, pad("ADDR", 12) + "8 " + pad("T20", 20) + pad("U20", 20) + pad("ABC", 200)},
+        {204, pad("ADDR", 12) + "0   "},
+        {205, pad("A", 255) + pad("B", 255) + pad("s4", 40)},
+        {206, "ABCDEFGHIJKLMN5 4         8       6   "},
+        {208, pad("ABC", 192) + pad("S64", 40)},
+        {901, nul(3) + "1    4   ABCDEFGHIJKLMN9 10" + pad("t32", 32) + "s4"},
+        {210, front + "13      " + pad("CD", 40) + "5   "},
+        {211, front + "13      1   "},
+        {212, front + "45         "},
+        {213, front + "13      " + pad("CD", 40) + "12  "},
+        {214, front + "13      12  CD"},
+        {215, front + "111        12  "},
+        {30042, pad("ADDR", 12) + pad("AB", 100) + "6   13      12      "},
+        {30171, pad("ADDR", 12) + "5 " + pad("s4", 1024)},
+        {20176, pad("A", 12) + pad("ADDR", 12) + "8 " + pad("C", 12) + "s4"},
+        {20177, pad("A", 12) + "5 " + pad("ADDR", 12) + pad("C", 12) + "s4"},
+        {20178, pad("A", 12) + "5 4 " + pad("ADDR", 12) + pad("C", 12) + pad("s4", 255)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.id);
+        const Encoded e = encode(sample(c.id));
+        ASSERT_EQ(e.rc, 0);
+        ASSERT_EQ(e.frames.size(), 1u);
+        const int length = static_cast<int>(c.body.size());
+        EXPECT_EQ(headOf(e.frames[0]), headFor(c.id, length));
+        EXPECT_EQ(printable(bodyOf(e.frames[0], c.body.size() + 1)), printable(c.body + nul(1)));
+        char entry[32];
+        std::snprintf(entry, sizeof entry, c.id == 101 ? "Data_To_Pava_00101\n" : "Data_To_Pava_%05d!\n", c.id);
+        EXPECT_EQ(e.log, entry);
+    }
+}
+
+// What the decoders make of the sample's frames: fixed-length texts where
+// the layout says so, own-length texts elsewhere, and the odd cases.
+TEST(TextMessages, DecodedTexts) {
+    const struct {
+        int id;
+        std::string PavaFullData::*text;
+        std::string expected;
+    } cases[] = {
+        {804, &PavaFullData::string5, "AB"},          {203, &PavaFullData::string3, pad("ABC", 201)},
+        {205, &PavaFullData::string2, "A"},           {205, &PavaFullData::string1, "s4"},
+        {205, &PavaFullData::string4, ""},            {208, &PavaFullData::string3, "ABC"},
+        {901, &PavaFullData::string4, "s4"},          {210, &PavaFullData::string5, pad("AB", 201)},
+        {210, &PavaFullData::string6, pad("CD", 41)}, {211, &PavaFullData::string6, ""},
+        {213, &PavaFullData::string5, "AB"},          {213, &PavaFullData::string6, "CD"},
+        {214, &PavaFullData::string6, "CD"},          {30042, &PavaFullData::string5, pad("AB", 100)},
+        {30171, &PavaFullData::string4, pad("s4", 1025)}, {20176, &PavaFullData::string4, pad("s4", 1001)},
+        {20177, &PavaFullData::string4, pad("s4", 256)},  {20178, &PavaFullData::string4, pad("s4", 256)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.id);
+        const Decoded d = decode(encode(sample(c.id)).frames.at(0));
+        ASSERT_EQ(d.rc, 0);
+        EXPECT_EQ(printable(d.rec.*c.text), printable(c.expected));
+    }
+
+    Decoded d = decode(encode(sample(101)).frames.at(0));
     EXPECT_EQ(d.log, "Pava_00101_To_Data\n");
     EXPECT_STREQ(d.rec.fileBlock.fbText16a, "ABC");
     EXPECT_EQ(d.rec.fileBlock.fbInt1, 65535);
-    EXPECT_EQ(d.rec.fileBlock.fbCount, 2);
     EXPECT_STREQ(d.rec.fileBlock.fbCodes[1], "C2");
     EXPECT_STREQ(d.rec.fileBlock.fbCodes[2], "");
+    d = decode(encode(sample(102)).frames.at(0));
+    EXPECT_STREQ(d.rec.fileBlock.fbText32a, "D");
+    EXPECT_STREQ(d.rec.fileBlock.fbText16a, "");  // not carried by 00102
+    EXPECT_EQ(decode(encode(sample(203)).frames.at(0)).log, "Pava_00203_To_Data!\nPava_00102_To_Data!\n");
+    d = decode(encode(sample(215)).frames.at(0));
+    EXPECT_EQ(d.log, "Pava_00215_To_Data()!\n");
+    EXPECT_EQ(d.rec.intValue13, 1);  // 13 travelled in one character
+    d = decode(encode(sample(901)).frames.at(0));
+    EXPECT_STREQ(d.rec.text15a, "ABCDEFGHIJKLMN");
 
-    // 00102 carries a subset and leaves the rest of the block at its reset value.
-    rec.msgId = 102;
-    const Decoded d102 = decode(encode(rec).frames.at(0));
-    EXPECT_STREQ(d102.rec.fileBlock.fbText16b, "B");
-    EXPECT_EQ(d102.rec.fileBlock.fbInt1, 65535);
-    EXPECT_STREQ(d102.rec.fileBlock.fbText16a, "");
-    EXPECT_EQ(d102.rec.fileBlock.fbCount, 0);
-}
+    // 00211 stores the body's number over the header's rii.
+    PavaMsg frame = encode(sample(211)).frames.at(0);
+    std::memcpy(frame.body + 220, "12  ", 4);
+    EXPECT_EQ(decode(frame).rec.rii, 12);
+    // 00802 reads 10 + 8 characters where its encoder writes 8 + 4.
+    d = decode(makeFrame(headFor(802, 12), "123456789   "));
+    EXPECT_EQ(d.rec.intValue11, 123456789);
+    EXPECT_EQ(d.rec.intValue12, 0);
 
-TEST(BlockAndText, CountAboveTheRowsIsRefusedOnBothSides) {
-    PavaFullData rec = recordFor(101);
-    rec.fileBlock.fbCount = 200;
-    EXPECT_EQ(headOf(encode(rec).frames.at(0)), headFor(101, 2531));
-    rec.fileBlock.fbCount = 201;
-    const Encoded e = encode(rec);
-    EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
-    EXPECT_TRUE(e.frames.empty());
-    EXPECT_EQ(e.log, "Data_To_Pava_00101\nCPavaMsgAnalyze::Data_To_Pava_00101 too long return -1 !\n");
-
-    // A received count of 999 fills the 200 rows, then fails.
-    auto frame = frameFor(101, 131, 'z');
-    std::memcpy(frame->body + 128, "999", 3);
-    const Decoded d = decode(*frame);
-    EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
-    EXPECT_EQ(d.log, "Pava_00101_To_Data\nCPavaMsgAnalyze::Pava_00101_To_Data too long return -1 !\n");
-    EXPECT_EQ(std::string(d.rec.fileBlock.fbCodes[199]), std::string(12, 'z'));
-}
-
-TEST(BlockAndText, Message00203) {
-    PavaFullData rec = recordFor(203);
-    PAVA_SET_TEXT(rec.text12b, "ADDR");
-    rec.intValue8 = 123;
-    rec.string3 = "ABC";
-    const Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(203, 254));
-    EXPECT_EQ(bodyOf(e.frames[0], 58), pad("ADDR", 12) + "12" + nul(40) + "ABC" + nul(1));
-    const Decoded d = decode(e.frames[0]);
-    EXPECT_EQ(d.log, "Pava_00203_To_Data!\nPava_00102_To_Data!\n");
-    EXPECT_EQ(d.rec.string3, pad("ABC", 201));
-    EXPECT_EQ(d.rec.intValue8, 12);
-
-    // The entry point refuses a null frame itself; the decoder logs its own text.
+    // A null frame reaches only a decoder called directly; 00203 logs its echo first.
     LogCapture capture;
     const MessageDef& def = *findMessage(203);
+    PavaFullData rec;
     CPavaMsgAnalyze analyzer(&rec);
     EXPECT_EQ(def.decode(def, nullptr, &analyzer), -1);
     EXPECT_EQ(capture.text(), "Pava_00203_To_Data!\nPava_00102_To_Data!\n"
                               "error:: CPavaMsgAnalyze::Pava_00203_To_Data pPavaMsg == NULL! ");
 }
 
-// --- 00204, 00209 ------------------------------------------------------------
+TEST(TextMessages, EncoderLimitsAndDroppedFrames) {
+    PavaFullData rec = sample(802);
+    Encoded e = encode(rec);  // 00800, 00802 and 00209 build their frame and drop it
+    EXPECT_EQ(e.rc, 0);
+    EXPECT_TRUE(e.frames.empty());
+    EXPECT_EQ(e.log, "Data_To_Pava_00802!\n");
+    rec.msgId = 800;
+    rec.string6.assign(8180, 'x');
+    EXPECT_TRUE(encode(rec).frames.empty());
+    rec.string6.push_back('x');
+    expectRefused(rec, "Data_To_Pava_00800!\n"
+                       "error:: CPavaMsgAnalyze::Data_To_Pava_00800 block length > MAX_PAVA_MSG_LEN ! ");
 
-TEST(SettingLists, Message00204) {
-    PavaFullData rec = recordFor(204);
+    rec.msgId = 214;
+    rec.contFlag = 1;  // 00214 and 00204 keep it
+    rec.string6.assign(7968, 's');
+    e = encode(rec);
+    EXPECT_EQ(headOf(e.frames.at(0)), headFor(214, 8192, '1'));
+    EXPECT_EQ(decode(e.frames[0]).rec.string6, rec.string6);
+    rec.string6.push_back('s');
+    expectRefused(rec, "Data_To_Pava_00214!\nData_To_Pava_00214 length error!");
+
+    rec.msgId = 901;
+    rec.string4 = std::string("a\0b", 3) + std::string(9997, 'c');
+    e = encode(rec);
+    EXPECT_EQ(headOf(e.frames.at(0)), headFor(901, 8192));
+    EXPECT_EQ(decode(e.frames[0]).rec.string4, rec.string4.substr(0, 8130));
+
+    rec.msgId = 20177;  // the text is cut at the cap and at its first NUL
+    rec.string4 = std::string("ten chars!\0more", 15) + std::string(300, 'm');
+    e = encode(rec);
+    EXPECT_EQ(headOf(e.frames.at(0)), headFor(20177, 38 + 255, '0'));
+    EXPECT_EQ(bodyOf(e.frames[0], 294).substr(38), pad("ten chars!", 256));
+
+    rec.msgId = 101;
+    rec.fileBlock.fbCount = 200;
+    EXPECT_EQ(headOf(encode(rec).frames.at(0)), headFor(101, 2531));
+    rec.fileBlock.fbCount = 201;
+    expectRefused(rec, "Data_To_Pava_00101\nCPavaMsgAnalyze::Data_To_Pava_00101 too long return -1 !\n");
+}
+
+TEST(SettingLists, RowsAndTheirLimits) {
+    PavaFullData rec = sample(204);
     rec.contFlag = 1;
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(204, 16, '1'));
-    EXPECT_EQ(bodyOf(e.frames[0], 16), nul(12) + "0   ");
-
     PavaSettingItem item;
     item.setText = "AB";
     PAVA_SET_TEXT(item.setText30, "0123456789abcdefghijKLMNOP");
     item.setId = 77;
     rec.settingList.assign(35, item);
-    e = encode(rec);
+    const Encoded e = encode(rec);
     EXPECT_EQ(headOf(e.frames.at(0)), headFor(204, 7996, '1'));
     EXPECT_EQ(bodyOf(e.frames[0], 244).substr(12), "35  " + pad("AB", 200) + "0123456789abcdefghij77      ");
     const Decoded d = decode(e.frames[0]);
@@ -225,173 +268,47 @@ TEST(SettingLists, Message00204) {
     EXPECT_EQ(d.rec.settingList[0].setText, pad("AB", 201));
     EXPECT_EQ(std::string(d.rec.settingList[0].setText30, 30), "0123456789abcdefghij" + nul(10));
     EXPECT_EQ(d.rec.settingList[34].setId, 77);
-
     rec.settingList.push_back(item);
-    e = encode(rec);
-    EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
-    EXPECT_TRUE(e.frames.empty());
-    EXPECT_EQ(e.log, "Data_To_Pava_00204!\nCPavaMsgAnalyze::Data_To_Pava_00204 too long return -1 !\n");
+    expectRefused(rec, "Data_To_Pava_00204!\nCPavaMsgAnalyze::Data_To_Pava_00204 too long return -1 !\n");
 
-    // A count past the body decodes the 35 rows that fit, then fails.
-    auto frame = frameFor(204, 16, 'q');
-    std::memcpy(frame->body + 12, "9999", 4);
-    const Decoded hostile = decode(*frame);
-    EXPECT_EQ(hostile.rc, PAVA_ERR_DECODE);
-    EXPECT_EQ(hostile.rec.settingList.size(), 35u);
-    EXPECT_EQ(hostile.log, "Pava_00204_To_Data!\nCPavaMsgAnalyze::Pava_00204_To_Data too long return -1 !\n");
+    rec.msgId = 209;
+    rec.settingList.resize(42);
+    const Encoded dropped = encode(rec);
+    EXPECT_EQ(dropped.rc, 0);
+    EXPECT_TRUE(dropped.frames.empty());
+    rec.settingList.push_back(item);
+    expectRefused(rec, "Data_To_Pava_00209!\ntotal_len + 192 > MAX_PAVA_MSG_LEN error return ");
 }
 
-TEST(SettingLists, Message00209) {
-    PavaFullData rec = recordFor(209);
-    PavaSettingItem item;
-    item.setText = "AB";
-    rec.settingList.assign(42, item);
-    Encoded e = encode(rec);
-    EXPECT_EQ(e.rc, 0);
-    EXPECT_TRUE(e.frames.empty());
-    rec.settingList.push_back(item);
-    e = encode(rec);
-    EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
-    EXPECT_EQ(e.log, "Data_To_Pava_00209!\ntotal_len + 192 > MAX_PAVA_MSG_LEN error return ");
+// Counts that would run past the body or the record's rows: the decoder
+// stores what fits, then fails.
+TEST(HostileFrames, CountsStayInsideTheFrameAndTheRecord) {
+    auto frame = frameFor(101, 131, 'z');
+    std::memcpy(frame->body + 128, "999", 3);
+    Decoded d = decode(*frame);
+    EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
+    EXPECT_EQ(d.log, "Pava_00101_To_Data\nCPavaMsgAnalyze::Pava_00101_To_Data too long return -1 !\n");
+    EXPECT_EQ(std::string(d.rec.fileBlock.fbCodes[199]), std::string(12, 'z'));
 
-    auto frame = frameFor(209, 0, '\0');
+    frame = frameFor(204, 16, 'q');
+    std::memcpy(frame->body + 12, "9999", 4);
+    d = decode(*frame);
+    EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
+    EXPECT_EQ(d.rec.settingList.size(), 35u);
+    EXPECT_EQ(d.log, "Pava_00204_To_Data!\nCPavaMsgAnalyze::Pava_00204_To_Data too long return -1 !\n");
+
+    frame = frameFor(209, 0, '\0');
     std::memcpy(frame->body, "43  AB", 6);
-    const Decoded d = decode(*frame);
+    d = decode(*frame);
     EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
     ASSERT_EQ(d.rec.settingList.size(), 42u);
     EXPECT_EQ(d.rec.settingList[0].setText, "AB");
     EXPECT_EQ(d.log, "Pava_00209_To_Data!\ntotal_len + 192 > MAX_PAVA_MSG_LEN - 4 error return -1 ");
 }
 
-// --- 00205, 00206, 00208 -----------------------------------------------------
-
-TEST(TextMessages, FixedBodiesAndThe00205Asymmetry) {
-    PavaFullData rec = recordFor(205);
-    rec.string2 = "A";
-    rec.string1 = "B";
-    rec.string4 = "C";
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(205, 550));
-    EXPECT_EQ(bodyOf(e.frames[0], 551), pad("A", 255) + pad("B", 255) + pad("C", 41));
-    Decoded d = decode(e.frames[0]);
-    EXPECT_EQ(d.rec.string2, "A");
-    EXPECT_EQ(d.rec.string1, "C");
-    EXPECT_EQ(d.rec.string4, "");
-
-    rec.msgId = 206;
-    PAVA_SET_TEXT(rec.text15a, "ABCDEFGHIJKLMNO");
-    rec.intValue5 = -5;
-    rec.intValue4 = 1234567890;
-    rec.intValue8 = 8;
-    rec.intValue6 = 6;
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(206, 38));
-    EXPECT_EQ(bodyOf(e.frames[0], 39), "ABCDEFGHIJKLMN-512345678908       6   " + nul(1));
-    d = decode(e.frames[0]);
-    EXPECT_STREQ(d.rec.text15a, "ABCDEFGHIJKLMN");
-    EXPECT_EQ(d.rec.intValue4, 1234567890);
-
-    rec.msgId = 208;
-    rec.string3 = "xyz";
-    PAVA_SET_TEXT(rec.text64b, "ABCDEFGHIJKLMNO");
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(208, 232));
-    EXPECT_EQ(bodyOf(e.frames[0], 233), pad("xyz", 192) + pad("ABCDEFGHIJKLMNO", 41));
-    d = decode(e.frames[0]);
-    EXPECT_EQ(d.rec.string3, "xyz");
-    EXPECT_STREQ(d.rec.text64b, "ABCDEFGHIJKLMNO");
-}
-
-// --- 00901 -------------------------------------------------------------------
-
-TEST(LongText, Message00901) {
-    PavaFullData rec = recordFor(901);
-    rec.intValue1 = 1;
-    rec.intValue4 = 4;
-    PAVA_SET_TEXT(rec.text15a, "fifteen chars!!");
-    PAVA_SET_TEXT(rec.text32, "t32");
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(901, 62));
-    EXPECT_EQ(bodyOf(e.frames[0], 63), nul(3) + "1    4   fifteen chars!0 0 " + pad("t32", 33));
-
-    rec.string4 = std::string("a\0b", 3) + std::string(9997, 'c');
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(901, 8192));
-    const Decoded d = decode(e.frames[0]);
-    EXPECT_EQ(d.rec.string4, rec.string4.substr(0, 8130));
-    EXPECT_STREQ(d.rec.text15a, "fifteen chars!");
-}
-
-// --- 00210-00215 -------------------------------------------------------------
-
-TEST(AddressText, FixedLengthAndOwnLengthTexts) {
-    PavaFullData rec = recordFor(210);
-    PAVA_SET_TEXT(rec.text12b, "123456789012");
-    rec.string5 = "AB";
-    rec.string6 = "CD";
-    rec.intValue13 = 13;
-    rec.intValue5 = 5;
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(210, 264));
-    EXPECT_EQ(bodyOf(e.frames[0], 265), "123456789012" + pad("AB", 200) + "13      " + pad("CD", 40) + "5   " + nul(1));
-    Decoded d = decode(e.frames[0]);
-    EXPECT_EQ(d.rec.string5, pad("AB", 201));
-    EXPECT_EQ(d.rec.string6, pad("CD", 41));
-
-    rec.msgId = 213;
-    rec.intValue12 = 12;
-    d = decode(encode(rec).frames.at(0));
-    EXPECT_EQ(d.rec.string5, "AB");
-    EXPECT_EQ(d.rec.string6, "CD");
-    EXPECT_EQ(d.rec.intValue12, 12);
-
-    // 00211 carries rii in the body, and its decoder stores it over the header's.
-    rec.msgId = 211;
-    rec.rii = 7;
-    e = encode(rec);
-    EXPECT_EQ(bodyOf(e.frames.at(0), 225).substr(212), "13      7   " + nul(1));
-    std::memcpy(e.frames[0].body + 220, "12  ", 4);
-    d = decode(e.frames[0]);
-    EXPECT_EQ(d.rec.rii, 12);
-    EXPECT_EQ(d.rec.string6, "");
-
-    rec.msgId = 212;
-    rec.intValue4 = 12;
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), "7  002120223  00");
-    EXPECT_EQ(bodyOf(e.frames[0], 224).substr(212), "15         " + nul(1));
-
-    rec.msgId = 215;
-    rec.intValue13 = 25;
-    rec.intValue11 = 11;
-    e = encode(rec);
-    EXPECT_EQ(bodyOf(e.frames.at(0), 228).substr(212), "211        12  " + nul(1));
-    d = decode(e.frames[0]);
-    EXPECT_EQ(d.log, "Pava_00215_To_Data()!\n");
-    EXPECT_EQ(d.rec.intValue13, 2);
-}
-
-TEST(AddressText, Message00214CarriesTheWholeText) {
-    PavaFullData rec = recordFor(214);
-    rec.contFlag = 1;
-    rec.string6.assign(7968, 's');
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(214, 8192, '1'));
-    EXPECT_EQ(decode(e.frames[0]).rec.string6, rec.string6);
-    rec.string6.push_back('s');
-    e = encode(rec);
-    EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
-    EXPECT_TRUE(e.frames.empty());
-    EXPECT_EQ(e.log, "Data_To_Pava_00214!\nData_To_Pava_00214 length error!");
-
-    const Decoded d = decode(*frameFor(214, 200, ' '));
-    EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
-    EXPECT_EQ(d.log, "Pava_00214_To_Data!\nPava_00214_To_Data length error!");
-}
-
 // Every message whose text length comes from the header, over hostile
 // lengths: each reads at most to the body's end (-1: the decoder refuses).
-TEST(HeaderLength, HostileLengthsStayInsideTheFrame) {
+TEST(HostileFrames, HeaderLengthsStayInsideTheFrame) {
     struct Case {
         int id;
         std::string PavaFullData::*text;
@@ -410,57 +327,13 @@ TEST(HeaderLength, HostileLengthsStayInsideTheFrame) {
             const Decoded d = decode(*frameFor(c.id, lengths[i], 'h'));
             if (c.expected[i] < 0) {
                 EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
+                EXPECT_EQ(d.log, "Pava_00214_To_Data!\nPava_00214_To_Data length error!");
                 continue;
             }
             EXPECT_EQ(d.rc, 0);
             EXPECT_EQ(d.rec.*c.text, std::string(static_cast<size_t>(c.expected[i]), 'h'));
         }
     }
-}
-
-// --- 30042, 30171, 20176-20178 -----------------------------------------------
-
-TEST(AddressTextOthers, FixedSlotsAndCappedTexts) {
-    PavaFullData rec = recordFor(30042);
-    PAVA_SET_TEXT(rec.text12b, "ADDR");
-    rec.string5 = "AB";
-    rec.intValue6 = 6;
-    Encoded e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(30042, 132));
-    EXPECT_EQ(decode(e.frames[0]).rec.string5, pad("AB", 100));
-
-    rec.msgId = 30171;
-    rec.intValue5 = 123;
-    rec.string4.assign(2000, 'w');
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(30171, 1038));
-    EXPECT_EQ(bodyOf(e.frames[0], 15).substr(12), "12w");
-    EXPECT_EQ(decode(e.frames[0]).rec.string4, std::string(1024, 'w') + nul(1));
-
-    rec.msgId = 20176;
-    PAVA_SET_TEXT(rec.text12a, "A");
-    PAVA_SET_TEXT(rec.text12c, "C");
-    rec.intValue8 = 8;
-    rec.string4.assign(1200, 'v');
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(20176, 1038));
-    EXPECT_EQ(bodyOf(e.frames[0], 39), pad("A", 12) + pad("ADDR", 12) + "8 " + pad("C", 12) + "v");
-    EXPECT_EQ(decode(e.frames[0]).rec.string4, std::string(1000, 'v') + nul(1));
-
-    rec.msgId = 20177;
-    rec.string4 = std::string("ten chars!\0more", 15);
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(20177, 53));
-    EXPECT_EQ(bodyOf(e.frames[0], 54).substr(38), pad("ten chars!", 16));
-    EXPECT_EQ(decode(e.frames[0]).rec.string4, pad("ten chars!", 256));
-
-    rec.msgId = 20178;
-    rec.string4.clear();
-    rec.intValue4 = 4;
-    e = encode(rec);
-    EXPECT_EQ(headOf(e.frames.at(0)), headFor(20178, 295));
-    EXPECT_EQ(bodyOf(e.frames[0], 296), pad("A", 12) + "124 " + pad("ADDR", 12) + pad("C", 12) + nul(256));
-    EXPECT_EQ(decode(e.frames[0]).rec.string4, nul(256));
 }
 
 }  // namespace
