@@ -79,7 +79,13 @@ void readField(const Field& f, const char* src, const Slot& s) {
     const bool raw = f.kind != FieldKind::Text;
     if (s.type == SlotType::String) {
         auto* str = static_cast<std::string*>(s.ptr);
-        str->assign(src, static_cast<size_t>(raw ? f.width : fieldTextLength(src, f.width)));
+        const auto n = static_cast<size_t>(raw ? f.width : fieldTextLength(src, f.width));
+        if ((f.flags & kNulPadded) != 0) {
+            str->assign(static_cast<size_t>(f.width) + 1, '\0');
+            str->replace(0, n, src, n);
+        } else {
+            str->assign(src, n);
+        }
         return;
     }
     if (s.type != SlotType::Chars) return;

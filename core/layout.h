@@ -22,6 +22,8 @@ enum class FieldKind : uint8_t {
 enum FieldFlag : uint8_t {
     kClearMember = 1,  // the decoder zeroes the whole member before reading the field
     kWriteZero = 2,    // the encoder writes the number 0 instead of the member
+    kNulPadded = 4,    // a string member decodes to exactly width + 1 characters:
+                       // what the kind copies, then NUL up to the end
 };
 
 struct Field {

@@ -1,7 +1,46 @@
+// Messages 20176-20178: two addresses, small numbers, a third 12-character
+// code and a text from string4. 20176 and 20177 send only the text's length
+// (at most 1000 and 255 characters); 20178 a fixed 255-character slot. The
+// decoders read up to the cap whatever the header says, into a string4 of
+// fixed length: the cap and one NUL.
 #include "messages/catalog.h"
+#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> addressedLongText() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+// Cut to the cap, and copied only up to the text's first NUL.
+constexpr TextTail k20176Text =
+    checkedTail({.offset = 38, .text = &PavaFullData::string4, .cap = 1000, .bounded = true});
+constexpr TextTail k20177Text =
+    checkedTail({.offset = 38, .text = &PavaFullData::string4, .cap = 255, .bounded = true});
+
+constexpr FrameRules k20176{.quietHead = false, .tail = {encodeTextTail, nullptr, &k20176Text}};
+constexpr FrameRules k20177{.quietHead = false, .tail = {encodeTextTail, nullptr, &k20177Text}};
+
+// What the decoders read; the encoders write all but the text, which follows.
+constexpr Field k20176Read[] = {
+    {0, 12, TextRaw, M::text12a}, {12, 12, TextRaw, M::text12b}, {24, 2, Decimal, M::intValue8},
+    {26, 12, Raw, M::text12c},    {38, 1000, Text, M::string4, kNulPadded}};
+constexpr Field k20177Read[] = {
+    {0, 12, TextRaw, M::text12a}, {12, 2, Decimal, M::intValue5}, {14, 12, TextRaw, M::text12b},
+    {26, 12, Raw, M::text12c},    {38, 255, Text, M::string4, kNulPadded}};
+constexpr Field k20178Fields[] = {
+    {0, 12, TextRaw, M::text12a},  {12, 2, Decimal, M::intValue5}, {14, 2, Decimal, M::intValue4},
+    {16, 12, TextRaw, M::text12b}, {28, 12, Raw, M::text12c},      {40, 255, Text, M::string4, kNulPadded}};
+
+constexpr MessageDef kMessages[] = {
+    frameMessage(20176, k20176, std::span<const Field>(k20176Read).first(4), -1, k20176Read),
+    frameMessage(20177, k20177, std::span<const Field>(k20177Read).first(4), -1, k20177Read),
+    fixedMessage(20178, k20178Fields, 295),
+};
+
+}  // namespace
+
+std::span<const MessageDef> addressedLongText() { return kMessages; }
 
 }  // namespace pava::messages

@@ -1,7 +1,47 @@
+// Messages 00210-00212: an address, a 200-character text from string5 and a
+// few numbers. Their decoders keep the texts at a fixed length: the field
+// and one NUL (201 and 41 characters). 00211 carries the record's rii in its
+// body; its decoder stores it over the header's, and reads string6 from the
+// bytes after the fixed fields, their count being msgLen - 224 computed
+// unsigned (a header length below 224 reads the longest text).
 #include "messages/catalog.h"
+#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> addressLongText() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+constexpr TextTail k00211Text = checkedTail({
+    .offset = 224, .text = &PavaFullData::string6, .cap = 7968, .rule = HeaderLength::Unsigned});
+
+// The encoder never writes after the fixed fields.
+constexpr FrameRules k00211{.tail = {nullptr, decodeTextTail, &k00211Text}};
+
+constexpr Field k00210Fields[] = {
+    {0, 12, Raw, M::text12b},         {12, 200, TextRaw, M::string5, kNulPadded},
+    {212, 8, Decimal, M::intValue13}, {220, 40, TextRaw, M::string6, kNulPadded},
+    {260, 4, Decimal, M::intValue5},
+};
+constexpr Field k00211Fields[] = {
+    {0, 12, Raw, M::text12b},         {12, 200, TextRaw, M::string5, kNulPadded},
+    {212, 8, Decimal, M::intValue13}, {220, 4, Decimal, M::rii},
+};
+constexpr Field k00212Fields[] = {
+    {0, 12, TextRaw, M::text12b},   {12, 200, TextRaw, M::string5, kNulPadded},
+    {212, 1, Decimal, M::intValue4}, {213, 10, Decimal, M::intValue5},
+};
+
+constexpr MessageDef kMessages[] = {
+    frameMessage(210, kPlainFrame, k00210Fields, 264),
+    frameMessage(211, k00211, k00211Fields, 224),
+    frameMessage(212, kPlainFrame, k00212Fields, 223),
+};
+
+}  // namespace
+
+std::span<const MessageDef> addressLongText() { return kMessages; }
 
 }  // namespace pava::messages

@@ -1,7 +1,44 @@
+// Messages 00800-00804: two numbers, joined by a text in 00800 and 00804.
+// 00800 and 00802 build their frame and drop it: their encoders succeed
+// without a frame. The 00802 decoder reads wider fields than its encoder
+// writes, so the two sides disagree on purpose.
 #include "messages/catalog.h"
+#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> numberPairs() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+constexpr TextTail k00800Text = checkedTail({
+    .offset = 12,
+    .text = &PavaFullData::string6,
+    .cap = 8180,
+    .tooLong = "error:: CPavaMsgAnalyze::Data_To_Pava_00800 block length > MAX_PAVA_MSG_LEN ! ",
+    .rule = HeaderLength::Signed});
+
+constexpr FrameRules kDropped{.append = false};
+constexpr FrameRules k00800{.append = false,
+                            .tail = {encodeTextTail, decodeTextTail, &k00800Text}};
+
+constexpr Field k00800Fields[] = {{0, 8, Decimal, M::intValue12}, {8, 4, Decimal, M::intValue13}};
+constexpr Field k00802Fields[] = {{0, 8, Decimal, M::intValue11}, {8, 4, Decimal, M::intValue12}};
+constexpr Field k00802Read[] = {{0, 10, Decimal, M::intValue11}, {10, 8, Decimal, M::intValue12}};
+constexpr Field k00803Fields[] = {{0, 8, Decimal, M::intValue13}, {8, 2, Decimal, M::intValue12}};
+constexpr Field k00804Fields[] = {{0, 255, Text, M::string5}, {255, 8, Decimal, M::intValue12}};
+
+constexpr MessageDef kMessages[] = {
+    frameMessage(800, k00800, k00800Fields, -1),
+    frameMessage(801, kPlainFrame, k00800Fields, 12),
+    frameMessage(802, kDropped, k00802Fields, -1, k00802Read),
+    frameMessage(803, kPlainFrame, k00803Fields, 10),
+    frameMessage(804, kPlainFrame, k00804Fields, 263),
+};
+
+}  // namespace
+
+std::span<const MessageDef> numberPairs() { return kMessages; }
 
 }  // namespace pava::messages

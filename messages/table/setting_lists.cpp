@@ -1,7 +1,104 @@
+// Messages 00204 and 00209 carry the record's settingList, one row per
+// setting. 00204 sends an address, a count and 228-character rows, and keeps
+// the continuation flag from contFlag. The 00209 encoder writes 192-character
+// rows from offset 0 without a count and drops the frame; its decoder expects
+// a count first. Both sides are kept as they are.
+#include "field_codec.h"
+#include "log.h"
 #include "messages/catalog.h"
+#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> settingLists() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+// One side of a setting list: an optional count, then rows of `stride`
+// characters from `first`. Row k is refused when stride * (k + 1) exceeds
+// `limit`; every limit keeps the rows inside the body.
+struct SettingRows {
+    int countAt;  // -1: no count
+    int countWidth;
+    int first;
+    int stride;
+    int limit;
+    std::span<const Field> fields;  // within a row
+    const char* tooMany;
+};
+
+struct SettingList {
+    SettingRows encode;
+    SettingRows decode;
+};
+
+constexpr bool rowsFit(const SettingRows& r) {
+    for (const Field& f : r.fields)
+        if (f.offset + f.width > r.stride) return false;
+    return r.first + r.limit <= MAX_PAVA_MSG_LEN;
+}
+
+int encodeSettings(const void* params, const PavaFullData& rec, char* body) {
+    const SettingRows& rows = static_cast<const SettingList*>(params)->encode;
+    const auto& list = rec.settingList;
+    if (rows.countAt >= 0) writeIntField(static_cast<int>(list.size()), body + rows.countAt, rows.countWidth);
+    int at = rows.first;
+    for (size_t k = 0; k < list.size(); ++k, at += rows.stride) {
+        if (static_cast<uint64_t>(rows.stride) * (k + 1) > static_cast<uint64_t>(rows.limit) ||
+            !writeFields(rows.fields, list[k], body + at, MAX_PAVA_MSG_LEN - at)) {
+            log::write(rows.tooMany);
+            return -1;
+        }
+    }
+    return at;
+}
+
+int decodeSettings(const void* params, const char* body, PavaFullData& rec) {
+    const SettingRows& rows = static_cast<const SettingList*>(params)->decode;
+    const int count = readIntField(body + rows.countAt, rows.countWidth);
+    int at = rows.first;
+    for (int k = 0; k < count; ++k, at += rows.stride) {
+        if (static_cast<int64_t>(rows.stride) * (k + 1) > rows.limit) {
+            log::write(rows.tooMany);
+            return -1;
+        }
+        PavaSettingItem item;
+        if (!readFields(rows.fields, body + at, MAX_PAVA_MSG_LEN - at, item)) return -1;
+        rec.settingList.push_back(std::move(item));
+    }
+    return 0;
+}
+
+// 00204 row: the text, the first 20 bytes of setText30, the id. The decoded
+// text keeps the whole field and one NUL (201 characters).
+constexpr Field k00204Row[] = {
+    {0, 200, TextRaw, M::setText, kNulPadded}, {200, 20, Raw, M::setText30}, {220, 8, Decimal, M::setId}};
+constexpr Field k00209Row[] = {{0, 192, Text, M::setText}};
+
+constexpr SettingList k00204Rows{
+    {12, 4, 16, 228, 8176, k00204Row, "CPavaMsgAnalyze::Data_To_Pava_00204 too long return -1 !\n"},
+    {12, 4, 16, 228, 8176, k00204Row, "CPavaMsgAnalyze::Pava_00204_To_Data too long return -1 !\n"}};
+constexpr SettingList k00209Rows{
+    {-1, 0, 0, 192, 8188, k00209Row, "total_len + 192 > MAX_PAVA_MSG_LEN error return "},
+    {0, 4, 4, 192, 8188, k00209Row, "total_len + 192 > MAX_PAVA_MSG_LEN - 4 error return -1 "}};
+static_assert(rowsFit(k00204Rows.encode) && rowsFit(k00204Rows.decode));
+static_assert(rowsFit(k00209Rows.encode) && rowsFit(k00209Rows.decode));
+
+constexpr FrameRules k00204{.keepContinued = true, .tail = {encodeSettings, decodeSettings, &k00204Rows}};
+constexpr FrameRules k00209{.append = false, .tail = {encodeSettings, decodeSettings, &k00209Rows}};
+
+// The count field carries no member: the list's size is written over it.
+constexpr Field k00204Fields[] = {{0, 12, TextRaw, M::text12b}, {12, 4, Decimal, M::None}};
+constexpr Field k00209Read[] = {{0, 4, Decimal, M::None}};
+
+constexpr MessageDef kMessages[] = {
+    frameMessage(204, k00204, k00204Fields, -1),
+    frameMessage(209, k00209, {}, -1, k00209Read),
+};
+
+}  // namespace
+
+std::span<const MessageDef> settingLists() { return kMessages; }
 
 }  // namespace pava::messages
