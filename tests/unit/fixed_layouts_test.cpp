@@ -452,7 +452,8 @@ void expectField(const Field& f, PavaFullData& source, PavaFullData& want) {
     if (f.kind != FieldKind::Raw) wire = pad(upToNul(wire), wire.size());  // bounded copy out
     const std::string back = f.kind == FieldKind::Text ? upToNul(wire) : wire;
     if (to.type == SlotType::String) {
-        *static_cast<std::string*>(to.ptr) = back;
+        // A NUL-padded string comes back one character longer than its field.
+        *static_cast<std::string*>(to.ptr) = (f.flags & kNulPadded) != 0 ? pad(back, wire.size() + 1) : back;
         return;
     }
     auto* dest = static_cast<char*>(to.ptr);
