@@ -95,6 +95,8 @@ inline constexpr Field kItemIdChar[] = {{0, 8, FieldKind::Decimal, Member::itemI
                                         {8, 1, FieldKind::Text, Member::itemText}};
 // Body that starts with the count.
 inline constexpr Field kCountPrefix[] = {{0, kCountWidth, FieldKind::Decimal, Member::None}};
+// A one-digit trailer.
+inline constexpr Field kTrailingDigit[] = {{0, 1, FieldKind::Decimal, Member::intValue4}};
 // The address, two 2-digit codes and one digit, then the count at 17.
 inline constexpr Field kCodedAddressPrefix[] = {
     {0, 12, FieldKind::Raw, Member::text12b},     {12, 2, FieldKind::Decimal, Member::intValue3},

@@ -12,12 +12,11 @@ using M = Member;
 
 constexpr Field kPrefix[] = {
     {0, 12, TextRaw, M::text12b}, {12, 2, Decimal, M::intValue2}, {14, kCountWidth, Decimal, M::None}};
-// The digit and one NUL byte.
-constexpr Field kDigit[] = {{0, 1, Decimal, M::intValue4}};
 
 constexpr OneFrameList kBase{itemList(kPrefix, 18, 14, escapedItem(256)), entrySpace(MAX_PAVA_MSG_LEN),
                              kTooLongIdFirst};
-constexpr OneFrameList kWithDigit{itemList(kPrefix, 18, 14, escapedItem(256), kDigit, 2),
+// The digit is followed by one NUL byte that the length counts.
+constexpr OneFrameList kWithDigit{itemList(kPrefix, 18, 14, escapedItem(256), kTrailingDigit, 2),
                                   entrySpace(MAX_PAVA_MSG_LEN), kTooLongIdFirst};
 
 constexpr MessageDef kMessages[] = {

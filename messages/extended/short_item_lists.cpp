@@ -13,14 +13,13 @@ using M = Member;
 
 constexpr Field kPrefix[] = {
     {0, 12, Raw, M::text12b}, {12, 2, Decimal, M::intValue2}, {14, kCountWidth, Decimal, M::None}};
-constexpr Field kDigit[] = {{0, 1, Decimal, M::intValue4}};
 // The text's first 50 bytes out, back up to its first NUL.
 constexpr Field kText50[] = {{0, 50, Raw, M::itemText}};
 constexpr Field kText50Back[] = {{0, 50, Text, M::itemText}};
 
 constexpr FitRule kNoTest{};
 constexpr OneFrameList kChars{itemList(kPrefix, 18, 14, fixedItem(kItemIdChar, 9)), kNoTest, kTooLongIdFirst};
-constexpr OneFrameList kCharsDigit{itemList(kPrefix, 18, 14, fixedItem(kItemIdChar, 9), kDigit, 1), kNoTest,
+constexpr OneFrameList kCharsDigit{itemList(kPrefix, 18, 14, fixedItem(kItemIdChar, 9), kTrailingDigit, 1), kNoTest,
                                    kTooLongIdFirst};
 constexpr OneFrameList kTexts{itemList(kCountPrefix, 4, 0, fixedItem(kText50, 50, kText50Back)), kNoTest,
                               kTooLongIdFirst};

@@ -32,18 +32,4 @@ TEST(ItemListsApi, SplitListRoundTripsFrameByFrame) {
     Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);
 }
 
-TEST(ItemListsApi, OverlongOneFrameListIsAnEncoderFailure) {
-    Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
-    PavaFullData rec;
-    rec.msgId = 20006;
-    rec.dataList.resize(510);
-    PavaMsgList frames(1);
-    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_ENCODE);
-    EXPECT_TRUE(frames.empty());
-    rec.msgId = 20004;
-    rec.dataList.clear();
-    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_ENCODE);
-    Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);
-}
-
 }  // namespace

@@ -11,42 +11,38 @@ TEST(EscapedItemLists, ShortTextsUseTheSlotLongerOnesTheEscape) {
     PavaFullData rec = recordFor(20169);
     PAVA_SET_TEXT(rec.text12b, "ADDR");
     rec.intValue2 = 9;
-    const std::string long300 = std::string(250, 'a') + std::string(50, 'b');
-    rec.dataList = {dataItem(1, "ABCDEFGH"), dataItem(2, "ABCDEFGHI"), dataItem(3, long300), dataItem(4, "")};
+    const std::string text256(256, 'a');
+    const std::string text257 = std::string(256, 'b') + "c";
+    rec.dataList = {dataItem(1, "ABCDEFGH"), dataItem(2, "ABCDEFGHI"), dataItem(3, text256), dataItem(4, text257),
+                    dataItem(5, "")};
     const Encoded e = encode(rec);
     ASSERT_EQ(e.rc, 0);
-    const std::string expected = "ADDR" + nuls(8) + "9 4   " + "1       ABCDEFGH" + "2       $$$9    ABCDEFGHI" +
-                                 "3       $$$300  " + long300.substr(0, 256) + "4       " + nuls(8);
+    const std::string expected = "ADDR" + nuls(8) + "9 5   " + "1       ABCDEFGH" + "2       $$$9    ABCDEFGHI" +
+                                 "3       $$$256  " + text256 + "4       $$$257  " + text257.substr(0, 256) +
+                                 "5       " + nuls(8);
     EXPECT_EQ(printable(declaredBody(e.frames.at(0))), printable(expected));
     EXPECT_EQ(e.log, "Data_To_Pava_20169!\n");
 
-    // The decoder skips the 300 declared bytes, so the entry after the cut
-    // text is read from the wrong place.
+    // The decoder skips the 257 declared bytes, one more than were written,
+    // so the entry after the cut text is read one byte late.
     const Decoded d = decode(e.frames[0]);
     ASSERT_EQ(d.rc, 0);
-    ASSERT_EQ(d.rec.dataList.size(), 4u);
+    ASSERT_EQ(d.rec.dataList.size(), 5u);
     EXPECT_EQ(d.rec.dataList[0].itemText, "ABCDEFGH");
     EXPECT_EQ(d.rec.dataList[1].itemText, "ABCDEFGHI");
-    EXPECT_EQ(d.rec.dataList[2].itemText, long300.substr(0, 256));
-    EXPECT_EQ(d.rec.dataList[3].itemId, 0);
+    EXPECT_EQ(d.rec.dataList[2].itemText, text256);
+    EXPECT_EQ(d.rec.dataList[3].itemText, text257.substr(0, 256));
+    EXPECT_EQ(d.rec.dataList[4].itemId, 0);
+    EXPECT_EQ(d.rec.intValue2, 9);
     EXPECT_STREQ(d.rec.text12b, "ADDR");
-}
-
-TEST(EscapedItemLists, DecoderMovesOnByTheDeclaredLength) {
-    const std::string body = "ADDRESS-CODE1 2   7       $$$300  " + std::string(300, 'z') + "8       xy";
-    const Decoded d = decode(makeFrame("1  201700", body + nuls(6) + "5"));
-    ASSERT_EQ(d.rc, 0);
-    ASSERT_EQ(d.rec.dataList.size(), 2u);
-    EXPECT_EQ(d.rec.dataList[0].itemText, std::string(256, 'z'));
-    EXPECT_EQ(d.rec.dataList[1].itemId, 8);
-    EXPECT_EQ(d.rec.dataList[1].itemText, "xy");
-    EXPECT_EQ(d.rec.intValue4, 5);
 }
 
 TEST(EscapedItemLists, EmptyListsAndTheTrailingDigit) {
     PavaFullData rec = recordFor(20172);
     rec.intValue4 = 3;
-    EXPECT_EQ(printable(declaredBody(encode(rec).frames.at(0))), printable(nuls(12) + "0 0   3" + nuls(1)));
+    const Encoded e = encode(rec);
+    EXPECT_EQ(printable(declaredBody(e.frames.at(0))), printable(nuls(12) + "0 0   3" + nuls(1)));
+    EXPECT_EQ(decode(e.frames[0]).rec.intValue4, 3);
     EXPECT_EQ(declaredBody(encode(recordFor(20174)).frames.at(0)).size(), 18u);
 }
 
