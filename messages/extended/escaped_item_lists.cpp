@@ -1,7 +1,31 @@
+// Item lists whose texts longer than 8 characters follow a "$$$" escape, cut
+// to 256 bytes; one variant ends with a digit.
 #include "messages/catalog.h"
+#include "multiframe/item_list.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> escapedItemLists() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+constexpr Field kPrefix[] = {
+    {0, 12, TextRaw, M::text12b}, {12, 2, Decimal, M::intValue2}, {14, kCountWidth, Decimal, M::None}};
+
+constexpr OneFrameList kBase{itemList(kPrefix, 18, 14, escapedItem(256)), entrySpace(MAX_PAVA_MSG_LEN),
+                             kTooLongIdFirst};
+// The digit is followed by one NUL byte that the length counts.
+constexpr OneFrameList kWithDigit{itemList(kPrefix, 18, 14, escapedItem(256), kTrailingDigit, 2),
+                                  entrySpace(MAX_PAVA_MSG_LEN), kTooLongIdFirst};
+
+constexpr MessageDef kMessages[] = {
+    oneFrameList(20169, kBase),      oneFrameList(20170, kWithDigit), oneFrameList(20171, kBase),
+    oneFrameList(20172, kWithDigit), oneFrameList(20174, kBase),
+};
+
+}  // namespace
+
+std::span<const MessageDef> escapedItemLists() { return kMessages; }
 
 }  // namespace pava::messages

@@ -1,0 +1,205 @@
+#include "item_list.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "field_codec.h"
+#include "log.h"
+
+namespace pava {
+
+namespace {
+
+constexpr int64_t kBody = MAX_PAVA_MSG_LEN;
+
+int64_t textLength(const std::string& s) noexcept { return static_cast<int64_t>(s.size()); }
+
+// A number of a length field: lengths never reach the int range in a body.
+int lengthNumber(int64_t n) noexcept { return n > INT32_MAX ? INT32_MAX : static_cast<int>(n); }
+
+// Copies up to n bytes into a text, stopping at the first NUL.
+void assignText(std::string& text, const char* src, int n) {
+    text.assign(src, static_cast<size_t>(fieldTextLength(src, n)));
+}
+
+ItemSize itemSize(const ItemFormat& format, const PavaDataItem& item) {
+    if (format.measure != nullptr) return format.measure(format, item);
+    return {format.size, format.size};
+}
+
+void writeItem(const ItemFormat& format, const PavaDataItem& item, char* dest, int room) {
+    if (format.write != nullptr)
+        format.write(format, item, dest);
+    else
+        writeFields(format.fields, item, dest, room);
+}
+
+int64_t readItem(const ItemFormat& format, const char* src, int room, PavaDataItem& item) {
+    if (format.read != nullptr) return format.read(format, src, room, item);
+    if (format.size > room || !readFields(format.readFields(), src, room, item)) return -1;
+    return format.size;
+}
+
+bool passes(const FitRule& rule, size_t written, int pos, int64_t declared) noexcept {
+    switch (rule.kind) {
+    case FitRule::Kind::None: return true;
+    case FitRule::Kind::RunningCount:
+        return rule.start + static_cast<int64_t>(rule.step) * static_cast<int64_t>(written) <= rule.limit;
+    case FitRule::Kind::EntrySpace: return (written == 0 ? 0 : pos) + declared <= rule.limit;
+    case FitRule::Kind::FrameSpace: return pos + declared + rule.reserve <= rule.limit;
+    }
+    return false;
+}
+
+}  // namespace
+
+namespace detail {
+
+ItemSize measureEscaped(const ItemFormat& format, const PavaDataItem& item) {
+    const int64_t length = textLength(item.itemText);
+    if (length <= 8) return {16, 16};
+    return {16 + length, 16 + std::min<int64_t>(length, format.textCut)};
+}
+
+void writeEscaped(const ItemFormat& format, const PavaDataItem& item, char* dest) {
+    writeIntField(item.itemId, dest, 8);
+    const std::string& text = item.itemText;
+    const int64_t length = textLength(text);
+    if (length <= 8) {
+        std::memcpy(dest + 8, text.data(), static_cast<size_t>(length));
+        std::memset(dest + 8 + length, 0, static_cast<size_t>(8 - length));
+        return;
+    }
+    std::memcpy(dest + 8, "$$$", 3);
+    writeIntField(lengthNumber(length), dest + 11, 5);
+    std::memcpy(dest + 16, text.data(), static_cast<size_t>(std::min<int64_t>(length, format.textCut)));
+}
+
+int64_t readEscaped(const ItemFormat& format, const char* src, int room, PavaDataItem& item) {
+    if (room < 16) return -1;
+    item.itemId = readIntField(src, 8);
+    if (std::memcmp(src + 8, "$$$", 3) != 0) {
+        assignText(item.itemText, src + 8, 8);
+        return 16;
+    }
+    const int length = readIntField(src + 11, 5);
+    if (length < 0) return -1;
+    const int copied = std::min(length, format.textCut);
+    if (copied > room - 16) return -1;
+    assignText(item.itemText, src + 16, copied);
+    return 16 + static_cast<int64_t>(length);
+}
+
+ItemSize measureLengthPrefixed(const ItemFormat&, const PavaDataItem& item) {
+    const int64_t size = 16 + textLength(item.itemText) + textLength(item.itemText2);
+    return {size, size};
+}
+
+void writeLengthPrefixed(const ItemFormat&, const PavaDataItem& item, char* dest) {
+    writeIntField(item.itemId, dest, 8);
+    char* p = dest + 8;
+    for (const std::string* text : {&item.itemText, &item.itemText2}) {
+        writeIntField(lengthNumber(textLength(*text)), p, 4);
+        std::memcpy(p + 4, text->data(), text->size());
+        p += 4 + text->size();
+    }
+}
+
+int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDataItem& item) {
+    if (room < 12) return -1;
+    item.itemId = readIntField(src, 8);
+    int pos = 8;
+    for (std::string* text : {&item.itemText, &item.itemText2}) {
+        if (room - pos < 4) return -1;
+        const int length = readIntField(src + pos, 4);
+        if (length < 0 || length > room - pos - 4) return -1;
+        assignText(*text, src + pos + 4, length);
+        pos += 4 + length;
+    }
+    return pos;
+}
+
+}  // namespace detail
+
+size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const PavaDataItem> items,
+                 size_t next, char* body, int& pos) {
+    const size_t first = next;
+    for (; next < items.size(); ++next) {
+        const PavaDataItem& item = items[next];
+        const ItemSize size = itemSize(list.item, item);
+        if (!passes(rule, next - first, pos, size.declared)) break;
+        if (pos + size.written + list.trailerLength > kBody) break;
+        writeItem(list.item, item, body + pos, static_cast<int>(kBody - pos));
+        pos += static_cast<int>(size.written);
+    }
+    return next;
+}
+
+void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept {
+    if (list.countAt != kNoCount) writeIntField(static_cast<int>(count), body + list.countAt, kCountWidth);
+}
+
+bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
+    readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec);
+    const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);
+    rec.dataList.clear();
+    int64_t pos = list.itemsAt;
+    for (int i = 0; i < count; ++i) {
+        if (pos > kBody) return false;
+        PavaDataItem item;
+        const int64_t used = readItem(list.item, body + pos, static_cast<int>(kBody - pos), item);
+        if (used < 0) return false;
+        rec.dataList.push_back(std::move(item));
+        pos += used;
+    }
+    if (!list.trailerRead || list.trailer.empty()) return true;
+    return pos <= kBody && readFields(list.trailer, body + pos, static_cast<int>(kBody - pos), rec);
+}
+
+int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    log::decodeEntry(id);
+    if (frame == nullptr) {
+        log::nullFrame(id);
+        return -1;
+    }
+    if (readItemList(list, frame->body, *an->record())) return 0;
+    log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data data out of body! ", id);
+    return -1;
+}
+
+int encodeOneFrameList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const OneFrameList& params = def.param<OneFrameList>();
+    const ListLayout& list = params.list;
+    const PavaFullData& rec = *an->record();
+    log::encodeEntry(def.encodeLogName());
+    int rc = 0;
+    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    if (frame == nullptr) return rc;
+    std::span<const PavaDataItem> items = rec.dataList;
+    if (list.countAt == kNoCount) {
+        // Carries its first item; without one there is nothing to send.
+        if (items.empty()) {
+            out->pop_back();
+            return -1;
+        }
+        items = items.first(1);
+    }
+    char* body = frame->body;
+    writeFields(list.prefix, rec, body, MAX_PAVA_MSG_LEN);
+    writeItemCount(list, body, items.size());
+    int pos = list.itemsAt;
+    if (fillItems(list, params.fit, items, 0, body, pos) != items.size()) {
+        log::format(params.tooLong, def.id);
+        out->pop_back();
+        return -1;
+    }
+    writeFields(list.trailer, rec, body + pos, MAX_PAVA_MSG_LEN - pos);
+    finishFrame(*frame, pos + list.trailerLength);
+    return 0;
+}
+
+int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    return decodeItemList(def.id, def.param<OneFrameList>().list, frame, an);
+}
+
+}  // namespace pava

@@ -1,0 +1,192 @@
+// Lists of PavaDataItem in a frame body: a prefix of record fields (with the
+// item count), the items back to back, then an optional trailer of record
+// fields. The same description drives the one-frame list codecs (which refuse
+// what does not fit) and the splitter (splitter.h, which opens a new frame).
+//
+// Every writer and reader here stays inside the 8192-byte body: an item or
+// trailer that would end past it is never written, and a count or length read
+// from a received frame never drives a read past it.
+#ifndef ZMPAVA_CORE_MULTIFRAME_ITEM_LIST_H
+#define ZMPAVA_CORE_MULTIFRAME_ITEM_LIST_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "layout.h"
+#include "message.h"
+
+namespace pava {
+
+// Width of the item count of every list body.
+constexpr int kCountWidth = 4;
+// countAt of a list that carries exactly its first item and no count.
+constexpr int kNoCount = -1;
+// textCut of an escaped item that carries its whole text.
+constexpr int kNoCut = INT32_MAX;
+
+// Size of one item: `declared` is what the size tests count, `written` the
+// bytes that actually reach the body (less when a long text is cut).
+struct ItemSize {
+    int64_t declared;
+    int64_t written;
+};
+
+struct ItemFormat;
+using ItemMeasureFn = ItemSize (*)(const ItemFormat& format, const PavaDataItem& item);
+// Writes exactly measure(item).written bytes at dest.
+using ItemWriteFn = void (*)(const ItemFormat& format, const PavaDataItem& item, char* dest);
+// Reads one item from src (room bytes left in the body). Returns how far the
+// read position moves on (which may point past the body), or -1 when the item
+// itself would be read from past the body.
+using ItemReadFn = int64_t (*)(const ItemFormat& format, const char* src, int room, PavaDataItem& item);
+
+// How one item is laid out. A fixed-size item is a Field table over the item
+// (`fields` out, `readBack` in where the decoder reads differently); a
+// variable item has its own three functions, and `fields` then only names its
+// leading fixed part for dissection.
+struct ItemFormat {
+    std::span<const Field> fields;
+    std::span<const Field> readBack;
+    int size = 0;  // bytes of a fixed-size item
+    ItemMeasureFn measure = nullptr;
+    ItemWriteFn write = nullptr;
+    ItemReadFn read = nullptr;
+    int textCut = kNoCut;  // escaped items: most text bytes written
+
+    std::span<const Field> readFields() const noexcept { return readBack.empty() ? fields : readBack; }
+};
+
+constexpr ItemFormat fixedItem(std::span<const Field> fields, int size,
+                               std::span<const Field> readBack = {}) {
+    return ItemFormat{fields, readBack, size, nullptr, nullptr, nullptr, kNoCut};
+}
+
+namespace detail {
+ItemSize measureEscaped(const ItemFormat&, const PavaDataItem&);
+void writeEscaped(const ItemFormat&, const PavaDataItem&, char*);
+int64_t readEscaped(const ItemFormat&, const char*, int, PavaDataItem&);
+ItemSize measureLengthPrefixed(const ItemFormat&, const PavaDataItem&);
+void writeLengthPrefixed(const ItemFormat&, const PavaDataItem&, char*);
+int64_t readLengthPrefixed(const ItemFormat&, const char*, int, PavaDataItem&);
+inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::itemId}};
+}  // namespace detail
+
+// `itemId` in 8, then an 8-byte slot: a text of at most 8 characters sits in
+// it NUL-padded; a longer one is announced by "$$$" and its length in 5 and
+// follows the slot, cut to `cut` bytes. The size tests count the whole text,
+// and the decoder moves on by the declared length.
+constexpr ItemFormat escapedItem(int cut) {
+    return ItemFormat{detail::kItemIdField, {}, 0, detail::measureEscaped,
+                      detail::writeEscaped, detail::readEscaped, cut};
+}
+
+// `itemId` in 8, the length of `itemText` in 4 and its bytes, the length of
+// `itemText2` in 4 and its bytes.
+constexpr ItemFormat lengthPrefixedItem() {
+    return ItemFormat{detail::kItemIdField, {}, 0, detail::measureLengthPrefixed,
+                      detail::writeLengthPrefixed, detail::readLengthPrefixed, kNoCut};
+}
+
+// Item tables several list messages share.
+inline constexpr Field kItemIdText8[] = {{0, 8, FieldKind::Decimal, Member::itemId},
+                                         {8, 8, FieldKind::Text, Member::itemText}};
+inline constexpr Field kItemIdChar[] = {{0, 8, FieldKind::Decimal, Member::itemId},
+                                        {8, 1, FieldKind::Text, Member::itemText}};
+// Body that starts with the count.
+inline constexpr Field kCountPrefix[] = {{0, kCountWidth, FieldKind::Decimal, Member::None}};
+// A one-digit trailer.
+inline constexpr Field kTrailingDigit[] = {{0, 1, FieldKind::Decimal, Member::intValue4}};
+// The address, two 2-digit codes and one digit, then the count at 17.
+inline constexpr Field kCodedAddressPrefix[] = {
+    {0, 12, FieldKind::Raw, Member::text12b},     {12, 2, FieldKind::Decimal, Member::intValue3},
+    {14, 2, FieldKind::Decimal, Member::intValue2}, {16, 1, FieldKind::Decimal, Member::intValue6},
+    {17, kCountWidth, FieldKind::Decimal, Member::None}};
+
+// One list body.
+struct ListLayout {
+    // Record fields before the items; the count's place is among them as a
+    // field without member (written as 0, then overwritten with the count).
+    std::span<const Field> prefix;
+    int itemsAt = 0;  // body offset of the first item
+    int countAt = 0;  // offset of the count, or kNoCount
+    ItemFormat item;
+    // Record fields behind the last item, offsets counted from there, and the
+    // bytes the trailer takes (it may count bytes it leaves NUL).
+    std::span<const Field> trailer;
+    int trailerLength = 0;
+    bool trailerRead = true;  // whether the decoder reads the trailer back
+};
+
+constexpr ListLayout itemList(std::span<const Field> prefix, int itemsAt, int countAt, ItemFormat item,
+                              std::span<const Field> trailer = {}, int trailerLength = 0,
+                              bool trailerRead = true) {
+    return ListLayout{prefix, itemsAt, countAt, item, trailer, trailerLength, trailerRead};
+}
+
+// The space test each list runs before writing an item.
+struct FitRule {
+    enum class Kind : uint8_t {
+        None,          // no test of its own
+        RunningCount,  // start + step * (items written) must stay at most `limit`
+        EntrySpace,    // (0 before the first item, else the offset after the last)
+                       // + declared size must stay at most `limit`
+        FrameSpace,    // offset + declared size + reserve must stay at most `limit`
+    };
+    Kind kind = Kind::None;
+    int start = 0;
+    int step = 0;
+    int limit = 0;
+    int reserve = 0;
+};
+
+// Bounds worded "at most v" and "below v" as the largest accepted value.
+constexpr int atMost(int v) { return v; }
+constexpr int below(int v) { return v - 1; }
+constexpr FitRule runningCount(int start, int step, int max) {
+    return {FitRule::Kind::RunningCount, start, step, max, 0};
+}
+constexpr FitRule entrySpace(int limit) { return {FitRule::Kind::EntrySpace, 0, 0, limit, 0}; }
+constexpr FitRule frameSpace(int limit, int reserve = 0) {
+    return {FitRule::Kind::FrameSpace, 0, 0, limit, reserve};
+}
+
+// Writes items[next..] from body offset pos on while each passes the rule and
+// fits the body together with the trailer; advances pos past the last item
+// written. Returns the index of the first item not written.
+size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const PavaDataItem> items,
+                 size_t next, char* body, int& pos);
+
+// Writes the count into the prefix.
+void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept;
+
+// Decodes a list body into rec: prefix, count, that many items appended to
+// `dataList`, trailer. False when a count or length points past the body; the
+// items read until then stay.
+bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec);
+
+// The decoder of every list message: entry text, null frame, readItemList;
+// a list that runs past the body is logged and gives -1.
+int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an);
+
+// Texts of a list that does not fit, with the id in place.
+inline constexpr const char* kTooLongIdFirst = "Data_To_Pava_%05d error:: too long return -1 !\n";
+
+// A list that always travels in one frame and is refused when it does not fit.
+struct OneFrameList {
+    ListLayout list;
+    FitRule fit;
+    const char* tooLong = kTooLongIdFirst;  // printf text taking the id
+};
+
+int encodeOneFrameList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
+
+constexpr MessageDef oneFrameList(int id, const OneFrameList& params, int encodeLogId = 0) {
+    return MessageDef{id, encodeOneFrameList, decodeOneFrameList,
+                      Layout{params.list.prefix, {}, -1}, encodeLogId, &params};
+}
+
+}  // namespace pava
+
+#endif
