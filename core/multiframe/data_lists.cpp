@@ -40,7 +40,7 @@ constexpr SplitList k20014{kCodedTexts, frameSpace(8171), false, false, false, f
 constexpr SplitList k20016{kCodedEscaped, frameSpace(8192), false, false, false, true, 0, kEmptyShort};
 constexpr SplitList k20018{kBlocksTwoCodes, frameSpace(8192, 24), false, true, true, false, 0, kEmpty};
 constexpr SplitList k20020{kBlocksShort, frameSpace(8192), false, false, true, false, 0, kEmpty};
-constexpr SplitList k20155{kTwoTexts, frameSpace(8170), true, false, false, false, 0, kEmpty};
+constexpr SplitList k20155{kTwoTexts, frameSpace(8170, 0, true), true, false, false, false, 0, kEmpty};
 constexpr SplitList k30014{kCodedEscaped, frameSpace(8171), false, false, false, false, 20014, kEmpty};
 constexpr SplitList k30016{kCodedEscaped, frameSpace(8192), false, false, false, true, 20016, kEmptyShort};
 constexpr SplitList k30018{kBlocksOneCode, frameSpace(8192, 12), false, false, true, false, 0, kEmpty};

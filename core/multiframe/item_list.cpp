@@ -46,7 +46,8 @@ bool passes(const FitRule& rule, size_t written, int pos, int64_t declared) noex
     case FitRule::Kind::RunningCount:
         return rule.start + static_cast<int64_t>(rule.step) * static_cast<int64_t>(written) <= rule.limit;
     case FitRule::Kind::EntrySpace: return (written == 0 ? 0 : pos) + declared <= rule.limit;
-    case FitRule::Kind::FrameSpace: return pos + declared + rule.reserve <= rule.limit;
+    case FitRule::Kind::FrameSpace:
+        return (written == 0 && !rule.firstItemToo) || pos + declared + rule.reserve <= rule.limit;
     }
     return false;
 }

@@ -131,13 +131,16 @@ struct FitRule {
         RunningCount,  // start + step * (items written) must stay at most `limit`
         EntrySpace,    // (0 before the first item, else the offset after the last)
                        // + declared size must stay at most `limit`
-        FrameSpace,    // offset + declared size + reserve must stay at most `limit`
+        FrameSpace,    // once the frame holds an item: offset + declared size +
+                       // reserve must stay at most `limit` (an empty frame takes
+                       // any item the body can hold, unless firstItemToo)
     };
     Kind kind = Kind::None;
     int start = 0;
     int step = 0;
     int limit = 0;
     int reserve = 0;
+    bool firstItemToo = false;
 };
 
 // Bounds worded "at most v" and "below v" as the largest accepted value.
@@ -147,8 +150,8 @@ constexpr FitRule runningCount(int start, int step, int max) {
     return {FitRule::Kind::RunningCount, start, step, max, 0};
 }
 constexpr FitRule entrySpace(int limit) { return {FitRule::Kind::EntrySpace, 0, 0, limit, 0}; }
-constexpr FitRule frameSpace(int limit, int reserve = 0) {
-    return {FitRule::Kind::FrameSpace, 0, 0, limit, reserve};
+constexpr FitRule frameSpace(int limit, int reserve = 0, bool firstItemToo = false) {
+    return {FitRule::Kind::FrameSpace, 0, 0, limit, reserve, firstItemToo};
 }
 
 // Writes items[next..] from body offset pos on while each passes the rule and

@@ -145,8 +145,9 @@ TEST(SplitLists, EscapedTextsTravelWholeInTheirOwnFrames) {
 }
 
 TEST(SplitLists, AnItemThatFitsNoFrameFailsKeepingTheClosedFrames) {
-    // id, the longest text one frame takes, and the body length it gives.
-    for (const auto& [id, longest, length] : {std::tuple{20016, 8155, 8192}, {30016, 8155, 8192}, {30014, 8134, 8171}}) {
+    // id, the longest text an empty frame takes (its own space test is not
+    // applied to the first item of a frame), and the body length it gives.
+    for (const auto& [id, longest, length] : {std::tuple{20016, 8155, 8192}, {30016, 8155, 8192}, {30014, 8155, 8192}}) {
         PavaFullData rec = recordFor(id);
         rec.dataList = {dataItem(1, std::string(static_cast<size_t>(longest), 'x'))};
         const Encoded fits = encode(rec);
