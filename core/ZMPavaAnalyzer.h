@@ -152,9 +152,21 @@ static_assert(sizeof(PavaMsg) == 8208, "PavaMsg is an 8208-byte block");
 #  pragma GCC diagnostic push
 #  pragma GCC diagnostic ignored "-Winvalid-offsetof"
 #endif
+static_assert(offsetof(PavaFullData, rii) == 0, "record layout");
 static_assert(offsetof(PavaFullData, msgId) == 2, "record layout");
+static_assert(offsetof(PavaFullData, msgType) == 4, "record layout");
+static_assert(offsetof(PavaFullData, msgLen) == 6, "record layout");
+static_assert(offsetof(PavaFullData, headFlag) == 8, "record layout");
 static_assert(offsetof(PavaFullData, contFlag) == 10, "record layout");
 static_assert(offsetof(PavaFullData, intValue1) == 12, "record layout");
+static_assert(offsetof(PavaFullData, intValue2) == 16, "record layout");
+static_assert(offsetof(PavaFullData, intValue3) == 20, "record layout");
+static_assert(offsetof(PavaFullData, intValue4) == 24, "record layout");
+static_assert(offsetof(PavaFullData, intValue5) == 28, "record layout");
+static_assert(offsetof(PavaFullData, intValue6) == 32, "record layout");
+static_assert(offsetof(PavaFullData, intValue7) == 36, "record layout");
+static_assert(offsetof(PavaFullData, intValue8) == 40, "record layout");
+static_assert(offsetof(PavaFullData, intValue9) == 44, "record layout");
 static_assert(offsetof(PavaFullData, intValue10) == 48, "record layout");
 static_assert(offsetof(PavaFullData, text12a) == 52, "record layout");
 static_assert(offsetof(PavaFullData, text12b) == 65, "record layout");
@@ -169,6 +181,9 @@ static_assert(offsetof(PavaFullData, text64b) == 243, "record layout");
 static_assert(offsetof(PavaFullData, text32) == 308, "record layout");
 static_assert(offsetof(PavaFullData, string1) == 344, "record layout");
 static_assert(sizeof(PavaFileBlock) == 2738, "fileBlock layout");
+static_assert(offsetof(PavaFileBlock, fbText16b) == 17, "fileBlock layout");
+static_assert(offsetof(PavaFileBlock, fbText16c) == 34, "fileBlock layout");
+static_assert(offsetof(PavaFileBlock, fbText32a) == 52, "fileBlock layout");
 static_assert(offsetof(PavaFileBlock, fbInt1) == 92, "fileBlock layout");
 static_assert(offsetof(PavaFileBlock, fbText32b) == 94, "fileBlock layout");
 static_assert(offsetof(PavaFileBlock, fbInt2) == 134, "fileBlock layout");

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Cross-builds the 32-bit Windows DLL and checks that it exports exactly the
+# entry points, undecorated, and needs nothing beyond the system's DLLs.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+need=(g++-mingw-w64-i686-posix binutils-mingw-w64-i686)
+missing=()
+for p in "${need[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  sudo=""; [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+cmake --workflow --preset windows-x86
+dll=build/windows-x86/ZMPavaAnalyzer.dll
+dump=$(i686-w64-mingw32-objdump -p "$dll")
+exports=$(sed -n '/Ordinal\/Name Pointer/,/^$/p' <<<"$dump" | grep -E '^\s+\[ *[0-9]+\]' | sed -E 's/^\s+\[ *[0-9]+\] //' | sort | tr '\n' ' ')
+[ "$exports" = "Data_To_Pava Pava_SetLogOutput Pava_To_Data " ] || { echo "unexpected exports: $exports"; exit 1; }
+grep -q 'file format pei-i386' <<<"$dump" || { echo "not a 32-bit DLL"; exit 1; }
+imports=$(grep 'DLL Name' <<<"$dump" | awk '{print $3}' | sort | tr '\n' ' ')
+[ "$imports" = "KERNEL32.dll msvcrt.dll " ] || { echo "unexpected imports: $imports"; exit 1; }
+echo "windows-x86: $dll exports $exports"
