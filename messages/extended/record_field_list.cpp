@@ -10,6 +10,7 @@
 #include "field_codec.h"
 #include "log.h"
 #include "messages/catalog.h"
+#include "messages/list_codec.h"
 
 namespace pava::messages {
 
@@ -35,10 +36,9 @@ constexpr char kRecordsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138 
 constexpr char kFieldsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  equipment count(%d) Illegal! ";
 
 int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
-    log::encodeEntry(def.id);
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = openEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     char* body = frame->body;
     writeFields(kHead, rec, body, kBodyEnd);
@@ -71,18 +71,8 @@ int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return 0;
 }
 
-// A text field of `width` bytes kept at width + 1 characters.
-void readFixedText(std::string& dest, const char* src, int width) {
-    dest.assign(static_cast<size_t>(width) + 1, '\0');
-    dest.replace(0, static_cast<size_t>(width), src, static_cast<size_t>(width));
-}
-
 int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    log::decodeEntry(def.id);
-    if (frame == nullptr) {
-        log::nullFrame(def.id);
-        return -1;
-    }
+    if (!openDecode(def, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(kHead, body, kBodyEnd, rec);

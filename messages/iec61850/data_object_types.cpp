@@ -12,10 +12,9 @@
 #include <cstring>
 
 #include "field_codec.h"
-#include "frame_header.h"
 #include "log.h"
 #include "messages/catalog.h"
-#include "messages/value_bytes.h"
+#include "messages/list_codec.h"
 
 namespace pava::messages {
 
@@ -74,10 +73,9 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
 }
 
 int encode61858(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
-    log::encodeEntry(def.id);
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = openEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     writeFields(kHead, rec, frame->body, kBodyEnd);
     writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
@@ -96,26 +94,16 @@ int encode61858(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
             out->pop_back();
             return -1;
         }
-        PavaMsg& full = out->back();
-        writeIntField(inFrame, full.body + kCountPos, 4);
-        PavaHeadAccessor head(&full);
-        head.setLength(used);
-        head.setContinued(true);
-        continueInCopy(*out);
+        carryOver(*out, kCountPos, inFrame, used);
         used = kHeadSize;
         inFrame = 0;
     }
-    PavaHeadAccessor(&out->back()).setLength(used);
-    PavaHeadAccessor(&out->back()).setContinued(false);
+    closeLastFrame(*out, used);
     return 0;
 }
 
 int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    log::decodeEntry(def.id);
-    if (frame == nullptr) {
-        log::nullFrame(def.id);
-        return -1;
-    }
+    if (!openDecode(def, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(kHeadIn, body, kBodyEnd, rec);
@@ -138,8 +126,7 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
                 return -1;
             }
             PavaFieldItem attr;
-            attr.fieldText1.assign(101, '\0');
-            attr.fieldText1.replace(0, 100, body + pos, 100);
+            readFixedText(attr.fieldText1, body + pos, 100);
             attr.fieldType = readIntField(body + pos + 100, 2);
             attr.fieldLen = readIntField(body + pos + 102, 4);
             const int width = attr.fieldLen;

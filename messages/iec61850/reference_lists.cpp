@@ -10,10 +10,9 @@
 #include <cstring>
 
 #include "field_codec.h"
-#include "frame_header.h"
 #include "log.h"
 #include "messages/catalog.h"
-#include "messages/value_bytes.h"
+#include "messages/list_codec.h"
 
 namespace pava::messages {
 
@@ -84,10 +83,9 @@ constexpr int k61850Items = 82;
 constexpr int k61850MaxItems = (kBodyEnd - k61850Items) / kReferenceWidth;  // 81
 
 int encode61850(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
-    log::encodeEntry(def.id);
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = openEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     const int count = rec.dataList.size() > k61850MaxItems ? -1 : static_cast<int>(rec.dataList.size());
     if (count < 0) {
@@ -106,16 +104,8 @@ int encode61850(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return 0;
 }
 
-// Opens a decode: entry line and null check.
-bool openFrame(const MessageDef& def, const PavaMsg* frame) {
-    log::decodeEntry(def.id);
-    if (frame != nullptr) return true;
-    log::nullFrame(def.id);
-    return false;
-}
-
 int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(def, frame)) return -1;
+    if (!openDecode(def, frame)) return -1;
     PavaFullData& rec = *an->record();
     readFields(k61850HeadIn, frame->body, kBodyEnd, rec);
     const int count = readIntField(frame->body + 78, 4);
@@ -150,11 +140,10 @@ constexpr ValueList k61901{k61901Head, 92, 88, false, true,
                            "convert failed that Reference value width is too long"};
 
 int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
-    log::encodeEntry(def.id);
     const ValueList& p = def.param<ValueList>();
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = openEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     writeFields(p.head, rec, frame->body, kBodyEnd);
     writeIntField(static_cast<int>(rec.dataList.size()), frame->body + p.countPos, 4);
@@ -168,12 +157,7 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
                 out->pop_back();
                 return -1;
             }
-            PavaMsg& full = out->back();
-            writeIntField(inFrame, full.body + p.countPos, 4);
-            PavaHeadAccessor head(&full);
-            head.setLength(used);
-            head.setContinued(true);
-            continueInCopy(*out);
+            carryOver(*out, p.countPos, inFrame, used);
             used = p.headSize;
             inFrame = 0;
         }
@@ -191,16 +175,14 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
         used += kItemHead + width;
         ++inFrame;
     }
-    PavaMsg& last = out->back();
-    if (p.countLastFrame) writeIntField(inFrame, last.body + p.countPos, 4);
-    PavaHeadAccessor(&last).setLength(used);
-    PavaHeadAccessor(&out->back()).setContinued(false);
+    if (p.countLastFrame) writeIntField(inFrame, out->back().body + p.countPos, 4);
+    closeLastFrame(*out, used);
     return 0;
 }
 
 // 61851: items at a fixed stride of 106, the value bytes not skipped.
 int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(def, frame)) return -1;
+    if (!openDecode(def, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(k61851HeadIn, body, kBodyEnd, rec);
@@ -228,7 +210,7 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
 // 61901: the reference keeps its 101-character field; items follow each
 // other with their value bytes.
 int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(def, frame)) return -1;
+    if (!openDecode(def, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(k61901HeadIn, body, kBodyEnd, rec);
@@ -241,8 +223,7 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             return -1;
         }
         PavaDataItem item;
-        item.itemText.assign(body + used, kReferenceWidth);
-        item.itemText.resize(kReferenceWidth + 1);
+        readFixedText(item.itemText, body + used, kReferenceWidth);
         item.itemId = readIntField(body + used + 100, 2);
         item.itemInt2 = readIntField(body + used + 102, 4);
         const int width = item.itemInt2;

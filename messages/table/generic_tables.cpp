@@ -16,7 +16,7 @@
 #include "frame_header.h"
 #include "log.h"
 #include "messages/catalog.h"
-#include "messages/value_bytes.h"
+#include "messages/list_codec.h"
 #include "multiframe/frame_marks.h"
 
 namespace pava::messages {
@@ -513,11 +513,23 @@ struct DecodeTexts {
     const char* nullFrame;
 };
 
-// Entry line and null check; true when the frame can be decoded.
-bool openFrame(const DecodeTexts& t, const PavaMsg* frame) {
+// Entry line, null check and prefix: the record, or null for a null frame.
+PavaFullData* openTable(const DecodeTexts& t, std::span<const Field> prefix, const PavaMsg* frame,
+                        CPavaMsgAnalyze* an) {
     log::write(t.entry);
-    if (frame != nullptr) return true;
-    log::write(t.nullFrame);
+    if (frame == nullptr) {
+        log::write(t.nullFrame);
+        return nullptr;
+    }
+    PavaFullData* rec = an->record();
+    readFields(prefix, frame->body, kBodyEnd, *rec);
+    return rec;
+}
+
+// False, after logging `text`, for a sub-type outside lo..hi.
+bool subTypeIn(int sub, int lo, int hi, const char* text) {
+    if (sub >= lo && sub <= hi) return true;
+    log::write(text);
     return false;
 }
 
@@ -535,69 +547,62 @@ constexpr DecodeTexts kDecode10006{"Pava_10006_To_Data!\n",
                                    "error:: CPavaMsgAnalyze::Pava_10006_To_Data pPavaMsg == NULL! "};
 
 int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(kDecode10001, frame)) return -1;
-    PavaFullData& rec = *an->record();
+    PavaFullData* rec = openTable(kDecode10001, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    if ((rec->intValue14 != 2 && rec->intValue14 != 3) || rec->intValue16 == 1) return 0;
+    if (!subTypeIn(rec->intValue16, 2, 2, kFuncType10003)) return -1;
     const char* body = frame->body;
-    readFields(kTablePrefix, body, kBodyEnd, rec);
-    if ((rec.intValue14 != 2 && rec.intValue14 != 3) || rec.intValue16 == 1) return 0;
-    if (rec.intValue16 != 2) {
-        log::write(kFuncType10003);
-        return -1;
-    }
     PavaRecordItem record;
     int consumed = 0;
     const int fieldCount = readIntField(body + kCountPos, 4);
     if (fieldCount > 0) {
         consumed = parseEntries(body, kEntriesPos, fieldCount, record.fieldList);
         if (consumed == 0) return 0;
-        rec.recordList.push_back(record);
+        rec->recordList.push_back(record);
     }
     const int itemsPos = kEntriesPos + consumed;
     if (parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), record.fieldList2) != 0)
-        rec.recordList.push_back(std::move(record));
+        rec->recordList.push_back(std::move(record));
     return 0;
 }
 
+// Parses `count` entries into a new record's list and appends the record
+// when the parse succeeds.
+void parseOneRecord(const char* body, int pos, int count, std::vector<PavaFieldItem> PavaRecordItem::*list,
+                    std::vector<PavaRecordItem>& records) {
+    PavaRecordItem record;
+    if (parseEntries(body, pos, count, record.*list) != 0) records.push_back(std::move(record));
+}
+
 int decode10002(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(kDecode10002, frame)) return -1;
-    PavaFullData& rec = *an->record();
+    PavaFullData* rec = openTable(kDecode10002, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
     const char* body = frame->body;
-    readFields(kTablePrefix, body, kBodyEnd, rec);
-    const int fn = rec.intValue14;
+    const int fn = rec->intValue14;
+    const int count = readIntField(body + kCountPos, 4);
     if (fn == 1) {
-        PavaRecordItem record;
-        if (parseEntries(body, kEntriesPos, readIntField(body + kCountPos, 4), record.fieldList) != 0)
-            rec.recordList.push_back(std::move(record));
+        parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
         return 0;
     }
     if (fn != 2 && fn != 3) return 0;
-    if (rec.intValue16 != 1 && rec.intValue16 != 2) {
-        log::write(kFuncType10003);
-        return -1;
-    }
-    parseRecords(body, kEntriesPos, readIntField(body + kCountPos, 4), rec.recordList);
+    if (!subTypeIn(rec->intValue16, 1, 2, kFuncType10003)) return -1;
+    parseRecords(body, kEntriesPos, count, rec->recordList);
     return 0;
 }
 
 int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(kDecode10003, frame)) return -1;
-    PavaFullData& rec = *an->record();
-    const char* body = frame->body;
-    readFields(kTablePrefix, body, kBodyEnd, rec);
-    const int sub = rec.intValue16;
-    if (sub < 3 || sub > 5) {
-        log::write("error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype ");
+    PavaFullData* rec = openTable(kDecode10003, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    if (!subTypeIn(rec->intValue16, 3, 5, "error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "))
         return -1;
-    }
-    PavaRecordItem record;
-    if (sub == 5) {
-        if (parseEntries(body, kCountPos, 1, record.fieldList2) != 0) rec.recordList.push_back(std::move(record));
+    const char* body = frame->body;
+    if (rec->intValue16 == 5) {
+        parseOneRecord(body, kCountPos, 1, &PavaRecordItem::fieldList2, rec->recordList);
         return 0;
     }
-    rec.recordList.clear();
+    rec->recordList.clear();
     const int count = readIntField(body + kCountPos, 4);
-    if (count != 0 && parseEntries(body, kEntriesPos, count, record.fieldList) != 0)
-        rec.recordList.push_back(std::move(record));
+    if (count != 0) parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
     return 0;
 }
 
@@ -605,17 +610,13 @@ int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
 // layout carries no where-item count: every record but the last of the count
 // holds one where-item, the last one those up to the frame's body length.
 int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(kDecode10004, frame)) return -1;
-    PavaFullData& rec = *an->record();
-    const char* body = frame->body;
-    readFields(kTablePrefix, body, kBodyEnd, rec);
-    const int sub = rec.intValue16;
-    if (sub < 3 || sub > 7) {
-        log::write("error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10004 msg funtype ");
+    PavaFullData* rec = openTable(kDecode10004, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    if (!subTypeIn(rec->intValue16, 3, 7, "error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10004 msg funtype "))
         return -1;
-    }
-    if (sub >= 5) {
-        rec.intValue4 = readIntField(body + kCountPos, 1);
+    const char* body = frame->body;
+    if (rec->intValue16 >= 5) {
+        rec->intValue4 = readIntField(body + kCountPos, 1);
         return 0;
     }
     const int bodyLength = readHead(frame).getLength();
@@ -636,32 +637,30 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
             if (n == 0) return 0;
             pos += n;
         } while (i + 1 == count && pos < end);
-        rec.recordList.push_back(std::move(record));
+        rec->recordList.push_back(std::move(record));
     }
     return 0;
 }
 
 int decode10005(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(kDecode10005, frame)) return -1;
-    PavaFullData& rec = *an->record();
-    readFields(kShortPrefix, frame->body, kBodyEnd, rec);
+    PavaFullData* rec = openTable(kDecode10005, kShortPrefix, frame, an);
+    if (rec == nullptr) return -1;
     // As many characters as the text holds on entry (none after the reset).
-    size_t n = rec.string4.size() < 8187 ? rec.string4.size() : 8187;
+    size_t n = rec->string4.size() < 8187 ? rec->string4.size() : 8187;
     if (n > static_cast<size_t>(kBodyEnd - 20)) n = static_cast<size_t>(kBodyEnd - 20);
-    rec.string4.assign(frame->body + 20, n);
+    rec->string4.assign(frame->body + 20, n);
     return 0;
 }
 
 int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openFrame(kDecode10006, frame)) return -1;
-    PavaFullData& rec = *an->record();
+    PavaFullData* rec = openTable(kDecode10006, kShortPrefix, frame, an);
+    if (rec == nullptr) return -1;
     const char* body = frame->body;
-    readFields(kShortPrefix, body, kBodyEnd, rec);
-    const int sub = rec.intValue16;
+    const int sub = rec->intValue16;
     if (sub >= 3 && sub <= 5) {
-        rec.intValue4 = readIntField(body + 20, 1);
+        rec->intValue4 = readIntField(body + 20, 1);
     } else if (sub == 1 || sub == 2) {
-        parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4), rec.recordList);
+        parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4), rec->recordList);
     }
     return 0;
 }

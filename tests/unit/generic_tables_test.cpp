@@ -6,7 +6,7 @@
 
 #include "analyzer.h"
 #include "message.h"
-#include "support.h"
+#include "list_support.h"
 
 namespace pava::test {
 namespace {
@@ -32,28 +32,6 @@ PavaFullData table(int id, int fn, int sub) {
 }
 
 string prefix(const string& fn, const string& sub) { return "ABCDEFGHIJKLMNO" + fn + "77   " + sub; }
-
-struct Encoded {
-    int rc;
-    PavaMsgList frames;
-    string log;
-};
-
-Encoded encode(PavaFullData& rec) {
-    LogCapture cap;
-    Encoded e;
-    e.frames.resize(2);  // the entry point empties the list first
-    e.rc = Data_To_Pava(&rec, &e.frames);
-    e.log = cap.text();
-    return e;
-}
-
-int decode(const PavaMsg& frame, PavaFullData& out, string* log = nullptr) {
-    LogCapture cap;
-    const int rc = Pava_To_Data(&frame, &out);
-    if (log != nullptr) *log = cap.text();
-    return rc;
-}
 
 TEST(GenericTables, FunctionTypeOneIsThePrefixAloneAndUnknownTypesSendNothing) {
     PavaFullData rec = table(10001, 1, 9);

@@ -4,33 +4,12 @@
 
 #include <string>
 
-#include "support.h"
+#include "list_support.h"
 
 namespace pava::test {
 namespace {
 
 using std::string;
-
-struct Encoded {
-    int rc;
-    PavaMsgList frames;
-    string log;
-};
-
-Encoded encode(PavaFullData& rec) {
-    LogCapture cap;
-    Encoded e;
-    e.rc = Data_To_Pava(&rec, &e.frames);
-    e.log = cap.text();
-    return e;
-}
-
-int decode(const PavaMsg& frame, PavaFullData& out, string* log = nullptr) {
-    LogCapture cap;
-    const int rc = Pava_To_Data(&frame, &out);
-    if (log != nullptr) *log = cap.text();
-    return rc;
-}
 
 PavaRecordItem withFields(int n, int recInt = 0) {
     PavaRecordItem r;

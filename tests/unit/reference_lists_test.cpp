@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "support.h"
+#include "list_support.h"
 
 namespace pava::test {
 namespace {
@@ -28,27 +28,6 @@ PavaFullData referenceRecord(int id) {
     rec.intValue5 = 5;
     rec.intValue6 = 123456;
     return rec;
-}
-
-struct Encoded {
-    int rc;
-    PavaMsgList frames;
-    string log;
-};
-
-Encoded encode(PavaFullData& rec) {
-    LogCapture cap;
-    Encoded e;
-    e.rc = Data_To_Pava(&rec, &e.frames);
-    e.log = cap.text();
-    return e;
-}
-
-int decode(const PavaMsg& frame, PavaFullData& out, string* log = nullptr) {
-    LogCapture cap;
-    const int rc = Pava_To_Data(&frame, &out);
-    if (log != nullptr) *log = cap.text();
-    return rc;
 }
 
 const string kHead61851 = "IED1" + string(8, '\0') + "LD0" + string(61, '\0');
