@@ -1,7 +1,109 @@
+// Message 20138: a two-level list in one frame.
+//
+//   address (12 raw) | record count R (2) | R record blocks
+//   record block:  number (2) | field count F (3) | F fields
+//   field:         first text (12, NUL padded) | second text (30, NUL padded)
+//
+// The encoder allows at most 99 records of at most 999 fields each, and
+// refuses a body that would pass the frame; the decoder keeps the texts at
+// their field widths plus one NUL.
+#include "field_codec.h"
+#include "log.h"
 #include "messages/catalog.h"
+#include "messages/list_codec.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> recordFieldList() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+constexpr int kBodyEnd = MAX_PAVA_MSG_LEN;
+constexpr int kRecordHead = 5;
+constexpr int kFieldSize = 42;
+
+constexpr Field kHead[] = {
+    {0, 12, Raw, M::text12b},
+    {12, 2, Decimal, M::None, kWriteZero},
+};
+constexpr Field kField[] = {
+    {0, 12, Text, M::fieldText1},
+    {12, 30, Text, M::fieldText2},
+};
+
+constexpr char kRecordsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  item count(%d) Illegal! ";
+constexpr char kFieldsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  equipment count(%d) Illegal! ";
+
+int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const PavaFullData& rec = *an->record();
+    int rc = 0;
+    PavaMsg* frame = openEncode(def, out, an, &rc);
+    if (frame == nullptr) return rc;
+    char* body = frame->body;
+    writeFields(kHead, rec, body, kBodyEnd);
+    const size_t records = rec.recordList.size();
+    if (records > 99) {
+        log::format(kRecordsIllegal, static_cast<int>(records));
+        out->pop_back();
+        return -1;
+    }
+    writeIntField(static_cast<int>(records), body + 12, 2);
+    int pos = 14;
+    for (const PavaRecordItem& record : rec.recordList) {
+        const size_t fields = record.fieldList.size();
+        // A record whose block would pass the body is refused with the
+        // field-count text as well.
+        if (fields > 999 || pos + kRecordHead + kFieldSize * static_cast<int>(fields) > kBodyEnd) {
+            log::format(kFieldsIllegal, static_cast<int>(fields));
+            out->pop_back();
+            return -1;
+        }
+        writeIntField(record.recInt, body + pos, 2);
+        writeIntField(static_cast<int>(fields), body + pos + 2, 3);
+        pos += kRecordHead;
+        for (const PavaFieldItem& field : record.fieldList) {
+            writeFields(kField, field, body + pos, kFieldSize);
+            pos += kFieldSize;
+        }
+    }
+    finishFrame(*frame, pos);
+    return 0;
+}
+
+int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    if (!openDecode(def, frame)) return -1;
+    PavaFullData& rec = *an->record();
+    const char* body = frame->body;
+    readFields(kHead, body, kBodyEnd, rec);
+    const int records = readIntField(body + 12, 2);
+    int pos = 14;
+    // Counts that would read past the body end the decode with what fits.
+    for (int r = 0; r < records; ++r) {
+        if (pos + kRecordHead > kBodyEnd) return -1;
+        PavaRecordItem record;
+        record.recInt = readIntField(body + pos, 2);
+        const int fields = readIntField(body + pos + 2, 3);
+        pos += kRecordHead;
+        for (int f = 0; f < fields; ++f) {
+            if (pos + kFieldSize > kBodyEnd) return -1;
+            PavaFieldItem field;
+            readFixedText(field.fieldText1, body + pos, 12);
+            readFixedText(field.fieldText2, body + pos + 12, 30);
+            record.fieldList.push_back(std::move(field));
+            pos += kFieldSize;
+        }
+        rec.recordList.push_back(std::move(record));
+    }
+    return 0;
+}
+
+constexpr MessageDef kMessages[] = {
+    {20138, encode20138, decode20138, Layout{kHead, {}, -1}, 0, nullptr},
+};
+
+}  // namespace
+
+std::span<const MessageDef> recordFieldList() { return kMessages; }
 
 }  // namespace pava::messages

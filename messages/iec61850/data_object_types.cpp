@@ -1,7 +1,156 @@
+// Message 61858: a list of data object type structures, split over frames
+// structure by structure (a structure is never split).
+//
+//   head:       code (12 raw) | name (64) | number (2) | structure count (4)
+//   structure:  attribute count F (4, NUL padded) | F attributes
+//   attribute:  reference (100) | code (2, NUL padded) | width W (4, NUL padded) | W bytes
+//
+// The numbers inside a structure are digits followed by NUL bytes, not
+// blanks. The body is not cleared between frames, and the final frame's
+// structure count is not rewritten.
+#include <cstdio>
+#include <cstring>
+
+#include "field_codec.h"
+#include "log.h"
 #include "messages/catalog.h"
+#include "messages/list_codec.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> dataObjectTypes() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+constexpr int kBodyEnd = MAX_PAVA_MSG_LEN;
+constexpr int kHeadSize = 82;
+constexpr int kCountPos = 78;
+constexpr int kAttributeHead = 106;
+
+constexpr Field kHead[] = {
+    {0, 12, Raw, M::text12a},
+    {12, 64, Text, M::string4},
+    {76, 2, Decimal, M::intValue5},
+    {kCountPos, 4, Decimal, M::None, kWriteZero},
+};
+constexpr Field kHeadIn[] = {
+    {0, 12, Raw, M::text12a},
+    {12, 64, Raw, M::string4},
+    {76, 2, Decimal, M::intValue5},
+};
+constexpr Field kReference[] = {{0, 100, Text, M::fieldText1}};
+
+// "%d" into a cleared 40-byte buffer, of which the first `width` bytes are
+// copied: digits, then NUL bytes; a longer number keeps its first digits.
+void writeNulPaddedInt(int value, char* dest, int width) noexcept {
+    char text[40] = {};
+    std::snprintf(text, sizeof text, "%d", value);
+    std::memcpy(dest, text, static_cast<size_t>(width));
+}
+
+// Writes one structure at `used`. Returns its size, or -1 when it does not
+// fit the frame (what was written of it stays behind the frame's length).
+int writeStructure(const PavaRecordItem& structure, char* body, int used) {
+    if (used + 4 > kBodyEnd) return -1;
+    writeNulPaddedInt(static_cast<int>(structure.fieldList.size()), body + used, 4);
+    int pos = used + 4;
+    for (const PavaFieldItem& attr : structure.fieldList) {
+        const int width = attr.fieldLen;
+        // A negative width cannot be written and counts as not fitting.
+        if (width < 0 || pos + kAttributeHead + width > kBodyEnd) {
+            log::write("msgbody space is not enough when write the Dotype Data list\r\n");
+            return -1;
+        }
+        char* at = body + pos;
+        writeFields(kReference, attr, at, 100);
+        writeNulPaddedInt(attr.fieldType, at + 100, 2);
+        writeNulPaddedInt(width, at + 102, 4);
+        copyValueBytes(at + kAttributeHead, attr.fieldText2, width);
+        pos += kAttributeHead + width;
+    }
+    return pos - used;
+}
+
+int encode61858(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const PavaFullData& rec = *an->record();
+    int rc = 0;
+    PavaMsg* frame = openEncode(def, out, an, &rc);
+    if (frame == nullptr) return rc;
+    writeFields(kHead, rec, frame->body, kBodyEnd);
+    writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
+    int used = kHeadSize;
+    int inFrame = 0;
+    for (size_t s = 0; s < rec.recordList.size();) {
+        const int size = writeStructure(rec.recordList[s], out->back().body, used);
+        if (size >= 0) {
+            used += size;
+            ++inFrame;
+            ++s;
+            continue;
+        }
+        if (inFrame == 0) {
+            log::write("the first do struct length is longer than max pava message lenght\r\n");
+            out->pop_back();
+            return -1;
+        }
+        carryOver(*out, kCountPos, inFrame, used);
+        used = kHeadSize;
+        inFrame = 0;
+    }
+    closeLastFrame(*out, used);
+    return 0;
+}
+
+int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    if (!openDecode(def, frame)) return -1;
+    PavaFullData& rec = *an->record();
+    const char* body = frame->body;
+    readFields(kHeadIn, body, kBodyEnd, rec);
+    rec.string4.resize(65);
+    const int structures = readIntField(body + kCountPos, 4);
+    int pos = kHeadSize;
+    // Counts and widths that would read past the body end the decode with
+    // the structures read so far, in the family's words.
+    for (int s = 0; s < structures; ++s) {
+        if (pos + 4 > kBodyEnd) {
+            log::write("over the max pava message length");
+            return -1;
+        }
+        const int attributes = readIntField(body + pos, 4);
+        pos += 4;
+        PavaRecordItem structure;
+        for (int a = 0; a < attributes; ++a) {
+            if (pos + kAttributeHead > kBodyEnd) {
+                log::write("over the max pava message length");
+                return -1;
+            }
+            PavaFieldItem attr;
+            readFixedText(attr.fieldText1, body + pos, 100);
+            attr.fieldType = readIntField(body + pos + 100, 2);
+            attr.fieldLen = readIntField(body + pos + 102, 4);
+            const int width = attr.fieldLen;
+            if (width < 0 || pos + kAttributeHead + width > kBodyEnd) {
+                log::write("over the max pava message length when handle value content ");
+                return -1;
+            }
+            // W + 1 characters holding at most W bytes up to the first NUL.
+            attr.fieldText2.assign(static_cast<size_t>(width) + 1, '\0');
+            copyTextField(attr.fieldText2.data(), width, body + pos + kAttributeHead, width);
+            pos += kAttributeHead + width;
+            structure.fieldList.push_back(std::move(attr));
+        }
+        rec.recordList.push_back(std::move(structure));
+    }
+    return 0;
+}
+
+constexpr MessageDef kMessages[] = {
+    {61858, encode61858, decode61858, Layout{kHead, kHeadIn, -1}, 0, nullptr},
+};
+
+}  // namespace
+
+std::span<const MessageDef> dataObjectTypes() { return kMessages; }
 
 }  // namespace pava::messages

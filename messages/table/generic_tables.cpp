@@ -1,7 +1,681 @@
+// Generic table messages 10001-10006: a list of records, each a list of
+// fields and a list of (where-)items, every entry a type-length-value triple:
+//
+//   entry:  type (2) | length (4) | value (length bytes)
+//
+// 10001 and 10003 carry the first record in one frame, 10002, 10004 and 10006
+// split the whole record list over frames (a record is never split), 10005
+// carries one free text. These encoders (10005 aside) build their own header:
+// RII, id, length 0, NUL type and flag bytes; position 14 numbers the frames
+// and a final pass writes the frame count at position 8.
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "field_codec.h"
+#include "frame_header.h"
+#include "log.h"
 #include "messages/catalog.h"
+#include "messages/list_codec.h"
+#include "multiframe/frame_marks.h"
 
 namespace pava::messages {
 
-std::span<const MessageDef> genericTables() { return {}; }
+namespace {
+
+using enum FieldKind;
+using M = Member;
+
+constexpr int kBodyEnd = MAX_PAVA_MSG_LEN;
+constexpr int kEntryHead = 6;  // type (2) and length (4) of one entry
+
+// text64b (15 raw) | function type (3) | number (5) | sub-type (5)
+constexpr Field kTablePrefix[] = {
+    {0, 15, Raw, M::text64b, kClearMember},
+    {15, 3, Decimal, M::intValue14},
+    {18, 5, Decimal, M::intValue15},
+    {23, 5, Decimal, M::intValue16},
+};
+// text64b (15 raw) | sub-type (5)
+constexpr Field kShortPrefix[] = {
+    {0, 15, Raw, M::text64b, kClearMember},
+    {15, 5, Decimal, M::intValue16},
+};
+constexpr int kTablePrefixLen = 28;
+constexpr int kCountPos = 28;     // field or record count after the table prefix
+constexpr int kEntriesPos = 32;   // first entry behind that count
+
+// Log texts of the family.
+constexpr char kFieldFrameText[] = "make frame fieldnum %d, frmidx = %d \r\n";
+constexpr char kRecordFrameText[] = "make frame recordnum %d, frmidx = %d \r\n";
+constexpr char kRecordIdxFrameText[] = "make frame recordnum %d, record_idx = %d, frmidx = %d \r\n";
+constexpr char kEndFrameText[] = "make end frame recordnum %d, frmidx = %d \r\n";
+constexpr char kFieldOverText[] = "Insert single data ! over max pava message size[%d] ";
+constexpr char kWhereLimitText[] = "Insert single where data  over max pava message size[%d] ";
+constexpr char kWhereOverText[] = "Insert single where data over max pava message size[%d] ";
+constexpr char kFuncType10003[] = "error:: CPavaMsgAnalyze::Data_To_Pava_10003 error 10003 msg funtype ";
+
+// ---------------------------------------------------------------------------
+// Frames
+// ---------------------------------------------------------------------------
+
+// A zeroed frame at the end of out with the header these encoders build.
+PavaMsg& ownFrame(PavaMsgList* out, const PavaFullData& rec) {
+    PavaMsg& frame = out->emplace_back();
+    PavaHeadAccessor head(&frame);
+    head.setRii(rec.rii);
+    head.setMsgId(rec.msgId);
+    head.setType('\0');
+    head.setLength(0);
+    head.setHeadFlag('\0');
+    head.setContinued(false);
+    return frame;
+}
+
+// Body length and frame number of a frame about to be sent.
+void closeFrame(PavaMsg& frame, int length, size_t frameNo) noexcept {
+    PavaHeadAccessor head(&frame);
+    head.setLength(length);
+    head.setHeadFlag(frameDigit(frameNo));
+}
+
+// A frame appended in place, outside the frame count: position 8 '0',
+// position 14 left NUL.
+void closeInsertedFrame(PavaMsg& frame, int length) noexcept {
+    PavaHeadAccessor head(&frame);
+    head.setLength(length);
+    head.setType(frameDigit(0));
+    head.setContinued(false);
+}
+
+// One frame that holds the prefix (and optionally a zero count) only.
+int sendPrefixOnly(PavaMsgList* out, const PavaFullData& rec, int length) {
+    PavaMsg& frame = ownFrame(out, rec);
+    writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+    if (length > kTablePrefixLen) writeIntField(0, frame.body + kCountPos, 4);
+    closeFrame(frame, length, 1);
+    markFrameCount(*out);
+    return 0;
+}
+
+// A refusal where a record would take the frame past its body.
+int refuseUnsafe(PavaMsgList* out, int64_t size) {
+    log::format(kFieldOverText, static_cast<int>(size > kBodyEnd * 2 ? kBodyEnd * 2 : size));
+    out->pop_back();
+    return -1;
+}
+
+// ---------------------------------------------------------------------------
+// Entry runs
+// ---------------------------------------------------------------------------
+
+enum class ValueWrite : uint8_t {
+    CString,  // the value as a C string, then the position advances by its length field
+    Exact,    // exactly length-field bytes of the value
+};
+
+enum class Run : uint8_t { Ok, TooLong, Unsafe };
+
+// Writes one entry at pos (type, length, value) and advances pos.
+Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos) noexcept {
+    const int64_t next = int64_t{pos} + kEntryHead + e.fieldLen;
+    if (pos + kEntryHead > kBodyEnd || next > kBodyEnd || next < 0) return Run::Unsafe;
+    if (how == ValueWrite::Exact && e.fieldLen < 0) return Run::Unsafe;
+    writeIntField(e.fieldType, body + pos, 2);
+    writeIntField(e.fieldLen, body + pos + 2, 4);
+    char* value = body + pos + kEntryHead;
+    if (how == ValueWrite::Exact) {
+        copyValueBytes(value, e.fieldText1, e.fieldLen);
+    } else {
+        // The text and its terminator; a longer text runs on behind the
+        // entry (up to the body end) until the next entry overwrites it.
+        const size_t room = static_cast<size_t>(body + kBodyEnd - value);
+        size_t n = std::strlen(e.fieldText1.c_str()) + 1;
+        if (n > room) n = room;
+        std::memcpy(value, e.fieldText1.c_str(), n);
+    }
+    pos = static_cast<int>(next);
+    return Run::Ok;
+}
+
+// A run of entries of one frame (10001, 10003, first form of 10002). Before
+// each entry: its length must not pass `limit`, and length + 6 + testPos must
+// stay within the body, testPos being the end of the previous entry (0 before
+// the first one of the message).
+Run writeEntryRun(const std::vector<PavaFieldItem>& entries, ValueWrite how, int limit, char* body,
+                  int& pos, int& testPos) noexcept {
+    for (const PavaFieldItem& e : entries) {
+        if (e.fieldLen > limit || int64_t{e.fieldLen} + kEntryHead + testPos > kBodyEnd) return Run::TooLong;
+        if (const Run r = writeEntry(e, how, body, pos); r != Run::Ok) return r;
+        testPos = pos;
+    }
+    return Run::Ok;
+}
+
+// The fields of the first record as one frame: count at 28, fields from 32.
+// Returns the end position, or a failure.
+Run writeFirstRecordFields(const PavaRecordItem& first, ValueWrite how, char* body, int& pos,
+                           int& testPos) noexcept {
+    writeIntField(static_cast<int>(first.fieldList.size()), body + kCountPos, 4);
+    pos = kEntriesPos;
+    testPos = 0;
+    return writeEntryRun(first.fieldList, how, 8154, body, pos, testPos);
+}
+
+// ---------------------------------------------------------------------------
+// Record splitting (10002, 10004, 10006)
+// ---------------------------------------------------------------------------
+
+struct RecordSplit {
+    int countPos;       // total count; the last frame's own count
+    int frameCountPos;  // own count of every frame but the last
+    int recordsPos;     // first record
+    int fieldLimit;     // longest field value
+    int recordLimit;    // longest record that may be taken back to a new frame
+    bool whereItems;    // each record is followed by its where-items
+};
+
+constexpr RecordSplit kSplit10002{28, 13, 32, 8154, 8156, false};
+constexpr RecordSplit kSplit10004{28, 13, 32, 8156, 8156, true};
+constexpr RecordSplit kSplit10006{20, 5, 24, 8162, 8156, false};
+
+// The where-item a record without items carries.
+const PavaFieldItem& defaultWhereItem() {
+    static const PavaFieldItem item{3, 0, {}, {}};
+    return item;
+}
+
+enum class Rec : uint8_t { Ok, FieldTooLong, WhereTooLong, FieldNoRoom, WhereNoRoom, Unsafe };
+
+struct RecordResult {
+    Rec rc = Rec::Ok;
+    int64_t size = 0;     // record bytes up to and including the failing entry
+    int64_t written = 0;  // entry bytes of the record written before it
+};
+
+// Writes one record at pos: its field count (4), its fields and, for
+// 10004, its where-items. pos advances on success only.
+RecordResult writeRecord(const RecordSplit& p, const PavaRecordItem& record, char* body, int& pos) noexcept {
+    const int start = pos;
+    const bool hasEntries = !record.fieldList.empty() || p.whereItems;
+    if (start + 4 > kBodyEnd) {
+        // The first entry cannot fit behind a count that does not fit either.
+        if (!hasEntries) return {Rec::Unsafe, start + 4, 0};
+        return {record.fieldList.empty() ? Rec::WhereNoRoom : Rec::FieldNoRoom, 4 + kEntryHead, 0};
+    }
+    writeIntField(static_cast<int>(record.fieldList.size()), body + start, 4);
+    int at = start + 4;
+    auto place = [&](const PavaFieldItem& e, int limit, Rec tooLong, Rec noRoom) -> RecordResult {
+        const int64_t size = int64_t{at} - start + kEntryHead + e.fieldLen;
+        const int64_t written = at - start - 4;
+        if (e.fieldLen > limit) return {tooLong, size, written};
+        if (int64_t{e.fieldLen} + kEntryHead + at > kBodyEnd) return {noRoom, size, written};
+        if (writeEntry(e, ValueWrite::Exact, body, at) != Run::Ok) return {Rec::Unsafe, size, written};
+        return {};
+    };
+    for (const PavaFieldItem& f : record.fieldList)
+        if (RecordResult r = place(f, p.fieldLimit, Rec::FieldTooLong, Rec::FieldNoRoom); r.rc != Rec::Ok) return r;
+    if (p.whereItems) {
+        if (record.fieldList2.empty()) {
+            if (RecordResult r = place(defaultWhereItem(), 8156, Rec::WhereTooLong, Rec::WhereNoRoom); r.rc != Rec::Ok)
+                return r;
+        }
+        for (const PavaFieldItem& w : record.fieldList2)
+            if (RecordResult r = place(w, 8156, Rec::WhereTooLong, Rec::WhereNoRoom); r.rc != Rec::Ok) return r;
+    }
+    pos = at;
+    return {};
+}
+
+// Cuts the record list into frames: every frame holds whole records; a
+// record that does not fit is taken back and starts the next frame. The
+// caller has appended the first frame with its prefix.
+int splitRecords(const RecordSplit& p, const PavaFullData& rec, PavaMsgList* out) {
+    const std::vector<PavaRecordItem>& records = rec.recordList;
+    size_t frameNo = 1;
+    int inFrame = 0;
+    int pos = p.recordsPos;
+    for (size_t r = 0; r < records.size();) {
+        const int start = pos;
+        const RecordResult res = writeRecord(p, records[r], out->back().body, pos);
+        switch (res.rc) {
+        case Rec::Ok:
+            ++inFrame;
+            ++r;
+            continue;
+        case Rec::Unsafe:
+            return refuseUnsafe(out, res.size);
+        case Rec::FieldTooLong:
+        case Rec::WhereTooLong:
+            if (p.whereItems)
+                log::format(res.rc == Rec::FieldTooLong ? kFieldOverText : kWhereLimitText,
+                            static_cast<int>(res.size));
+            out->clear();
+            return -1;
+        case Rec::FieldNoRoom:
+        case Rec::WhereNoRoom:
+            break;
+        }
+        // Taken back: a record that could never fit an empty frame fails.
+        if (r == 0 || res.written > p.recordLimit || inFrame == 0) {
+            if (p.whereItems)
+                log::format(res.rc == Rec::FieldNoRoom ? kFieldOverText : kWhereOverText, static_cast<int>(res.size));
+            out->clear();
+            return -1;
+        }
+        if (p.whereItems && res.rc == Rec::FieldNoRoom)
+            log::format(kRecordIdxFrameText, inFrame, static_cast<int>(r), static_cast<int>(frameNo));
+        else
+            log::format(kRecordFrameText, inFrame, static_cast<int>(frameNo));
+        PavaMsg& full = out->back();
+        closeFrame(full, start, frameNo);
+        writeIntField(inFrame, full.body + p.frameCountPos, 4);
+        // The next frame keeps the prefix (and the count just written).
+        PavaMsg& next = continueInCopy(*out);
+        std::memset(next.body + p.recordsPos, 0, static_cast<size_t>(kBodyEnd - p.recordsPos));
+        ++frameNo;
+        inFrame = 0;
+        pos = p.recordsPos;
+    }
+    log::format(p.whereItems ? kEndFrameText : kRecordFrameText, inFrame, static_cast<int>(frameNo));
+    PavaMsg& last = out->back();
+    closeFrame(last, pos, frameNo);
+    writeIntField(inFrame, last.body + p.countPos, 4);
+    markFrameCount(*out);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Encoders
+// ---------------------------------------------------------------------------
+
+const PavaFullData& recordOf(CPavaMsgAnalyze* an) { return *an->record(); }
+
+int encode10001(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const PavaFullData& rec = recordOf(an);
+    const int fn = rec.intValue14;
+    if (fn != 1 && fn != 2 && fn != 3) return 0;
+    if (fn == 1 || rec.intValue16 == 1) return sendPrefixOnly(out, rec, kTablePrefixLen);
+    if (rec.intValue16 != 2) {
+        log::write("error:: CPavaMsgAnalyze::Data_To_Pava_10001 error 10001 msg funtype ");
+        return -1;
+    }
+    if (rec.recordList.empty()) return sendPrefixOnly(out, rec, kEntriesPos);
+    PavaMsg& frame = ownFrame(out, rec);
+    writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+    const PavaRecordItem& first = rec.recordList.front();
+    int pos = 0;
+    int testPos = 0;
+    Run r = writeFirstRecordFields(first, ValueWrite::CString, frame.body, pos, testPos);
+    if (r == Run::TooLong) {
+        out->clear();
+        return -1;
+    }
+    if (r == Run::Unsafe || pos + 2 > kBodyEnd) return refuseUnsafe(out, int64_t{pos} + 2);
+    const int itemCountPos = pos;
+    writeIntField(static_cast<int>(first.fieldList2.size()), frame.body + itemCountPos, 2);
+    pos += 2;
+    r = writeEntryRun(first.fieldList2, ValueWrite::CString, 8154, frame.body, pos, testPos);
+    if (r == Run::TooLong) {
+        out->pop_back();
+        return -1;
+    }
+    if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+    closeFrame(frame, pos, 1);
+    markFrameCount(*out);
+    return 0;
+}
+
+int encode10002(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const PavaFullData& rec = recordOf(an);
+    const int fn = rec.intValue14;
+    if (fn == 1) {
+        if (rec.recordList.empty()) return sendPrefixOnly(out, rec, kEntriesPos);
+        const PavaRecordItem& first = rec.recordList.front();
+        if (first.fieldList.empty()) return 0;
+        PavaMsg& frame = ownFrame(out, rec);
+        writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+        int pos = 0;
+        int testPos = 0;
+        const Run r = writeFirstRecordFields(first, ValueWrite::Exact, frame.body, pos, testPos);
+        if (r == Run::TooLong) {
+            out->clear();
+            return -1;
+        }
+        if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+        log::format(kFieldFrameText, static_cast<int>(first.fieldList.size()), 1);
+        closeFrame(frame, pos, 1);
+        markFrameCount(*out);
+        return 0;
+    }
+    if (fn != 2 && fn != 3) return 0;
+    if (rec.intValue16 != 1 && rec.intValue16 != 2) {
+        log::write("error:: CPavaMsgAnalyze::Data_To_Pava_10002 error 10002 msg funtype ");
+        return -1;
+    }
+    PavaMsg& frame = ownFrame(out, rec);
+    writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+    writeIntField(static_cast<int>(rec.recordList.size()), frame.body + kSplit10002.countPos, 4);
+    if (rec.recordList.empty()) {
+        out->clear();
+        return -1;
+    }
+    return splitRecords(kSplit10002, rec, out);
+}
+
+int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const PavaFullData& rec = recordOf(an);
+    const int sub = rec.intValue16;
+    if (sub < 3 || sub > 5) {
+        log::write(kFuncType10003);
+        return -1;
+    }
+    const PavaRecordItem* first = rec.recordList.empty() ? nullptr : &rec.recordList.front();
+    if (sub == 5) {
+        if (first == nullptr || first->fieldList2.empty()) return sendPrefixOnly(out, rec, kEntriesPos);
+        const PavaFieldItem& item = first->fieldList2.front();
+        if (item.fieldLen > 8158) return -1;
+        PavaMsg& frame = ownFrame(out, rec);
+        writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+        int pos = kCountPos;
+        if (writeEntry(item, ValueWrite::CString, frame.body, pos) != Run::Ok)
+            return refuseUnsafe(out, int64_t{kCountPos} + kEntryHead + item.fieldLen);
+        closeInsertedFrame(frame, pos);
+        return 0;
+    }
+    if (first == nullptr || first->fieldList.empty()) return sendPrefixOnly(out, rec, kEntriesPos);
+    PavaMsg& frame = ownFrame(out, rec);
+    writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+    int pos = 0;
+    int testPos = 0;
+    const Run r = writeFirstRecordFields(*first, ValueWrite::CString, frame.body, pos, testPos);
+    if (r == Run::TooLong) {
+        out->pop_back();
+        return -1;
+    }
+    if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+    log::format(kFieldFrameText, static_cast<int>(first->fieldList.size()), 1);
+    closeFrame(frame, pos, 1);
+    markFrameCount(*out);
+    return 0;
+}
+
+int encode10004(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    const PavaFullData& rec = recordOf(an);
+    const int sub = rec.intValue16;
+    if (sub < 3 || sub > 7) {
+        log::write("error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10003 msg funtype ");
+        return -1;
+    }
+    PavaMsg& frame = ownFrame(out, rec);
+    writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+    if (sub >= 5) {
+        writeIntField(rec.intValue4, frame.body + kCountPos, 1);
+        closeInsertedFrame(frame, kTablePrefixLen + 1);
+        return 0;
+    }
+    writeIntField(static_cast<int>(rec.recordList.size()), frame.body + kSplit10004.countPos, 4);
+    if (rec.recordList.empty()) {
+        writeIntField(0, frame.body + kEntriesPos, 4);
+        closeFrame(frame, kEntriesPos + 4, 1);
+        markFrameCount(*out);
+        return 0;
+    }
+    return splitRecords(kSplit10004, rec, out);
+}
+
+int encode10005(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    log::encodeEntry(def.id);
+    int rc = 0;
+    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    if (frame == nullptr) return rc;
+    const PavaFullData& rec = recordOf(an);
+    writeFields(kShortPrefix, rec, frame->body, kBodyEnd);
+    const size_t length = rec.string4.size();
+    if (length >= 8173) {
+        log::write("Data_To_Pava_10005! len too length return -1! \n ");
+        out->pop_back();
+        return -1;
+    }
+    if (length > 0) std::memcpy(frame->body + 20, rec.string4.data(), length);
+    finishFrame(*frame, 20 + static_cast<int>(length));
+    return 0;
+}
+
+int encode10006(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+    log::encodeEntry(def.id);
+    PavaFullData& rec = *an->record();
+    PavaMsg& frame = ownFrame(out, rec);
+    // The text field is copied from the fresh body into the record, so both
+    // end up NUL: the caller's first 15 characters of text64b are cleared.
+    std::memcpy(rec.text64b, frame.body, 15);
+    writeFields(kShortPrefix, rec, frame.body, kBodyEnd);
+    const int sub = rec.intValue16;
+    if (sub >= 3 && sub <= 5) {
+        writeIntField(rec.intValue4, frame.body + 20, 1);
+        closeFrame(frame, 21, 1);
+        markFrameCount(*out);
+        return 0;
+    }
+    if (sub != 1 && sub != 2) {
+        out->pop_back();
+        return 0;
+    }
+    writeIntField(static_cast<int>(rec.recordList.size()), frame.body + kSplit10006.countPos, 4);
+    if (rec.recordList.empty()) {
+        out->clear();
+        return -1;
+    }
+    return splitRecords(kSplit10006, rec, out);
+}
+
+// ---------------------------------------------------------------------------
+// Decoders
+// ---------------------------------------------------------------------------
+
+// Parses `count` entries from pos into list. Before each entry, base plus
+// the characters consumed plus 27 must stay within the body, and so must
+// that sum plus the entry's length. Returns the characters consumed, or 0
+// for a failure or a count below 1.
+int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem>& list, int base = 15) {
+    if (count < 1) return 0;
+    int consumed = 0;
+    for (int i = 0; i < count; ++i) {
+        if (base + consumed + 27 > kBodyEnd) return 0;
+        const int at = pos + consumed;
+        if (at + kEntryHead > kBodyEnd) return 0;
+        PavaFieldItem e;
+        e.fieldType = readIntField(body + at, 2);
+        e.fieldLen = readIntField(body + at + 2, 4);
+        if (int64_t{base} + consumed + 27 + e.fieldLen > kBodyEnd) return 0;
+        if (e.fieldLen < 0 || at + kEntryHead + e.fieldLen > kBodyEnd) return 0;
+        e.fieldText1.assign(body + at + kEntryHead, static_cast<size_t>(e.fieldLen));
+        consumed += kEntryHead + e.fieldLen;
+        list.push_back(std::move(e));
+    }
+    return consumed;
+}
+
+// Records back to back from pos: a field count (4), then its fields. Ends at
+// the first record whose fields fail to parse.
+void parseRecords(const char* body, int pos, int count, std::vector<PavaRecordItem>& records) {
+    for (int i = 0; i < count && pos + 4 <= kBodyEnd; ++i) {
+        PavaRecordItem record;
+        const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fieldList);
+        if (n == 0) return;
+        records.push_back(std::move(record));
+        pos += 4 + n;
+    }
+}
+
+struct DecodeTexts {
+    const char* entry;
+    const char* nullFrame;
+};
+
+// Entry line, null check and prefix: the record, or null for a null frame.
+PavaFullData* openTable(const DecodeTexts& t, std::span<const Field> prefix, const PavaMsg* frame,
+                        CPavaMsgAnalyze* an) {
+    log::write(t.entry);
+    if (frame == nullptr) {
+        log::write(t.nullFrame);
+        return nullptr;
+    }
+    PavaFullData* rec = an->record();
+    readFields(prefix, frame->body, kBodyEnd, *rec);
+    return rec;
+}
+
+// False, after logging `text`, for a sub-type outside lo..hi.
+bool subTypeIn(int sub, int lo, int hi, const char* text) {
+    if (sub >= lo && sub <= hi) return true;
+    log::write(text);
+    return false;
+}
+
+constexpr DecodeTexts kDecode10001{"Pava_10001_To_Data\n",
+                                   "error:: CPavaMsgAnalyze::Pava_10001_To_Data pPavaMsg == NULL! "};
+constexpr DecodeTexts kDecode10002{"Pava_10002_To_Data\n",
+                                   "error:: CPavaMsgAnalyze Pava_10002_To_Data pPavaMsg parameter is NULL!\n"};
+constexpr DecodeTexts kDecode10003{"Pava_10003_To_Data\n",
+                                   "error:: CPavaMsgAnalyze Pava_10003_To_Data pPavaMsg parameter is NULL!\n"};
+constexpr DecodeTexts kDecode10004{"Pava_10004_To_Data\n",
+                                   "error:: CPavaMsgAnalyze Pava_10004_To_Data pPavaMsg parameter is NULL!\n"};
+constexpr DecodeTexts kDecode10005{"Pava_10005_To_Data!\n",
+                                   "error:: CPavaMsgAnalyze::Pava_10005_To_Data pPavaMsg == NULL! "};
+constexpr DecodeTexts kDecode10006{"Pava_10006_To_Data!\n",
+                                   "error:: CPavaMsgAnalyze::Pava_10006_To_Data pPavaMsg == NULL! "};
+
+int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    PavaFullData* rec = openTable(kDecode10001, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    if ((rec->intValue14 != 2 && rec->intValue14 != 3) || rec->intValue16 == 1) return 0;
+    if (!subTypeIn(rec->intValue16, 2, 2, kFuncType10003)) return -1;
+    const char* body = frame->body;
+    PavaRecordItem record;
+    int consumed = 0;
+    const int fieldCount = readIntField(body + kCountPos, 4);
+    if (fieldCount > 0) {
+        consumed = parseEntries(body, kEntriesPos, fieldCount, record.fieldList);
+        if (consumed == 0) return 0;
+        rec->recordList.push_back(record);
+    }
+    const int itemsPos = kEntriesPos + consumed;
+    if (parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), record.fieldList2) != 0)
+        rec->recordList.push_back(std::move(record));
+    return 0;
+}
+
+// Parses `count` entries into a new record's list and appends the record
+// when the parse succeeds.
+void parseOneRecord(const char* body, int pos, int count, std::vector<PavaFieldItem> PavaRecordItem::*list,
+                    std::vector<PavaRecordItem>& records) {
+    PavaRecordItem record;
+    if (parseEntries(body, pos, count, record.*list) != 0) records.push_back(std::move(record));
+}
+
+int decode10002(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    PavaFullData* rec = openTable(kDecode10002, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    const char* body = frame->body;
+    const int fn = rec->intValue14;
+    const int count = readIntField(body + kCountPos, 4);
+    if (fn == 1) {
+        parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
+        return 0;
+    }
+    if (fn != 2 && fn != 3) return 0;
+    if (!subTypeIn(rec->intValue16, 1, 2, kFuncType10003)) return -1;
+    parseRecords(body, kEntriesPos, count, rec->recordList);
+    return 0;
+}
+
+int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    PavaFullData* rec = openTable(kDecode10003, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    if (!subTypeIn(rec->intValue16, 3, 5, "error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "))
+        return -1;
+    const char* body = frame->body;
+    if (rec->intValue16 == 5) {
+        parseOneRecord(body, kCountPos, 1, &PavaRecordItem::fieldList2, rec->recordList);
+        return 0;
+    }
+    rec->recordList.clear();
+    const int count = readIntField(body + kCountPos, 4);
+    if (count != 0) parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
+    return 0;
+}
+
+// 10004 records: a field count (4), the fields, then the where-items. The
+// layout carries no where-item count: every record but the last of the count
+// holds one where-item, the last one those up to the frame's body length.
+int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    PavaFullData* rec = openTable(kDecode10004, kTablePrefix, frame, an);
+    if (rec == nullptr) return -1;
+    if (!subTypeIn(rec->intValue16, 3, 7, "error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10004 msg funtype "))
+        return -1;
+    const char* body = frame->body;
+    if (rec->intValue16 >= 5) {
+        rec->intValue4 = readIntField(body + kCountPos, 1);
+        return 0;
+    }
+    const int bodyLength = readHead(frame).getLength();
+    const int end = bodyLength < kBodyEnd ? bodyLength : kBodyEnd;
+    const int count = readIntField(body + kCountPos, 4);
+    int pos = kEntriesPos;
+    for (int i = 0; i < count && pos + 4 <= end; ++i) {
+        PavaRecordItem record;
+        const int fieldCount = readIntField(body + pos, 4);
+        pos += 4;
+        if (fieldCount != 0) {
+            const int n = parseEntries(body, pos, fieldCount, record.fieldList);
+            if (n == 0) return 0;
+            pos += n;
+        }
+        do {
+            const int n = parseEntries(body, pos, 1, record.fieldList2);
+            if (n == 0) return 0;
+            pos += n;
+        } while (i + 1 == count && pos < end);
+        rec->recordList.push_back(std::move(record));
+    }
+    return 0;
+}
+
+int decode10005(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    PavaFullData* rec = openTable(kDecode10005, kShortPrefix, frame, an);
+    if (rec == nullptr) return -1;
+    // As many characters as the text holds on entry (none after the reset).
+    size_t n = rec->string4.size() < 8187 ? rec->string4.size() : 8187;
+    if (n > static_cast<size_t>(kBodyEnd - 20)) n = static_cast<size_t>(kBodyEnd - 20);
+    rec->string4.assign(frame->body + 20, n);
+    return 0;
+}
+
+int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    PavaFullData* rec = openTable(kDecode10006, kShortPrefix, frame, an);
+    if (rec == nullptr) return -1;
+    const char* body = frame->body;
+    const int sub = rec->intValue16;
+    if (sub >= 3 && sub <= 5) {
+        rec->intValue4 = readIntField(body + 20, 1);
+    } else if (sub == 1 || sub == 2) {
+        parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4), rec->recordList);
+    }
+    return 0;
+}
+
+constexpr MessageDef kMessages[] = {
+    {10001, encode10001, decode10001, Layout{kTablePrefix, {}, -1}, 0, nullptr},
+    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1}, 0, nullptr},
+    {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1}, 0, nullptr},
+    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1}, 0, nullptr},
+    {10005, encode10005, decode10005, Layout{kShortPrefix, {}, -1}, 0, nullptr},
+    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1}, 0, nullptr},
+};
+
+}  // namespace
+
+std::span<const MessageDef> genericTables() { return kMessages; }
 
 }  // namespace pava::messages

@@ -36,6 +36,17 @@ inline Encoded encode(PavaFullData rec) {
     return e;
 }
 
+// Encodes the caller's own record (some encoders change it) into a list that
+// held frames before, which the entry point must empty first.
+inline Encoded encodeInPlace(PavaFullData& rec) {
+    LogCapture capture;
+    Encoded e;
+    e.frames.resize(2);
+    e.rc = Data_To_Pava(&rec, &e.frames);
+    e.log = capture.text();
+    return e;
+}
+
 struct Decoded {
     int rc = 0;
     PavaFullData rec;
@@ -48,6 +59,13 @@ inline Decoded decode(const PavaMsg& frame) {
     d.rc = Pava_To_Data(&frame, &d.rec);
     d.log = capture.text();
     return d;
+}
+
+inline int decode(const PavaMsg& frame, PavaFullData& out, std::string* log = nullptr) {
+    LogCapture capture;
+    const int rc = Pava_To_Data(&frame, &out);
+    if (log != nullptr) *log = capture.text();
+    return rc;
 }
 
 // The body up to the length its header declares.

@@ -1,0 +1,56 @@
+#include "messages/list_codec.h"
+
+#include <cstring>
+
+#include "field_codec.h"
+#include "frame_header.h"
+#include "log.h"
+
+namespace pava::messages {
+
+void copyValueBytes(char* dest, const std::string& value, int n) noexcept {
+    if (n <= 0) return;
+    const size_t have = value.size() < static_cast<size_t>(n) ? value.size() : static_cast<size_t>(n);
+    if (have > 0) std::memcpy(dest, value.data(), have);
+    std::memset(dest + have, 0, static_cast<size_t>(n) - have);
+}
+
+void readFixedText(std::string& dest, const char* src, int width) {
+    dest.assign(static_cast<size_t>(width) + 1, '\0');
+    dest.replace(0, static_cast<size_t>(width), src, static_cast<size_t>(width));
+}
+
+PavaMsg& continueInCopy(PavaMsgList& out) {
+    out.reserve(out.size() + 1);  // the element copied from stays valid
+    out.push_back(out.back());
+    return out.back();
+}
+
+PavaMsg& carryOver(PavaMsgList& out, int countPos, int count, int length) {
+    PavaMsg& full = out.back();
+    writeIntField(count, full.body + countPos, 4);
+    PavaHeadAccessor head(&full);
+    head.setLength(length);
+    head.setContinued(true);
+    return continueInCopy(out);
+}
+
+void closeLastFrame(PavaMsgList& out, int length) noexcept {
+    PavaHeadAccessor head(&out.back());
+    head.setLength(length);
+    head.setContinued(false);
+}
+
+PavaMsg* openEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc) {
+    log::encodeEntry(def.id);
+    return beginFrame(out, an, def.id, rc);
+}
+
+bool openDecode(const MessageDef& def, const PavaMsg* frame) {
+    log::decodeEntry(def.id);
+    if (frame != nullptr) return true;
+    log::nullFrame(def.id);
+    return false;
+}
+
+}  // namespace pava::messages

@@ -1,0 +1,39 @@
+// Helpers shared by the list codecs: raw value bytes, frames built in place
+// at the end of the output list, and the entry steps every codec repeats.
+#ifndef ZMPAVA_MESSAGES_LIST_CODEC_H
+#define ZMPAVA_MESSAGES_LIST_CODEC_H
+
+#include <string>
+
+#include "message.h"
+
+namespace pava::messages {
+
+// Copies exactly n bytes of a value into dest; bytes past the end of the
+// value are written as NUL.
+void copyValueBytes(char* dest, const std::string& value, int n) noexcept;
+
+// Sets dest to the `width` bytes at src followed by one NUL.
+void readFixedText(std::string& dest, const char* src, int width);
+
+// Appends a copy of the last frame (body included) and returns it: the frame
+// built so far stays in the list and the copy goes on from its content.
+PavaMsg& continueInCopy(PavaMsgList& out);
+
+// Closes the last frame as a continued one (its item count, body length and
+// continuation '1') and goes on in a copy of it, body not cleared.
+PavaMsg& carryOver(PavaMsgList& out, int countPos, int count, int length);
+
+// Body length of the last frame, and continuation '0' as the final frame.
+void closeLastFrame(PavaMsgList& out, int length) noexcept;
+
+// Encoder entry: the entry line, then a zeroed frame with the record's
+// header appended to out (null, with the setter's code in *rc, on failure).
+PavaMsg* openEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc);
+
+// Decoder entry: the entry line; false (after the null-frame line) for a null frame.
+bool openDecode(const MessageDef& def, const PavaMsg* frame);
+
+}  // namespace pava::messages
+
+#endif
