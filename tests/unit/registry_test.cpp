@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <vector>
+
+#include "message.h"
+#include "support.h"
+
+namespace pava {
+namespace {
+
+// Every id of the protocol that has a documented body layout.
+const std::set<int> kLaidOut = {
+    101,   102,   203,   204,   205,   206,   208,   209,   210,   211,   212,   213,   214,   215,   800,
+    801,   802,   803,   804,   901,   10001, 10002, 10003, 10004, 10005, 10006, 20001, 20002, 20003, 20004,
+    20005, 20006, 20007, 20008, 20009, 20010, 20011, 20012, 20013, 20014, 20015, 20016, 20017, 20018, 20019,
+    20020, 20021, 20023, 20025, 20034, 20047, 20048, 20055, 20056, 20057, 20058, 20059, 20060, 20063, 20069,
+    20079, 20081, 20082, 20083, 20084, 20085, 20086, 20087, 20088, 20089, 20100, 20101, 20102, 20103, 20104,
+    20105, 20106, 20107, 20108, 20110, 20111, 20113, 20114, 20117, 20118, 20119, 20123, 20124, 20127, 20128,
+    20129, 20130, 20136, 20138, 20139, 20142, 20145, 20146, 20150, 20155, 20160, 20163, 20165, 20166, 20169,
+    20170, 20171, 20172, 20173, 20174, 20175, 20176, 20177, 20178, 30014, 30015, 30016, 30017, 30018, 30021,
+    30042, 30123, 30124, 30171, 30172, 30173, 30174, 30179, 30180, 30182, 61850, 61851, 61852, 61853, 61854,
+    61855, 61856, 61857, 61858, 61859, 61860, 61863, 61864, 61865, 61866, 61901,
+};
+
+// Ids the protocol names without a body layout, and 20024, which would only
+// forward to one of them: none has a codec.
+const std::vector<int> kWithoutLayout = {
+    20022, 20024, 20026, 20035, 20036, 20037, 20038, 20039, 20040, 20041, 20042, 20043, 20044, 20049, 20051,
+    20052, 20053, 20054, 20090, 20109, 20112, 20115, 20116, 20120, 20121, 20125, 20126, 20131, 20132, 20133,
+    20134, 20135, 20137, 20141, 20143, 20144, 20147, 20148, 20149, 20151, 20152, 20153, 20154, 20156, 20157,
+    20158, 20159, 20161, 20162, 20164, 20167, 20168, 30022, 30025, 30026, 30043, 30132, 30175, 30176, 30177,
+    30178, 30181, 30183, 61861, 61862,
+};
+
+TEST(Registry, HoldsExactlyTheLaidOutIdsInOrder) {
+    std::vector<int> ids;
+    for (const MessageDef* def : registeredMessages()) {
+        ids.push_back(def->id);
+        EXPECT_NE(def->encode, nullptr) << def->id;
+        EXPECT_NE(def->decode, nullptr) << def->id;
+        EXPECT_EQ(findMessage(def->id), def);
+    }
+    EXPECT_EQ(std::set<int>(ids.begin(), ids.end()), kLaidOut);
+    EXPECT_EQ(ids.size(), kLaidOut.size());  // no id twice
+    EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end()));
+    EXPECT_EQ(kLaidOut.size() + kWithoutLayout.size() + 0u, 211u);
+}
+
+TEST(Registry, IdsWithoutLayoutHaveNoCodec) {
+    test::LogCapture log;
+    for (int id : kWithoutLayout) {
+        EXPECT_EQ(findMessage(id), nullptr) << id;
+        PavaFullData rec = test::recordFor(id);
+        PavaMsgList frames(1);
+        EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_NO_HANDLER) << id;
+        EXPECT_EQ(frames.size(), 1u);
+        char head[17];
+        std::snprintf(head, sizeof head, "1  %05d0     00", id);
+        const PavaMsg frame = test::makeFrame(head);
+        EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_NO_HANDLER) << id;
+        EXPECT_EQ(rec.msgId, id);
+    }
+    EXPECT_EQ(log.text(), "");  // the dispatcher itself prints nothing
+}
+
+TEST(Dispatcher, MapsCodecFailuresAndKeepsTheirEffects) {
+    test::LogCapture log;
+    // An encoder failure: 20004 needs an item. The list was emptied first.
+    PavaFullData rec = test::recordFor(20004);
+    PavaMsgList frames(3);
+    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_ENCODE);
+    EXPECT_TRUE(frames.empty());
+    EXPECT_EQ(log.text(), "Data_To_Pava_20002!\n");
+
+    // A decoder failure keeps what was decoded before it: 00209 holds at most
+    // 42 settings, and a frame that counts 43 gives 42 and a failure.
+    std::string body = "43  ";
+    for (int k = 0; k < 43; ++k) body += std::string("S") + std::to_string(k) + std::string(191 - std::to_string(k).size(), '\0');
+    const PavaMsg frame = test::makeFrame("1  002090     00", body);
+    log.clear();
+    EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_DECODE);
+    ASSERT_EQ(rec.settingList.size(), 42u);
+    EXPECT_EQ(rec.settingList[41].setText, "S41");
+    EXPECT_EQ(log.text(), "Pava_00209_To_Data!\ntotal_len + 192 > MAX_PAVA_MSG_LEN - 4 error return -1 ");
+}
+
+TEST(Dispatcher, EveryCodecSurvivesANullFrameAndAnEmptyRecord) {
+    test::LogCapture log;
+    for (const MessageDef* def : registeredMessages()) {
+        PavaFullData rec = test::recordFor(def->id);
+        CPavaMsgAnalyze an(&rec);
+        EXPECT_NE(def->decode(*def, nullptr, &an), 0) << def->id;
+        PavaMsgList frames;
+        const int rc = Data_To_Pava(&rec, &frames);
+        EXPECT_TRUE(rc == PAVA_OK || rc == PAVA_ERR_ENCODE) << def->id;
+        for (const PavaMsg& f : frames) {
+            PavaFullData back;
+            const int back_rc = Pava_To_Data(&f, &back);
+            EXPECT_TRUE(back_rc == PAVA_OK || back_rc == PAVA_ERR_DECODE) << def->id;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace pava
