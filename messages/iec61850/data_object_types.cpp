@@ -58,7 +58,7 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
     for (const PavaFieldItem& attr : structure.fieldList) {
         const int width = attr.fieldLen;
         // A negative width cannot be written and counts as not fitting.
-        if (width < 0 || pos + kAttributeHead + width > kBodyEnd) {
+        if (width < 0 || width > kBodyEnd - pos - kAttributeHead) {
             log::write("msgbody space is not enough when write the Dotype Data list\r\n");
             return -1;
         }
@@ -130,7 +130,7 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             attr.fieldType = readIntField(body + pos + 100, 2);
             attr.fieldLen = readIntField(body + pos + 102, 4);
             const int width = attr.fieldLen;
-            if (width < 0 || pos + kAttributeHead + width > kBodyEnd) {
+            if (width < 0 || width > kBodyEnd - pos - kAttributeHead) {
                 log::write("over the max pava message length when handle value content ");
                 return -1;
             }
