@@ -3,6 +3,7 @@
 // memory outside the frame, the record or its strings.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 
@@ -11,6 +12,12 @@
 
 namespace pava {
 namespace {
+
+// PAVA_CHAOS_SEED and PAVA_CHAOS_ROUNDS widen a run by hand (a longer soak).
+int envOr(const char* name, int fallback) {
+    const char* v = std::getenv(name);
+    return v != nullptr ? std::atoi(v) : fallback;
+}
 
 class Chaos {
 public:
@@ -120,9 +127,10 @@ private:
 
 TEST(HostileInput, RandomFramesDecodeOrFailCleanly) {
     Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
-    Chaos chaos(7u);
+    Chaos chaos(static_cast<uint32_t>(envOr("PAVA_CHAOS_SEED", 7)));
+    const int rounds = 24 * envOr("PAVA_CHAOS_ROUNDS", 1);
     for (const MessageDef* def : registeredMessages()) {
-        for (int round = 0; round < 24; ++round) {
+        for (int round = 0; round < rounds; ++round) {
             const PavaMsg frame = chaos.frame(def->id);
             PavaFullData rec;
             const int rc = Pava_To_Data(&frame, &rec);
@@ -134,9 +142,10 @@ TEST(HostileInput, RandomFramesDecodeOrFailCleanly) {
 
 TEST(HostileInput, RandomRecordsEncodeOrFailCleanly) {
     Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
-    Chaos chaos(11u);
+    Chaos chaos(static_cast<uint32_t>(envOr("PAVA_CHAOS_SEED", 11)));
+    const int rounds = 6 * envOr("PAVA_CHAOS_ROUNDS", 1);
     for (const MessageDef* def : registeredMessages()) {
-        for (int round = 0; round < 6; ++round) {
+        for (int round = 0; round < rounds; ++round) {
             PavaFullData rec = chaos.record(def->id);
             PavaMsgList frames;
             const int rc = Data_To_Pava(&rec, &frames);
