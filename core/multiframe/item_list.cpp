@@ -40,6 +40,14 @@ int64_t readItem(const ItemFormat& format, const char* src, int room, PavaDataIt
     return format.size;
 }
 
+// Bytes the trailer fields take behind the last item; the length may count
+// more (a NUL the trailer leaves unwritten).
+int trailerExtent(const ListLayout& list) noexcept {
+    int end = 0;
+    for (const Field& f : list.trailer) end = std::max(end, f.offset + f.width);
+    return end;
+}
+
 bool passes(const FitRule& rule, size_t written, int pos, int64_t declared) noexcept {
     switch (rule.kind) {
     case FitRule::Kind::None: return true;
@@ -125,11 +133,12 @@ int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDat
 size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const PavaDataItem> items,
                  size_t next, char* body, int& pos) {
     const size_t first = next;
+    const int trailer = trailerExtent(list);
     for (; next < items.size(); ++next) {
         const PavaDataItem& item = items[next];
         const ItemSize size = itemSize(list.item, item);
         if (!passes(rule, next - first, pos, size.declared)) break;
-        if (pos + size.written + list.trailerLength > kBody) break;
+        if (pos + size.written + trailer > kBody) break;
         writeItem(list.item, item, body + pos, static_cast<int>(kBody - pos));
         pos += static_cast<int>(size.written);
     }

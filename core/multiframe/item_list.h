@@ -9,6 +9,7 @@
 #ifndef ZMPAVA_CORE_MULTIFRAME_ITEM_LIST_H
 #define ZMPAVA_CORE_MULTIFRAME_ITEM_LIST_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -88,9 +89,23 @@ constexpr ItemFormat lengthPrefixedItem() {
                       detail::writeLengthPrefixed, detail::readLengthPrefixed, kNoCut};
 }
 
+// The read-back table of an item whose text goes out as the string's own
+// bytes (raw, NUL past its end): the same fields, `itemText` read up to its
+// first NUL.
+template <size_t N>
+constexpr std::array<Field, N> textReadToNul(const Field (&fields)[N]) {
+    std::array<Field, N> back{};
+    for (size_t i = 0; i < N; ++i) {
+        back[i] = fields[i];
+        if (back[i].kind == FieldKind::Raw && back[i].member == Member::itemText) back[i].kind = FieldKind::Text;
+    }
+    return back;
+}
+
 // Item tables several list messages share.
 inline constexpr Field kItemIdText8[] = {{0, 8, FieldKind::Decimal, Member::itemId},
-                                         {8, 8, FieldKind::Text, Member::itemText}};
+                                         {8, 8, FieldKind::Raw, Member::itemText}};
+inline constexpr auto kItemIdText8Back = textReadToNul(kItemIdText8);
 inline constexpr Field kItemIdChar[] = {{0, 8, FieldKind::Decimal, Member::itemId},
                                         {8, 1, FieldKind::Text, Member::itemText}};
 // Body that starts with the count.

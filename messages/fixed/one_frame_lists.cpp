@@ -14,12 +14,15 @@ constexpr const char* kTooLongBlank = "error:: CPavaMsgAnalyze::Data_To_Pava_%05
 
 // Text 12, the number in 1, a 2-digit field sent as 0 and read into itemInt2.
 constexpr Field kTextIdItem[] = {
-    {0, 12, Text, M::itemText}, {12, 1, Decimal, M::itemId}, {13, 2, Decimal, M::itemInt2, kWriteZero}};
+    {0, 12, Raw, M::itemText}, {12, 1, Decimal, M::itemId}, {13, 2, Decimal, M::itemInt2, kWriteZero}};
 // Text 12, itemInt2 in 1, the number in 2.
 constexpr Field kTextFlagIdItem[] = {
-    {0, 12, Text, M::itemText}, {12, 1, Decimal, M::itemInt2}, {13, 2, Decimal, M::itemId}};
+    {0, 12, Raw, M::itemText}, {12, 1, Decimal, M::itemInt2}, {13, 2, Decimal, M::itemId}};
 // Text 12, itemInt2 in 1.
-constexpr Field kTextFlagItem[] = {{0, 12, Text, M::itemText}, {12, 1, Decimal, M::itemInt2}};
+constexpr Field kTextFlagItem[] = {{0, 12, Raw, M::itemText}, {12, 1, Decimal, M::itemInt2}};
+constexpr auto kTextIdBack = textReadToNul(kTextIdItem);
+constexpr auto kTextFlagIdBack = textReadToNul(kTextFlagIdItem);
+constexpr auto kTextFlagBack = textReadToNul(kTextFlagItem);
 // The number in 4, the first character of the text.
 constexpr Field kShortIdCharItem[] = {{0, 4, Decimal, M::itemId}, {4, 1, Text, M::itemText}};
 
@@ -34,14 +37,14 @@ constexpr Field kOtherAddressPrefix[] = {{0, 12, Raw, M::text12a}, {12, kCountWi
 constexpr Field kCodeC[] = {{0, 12, Raw, M::text12c}};
 constexpr Field kCodeD[] = {{0, 12, Raw, M::text12d}};
 
-constexpr ListLayout kTextIds = itemList(kCountPrefix, 4, 0, fixedItem(kTextIdItem, 15), kCodeC, 12);
-constexpr ListLayout kFirstTextId = itemList({}, 0, kNoCount, fixedItem(kTextIdItem, 15), kCodeC, 12);
-constexpr ListLayout kTextFlagIds = itemList(kCountPrefix, 4, 0, fixedItem(kTextFlagIdItem, 15), kCodeC, 12);
-constexpr ListLayout kTextFlags = itemList(kCountPrefix, 4, 0, fixedItem(kTextFlagItem, 13), kCodeC, 12);
-constexpr ListLayout kNamedTexts = itemList(kNamedPrefix, 33, 29, fixedItem(kItemIdText8, 16));
+constexpr ListLayout kTextIds = itemList(kCountPrefix, 4, 0, fixedItem(kTextIdItem, 15, kTextIdBack), kCodeC, 12);
+constexpr ListLayout kFirstTextId = itemList({}, 0, kNoCount, fixedItem(kTextIdItem, 15, kTextIdBack), kCodeC, 12);
+constexpr ListLayout kTextFlagIds = itemList(kCountPrefix, 4, 0, fixedItem(kTextFlagIdItem, 15, kTextFlagIdBack), kCodeC, 12);
+constexpr ListLayout kTextFlags = itemList(kCountPrefix, 4, 0, fixedItem(kTextFlagItem, 13, kTextFlagBack), kCodeC, 12);
+constexpr ListLayout kNamedTexts = itemList(kNamedPrefix, 33, 29, fixedItem(kItemIdText8, 16, kItemIdText8Back));
 constexpr ListLayout kNamedChars = itemList(kNamedPrefix, 33, 29, fixedItem(kItemIdChar, 9));
 constexpr ListLayout kNamedCharsCode = itemList(kNamedPrefix, 33, 29, fixedItem(kItemIdChar, 9), kCodeD, 12);
-constexpr ListLayout kCodedTexts = itemList(kCodedAddressPrefix, 21, 17, fixedItem(kItemIdText8, 16));
+constexpr ListLayout kCodedTexts = itemList(kCodedAddressPrefix, 21, 17, fixedItem(kItemIdText8, 16, kItemIdText8Back));
 constexpr ListLayout kOtherChars = itemList(kOtherAddressPrefix, 16, 12, fixedItem(kShortIdCharItem, 5));
 
 // Running count: starts at, added per item, largest value that still writes.

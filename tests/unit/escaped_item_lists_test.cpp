@@ -72,6 +72,7 @@ TEST(EscapedItemLists, TrailingDigitMustFitBehindTheItems) {
     // items at 18 + 7888 + 25 + 16 + tail.
     auto items = [](int tail) {
         PavaFullData rec = recordFor(20170);
+        rec.intValue4 = 6;
         for (int i = 0; i < 29; ++i) rec.dataList.push_back(dataItem(i, std::string(256, 'x')));
         rec.dataList.push_back(dataItem(29, std::string(9, 'y')));
         rec.dataList.push_back(dataItem(30, std::string(static_cast<size_t>(tail), 'z')));
@@ -81,10 +82,18 @@ TEST(EscapedItemLists, TrailingDigitMustFitBehindTheItems) {
     ASSERT_EQ(full.rc, 0);
     EXPECT_EQ(std::string(full.frames[0].head + 9, 5), "8192 ");
 
-    PavaFullData base = items(244);  // items end at 8191
+    // Items end at 8191: the digit takes the last body byte, and the length
+    // still counts the NUL behind it.
+    const Encoded last = encode(items(244));
+    ASSERT_EQ(last.rc, 0);
+    EXPECT_EQ(std::string(last.frames[0].head + 9, 5), "8193 ");
+    EXPECT_EQ(last.frames[0].body[8191], '6');
+    EXPECT_EQ(decode(last.frames[0]).rec.intValue4, 6);
+
+    PavaFullData base = items(245);  // items end at 8192
     base.msgId = 20169;
     EXPECT_EQ(encode(base).rc, 0);
-    const Encoded over = encode(items(244));
+    const Encoded over = encode(items(245));
     EXPECT_EQ(over.rc, PAVA_ERR_ENCODE);
     EXPECT_EQ(over.log, "Data_To_Pava_20170!\nData_To_Pava_20170 error:: too long return -1 !\n");
 }

@@ -76,6 +76,23 @@ TEST(OneFrameLists, OtherAddressAndCodedPrefixes) {
     EXPECT_EQ(d.rec.dataList.at(0).itemText, "12345678");
 }
 
+// Item texts go out as the string's own bytes (a NUL inside included) and
+// come back up to their first NUL.
+TEST(OneFrameLists, ItemTextsTravelAsTheStringsBytes) {
+    const std::string text("AB\0CD", 5);
+    for (const auto& [id, at, width] : {std::tuple{20002, 4, 12}, {20004, 0, 12}, {20100, 4, 12}, {20084, 4, 12},
+                                        {20103, 4, 12}, {20006, 41, 8}, {20008, 41, 8}, {20104, 29, 8}}) {
+        PavaFullData rec = recordFor(id);
+        rec.dataList = {dataItem(1, text)};
+        const Encoded e = encode(rec);
+        ASSERT_EQ(e.rc, 0) << id;
+        EXPECT_EQ(printable(bodyOf(e.frames[0], static_cast<size_t>(at + width)).substr(static_cast<size_t>(at))),
+                  printable(text + nuls(static_cast<size_t>(width) - 5)))
+            << id;
+        EXPECT_EQ(decode(e.frames[0]).rec.dataList.at(0).itemText, "AB") << id;
+    }
+}
+
 TEST(OneFrameLists, FirstItemMessageSendsOneItemAndLogsTheListEntryText) {
     PavaFullData rec = recordFor(20004);
     rec.dataList = {dataItem(5, "FIRST"), dataItem(6, "SECOND")};

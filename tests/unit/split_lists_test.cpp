@@ -144,6 +144,16 @@ TEST(SplitLists, EscapedTextsTravelWholeInTheirOwnFrames) {
     EXPECT_EQ(d.rec.intValue6, 3);
 }
 
+TEST(SplitLists, CodedTextsSendTheFirstEightBytesOfTheString) {
+    PavaFullData rec = recordFor(20014);
+    rec.dataList = {dataItem(1, std::string("AB\0CDEFGHIJ", 12))};
+    const Encoded e = encode(rec);
+    ASSERT_EQ(e.rc, 0);
+    EXPECT_EQ(printable(declaredBody(e.frames.at(0))),
+              printable(nuls(12) + "0 0 01   1       " + std::string("AB\0CDEFG", 8)));
+    EXPECT_EQ(decode(e.frames[0]).rec.dataList.at(0).itemText, "AB");
+}
+
 TEST(SplitLists, AnItemThatFitsNoFrameFailsKeepingTheClosedFrames) {
     // id, the longest text an empty frame takes (its own space test is not
     // applied to the first item of a frame), and the body length it gives.
