@@ -54,7 +54,8 @@ int encodeSettings(const void* params, const PavaFullData& rec, char* body) {
     return at;
 }
 
-int decodeSettings(const void* params, const char* body, PavaFullData& rec) {
+int decodeSettings(const void* params, const PavaMsg& frame, PavaFullData& rec) {
+    const char* body = frame.body;
     const SettingRows& rows = static_cast<const SettingList*>(params)->decode;
     const int count = readIntField(body + rows.countAt, rows.countWidth);
     int at = rows.first;

@@ -50,7 +50,7 @@ int decodeFrame(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     }
     PavaFullData& rec = *an->record();
     if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, rec)) return -1;
-    return rules.tail.decode != nullptr ? rules.tail.decode(rules.tail.params, frame->body, rec) : 0;
+    return rules.tail.decode != nullptr ? rules.tail.decode(rules.tail.params, *frame, rec) : 0;
 }
 
 int encodeTextTail(const void* params, const PavaFullData& rec, char* body) {
@@ -71,9 +71,10 @@ int encodeTextTail(const void* params, const PavaFullData& rec, char* body) {
     return t.offset + static_cast<int>(n);
 }
 
-int decodeTextTail(const void* params, const char* body, PavaFullData& rec) {
+int decodeTextTail(const void* params, const PavaMsg& frame, PavaFullData& rec) {
     const auto& t = *static_cast<const TextTail*>(params);
-    const int64_t n = static_cast<int64_t>(rec.msgLen) - t.offset;
+    const int64_t length = t.rule == HeaderLength::Bounded ? readHead(&frame).getLength() : rec.msgLen;
+    const int64_t n = length - t.offset;
     int64_t count = n;
     switch (t.rule) {
     case HeaderLength::Signed:
@@ -93,7 +94,7 @@ int decodeTextTail(const void* params, const char* body, PavaFullData& rec) {
     }
     if (count < 1) return 0;
     // count <= cap, and every tail's offset + cap lies within the body.
-    (rec.*t.text).assign(body + t.offset, static_cast<size_t>(count));
+    (rec.*t.text).assign(frame.body + t.offset, static_cast<size_t>(count));
     return 0;
 }
 

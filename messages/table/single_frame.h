@@ -15,10 +15,11 @@ namespace pava::messages {
 
 // The variable part of a body, after its fixed fields. Either side may be
 // absent. encode returns the body length, or -1 once it has logged why the
-// frame cannot be built; decode returns 0, or -1 keeping what it stored.
+// frame cannot be built; decode reads the frame's body (and, where a rule
+// says so, its header) and returns 0, or -1 keeping what it stored.
 struct BodyTail {
     int (*encode)(const void* params, const PavaFullData& rec, char* body) = nullptr;
-    int (*decode)(const void* params, const char* body, PavaFullData& rec) = nullptr;
+    int (*decode)(const void* params, const PavaMsg& frame, PavaFullData& rec) = nullptr;
     const void* params = nullptr;
 };
 
@@ -57,12 +58,13 @@ constexpr MessageDef frameMessage(int id, const FrameRules& rules, std::span<con
 // A text member that runs from a fixed offset to the end of the body.
 // ---------------------------------------------------------------------------
 
-// How a decoder turns the header's body length (the record's msgLen) into the
-// number of text characters n = msgLen - offset:
+// How a decoder turns the header's body length into the number of text
+// characters n = length - offset:
 enum class HeaderLength : uint8_t {
-    Signed,    // signed: n >= cap reads cap; n < 1 reads nothing
-    Unsigned,  // unsigned 32-bit: a length below the offset wraps and reads cap
-    Bounded,   // n outside 0..cap is refused with badLength
+    Signed,    // msgLen, signed: n >= cap reads cap; n < 1 reads nothing
+    Unsigned,  // msgLen, unsigned 32-bit: a length below the offset wraps and reads cap
+    Bounded,   // the header's own number, not cut to the 16 bits of msgLen:
+               // n outside 0..cap is refused with badLength
 };
 
 struct TextTail {
@@ -78,7 +80,7 @@ struct TextTail {
 };
 
 int encodeTextTail(const void* params, const PavaFullData& rec, char* body);
-int decodeTextTail(const void* params, const char* body, PavaFullData& rec);
+int decodeTextTail(const void* params, const PavaMsg& frame, PavaFullData& rec);
 
 // Every tail is declared through this check: a text of `cap` characters at
 // `offset` must stay within the body, or the table does not compile.

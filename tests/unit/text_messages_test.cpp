@@ -308,23 +308,27 @@ TEST(HostileFrames, CountsStayInsideTheFrameAndTheRecord) {
 
 // Every message whose text length comes from the header, over hostile
 // lengths: each reads at most to the body's end (-1: the decoder refuses).
+// 00214 checks the header's own number; the others its 16-bit msgLen, so
+// 65836 counts as 300 for them.
 TEST(HostileFrames, HeaderLengthsStayInsideTheFrame) {
     struct Case {
         int id;
         std::string PavaFullData::*text;
-        int expected[6];
+        int expected[7];
     };
-    const int lengths[6] = {0, 61, 223, 224, 8192, 65535};
+    const int lengths[7] = {0, 61, 223, 224, 8192, 65535, 65836};
     const Case cases[] = {
-        {800, &PavaFullData::string6, {0, 49, 211, 212, 8180, 8180}},
-        {901, &PavaFullData::string4, {8130, 8130, 161, 162, 8130, 8130}},
-        {211, &PavaFullData::string6, {7968, 7968, 7968, 0, 7968, 7968}},
-        {214, &PavaFullData::string6, {-1, -1, -1, 0, 7968, -1}},
+        {800, &PavaFullData::string6, {0, 49, 211, 212, 8180, 8180, 288}},
+        {901, &PavaFullData::string4, {8130, 8130, 161, 162, 8130, 8130, 238}},
+        {211, &PavaFullData::string6, {7968, 7968, 7968, 0, 7968, 7968, 76}},
+        {214, &PavaFullData::string6, {-1, -1, -1, 0, 7968, -1, -1}},
     };
     for (const Case& c : cases) {
-        for (int i = 0; i < 6; ++i) {
+        for (int i = 0; i < 7; ++i) {
             SCOPED_TRACE(testing::Message() << c.id << " length " << lengths[i]);
-            const Decoded d = decode(*frameFor(c.id, lengths[i], 'h'));
+            auto frame = frameFor(c.id, lengths[i], 'h');
+            frame->head[14] = 'A';  // ends the length's digits
+            const Decoded d = decode(*frame);
             if (c.expected[i] < 0) {
                 EXPECT_EQ(d.rc, PAVA_ERR_DECODE);
                 EXPECT_EQ(d.log, "Pava_00214_To_Data!\nPava_00214_To_Data length error!");
