@@ -43,6 +43,45 @@ void BM_DecodeSingleAddress(benchmark::State& state) {
 }
 BENCHMARK(BM_DecodeSingleAddress);
 
+// A list split over two frames: 340 items of 24 bytes.
+void BM_EncodeSplitList(benchmark::State& state) {
+    PavaFullData rec = addressRecord();
+    rec.msgId = 20018;
+    for (int i = 0; i < 340; ++i) {
+        PavaDataItem item;
+        item.itemId = i;
+        item.itemText = "V";
+        std::strncpy(item.itemBlock, "BLOCK-OF-15-CHR", 15);
+        rec.dataList.push_back(item);
+    }
+    PavaMsgList frames;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Data_To_Pava(&rec, &frames));
+        benchmark::DoNotOptimize(frames.data());
+    }
+}
+BENCHMARK(BM_EncodeSplitList);
+
+// A full one-frame list of 545 items decoded back into the record.
+void BM_DecodeFullList(benchmark::State& state) {
+    PavaFullData rec = addressRecord();
+    rec.msgId = 20002;
+    for (int i = 0; i < 545; ++i) {
+        PavaDataItem item;
+        item.itemId = i % 10;
+        item.itemText = "ITEM-TEXT";
+        rec.dataList.push_back(item);
+    }
+    PavaMsgList frames;
+    Data_To_Pava(&rec, &frames);
+    PavaFullData out;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Pava_To_Data(&frames[0], &out));
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_DecodeFullList);
+
 void BM_UnknownId(benchmark::State& state) {
     PavaFullData rec = addressRecord();
     rec.msgId = 12345;
