@@ -163,7 +163,7 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
         }
         const int width = p.widthFromMember ? item.itemInt2 : static_cast<int>(valueLen);
         // A width that would leave the body is refused like an oversized item.
-        if (width < 0 || used + kItemHead + width > kBodyEnd) {
+        if (width < 0 || width > kBodyEnd - used - kItemHead) {
             log::write(p.tooLong);
             out->pop_back();
             return -1;

@@ -88,6 +88,14 @@ TEST(ReferenceLists, SingleValueFitsUpToTheBodyEnd) {
     EXPECT_EQ(headOf(e.frames[0]).substr(9, 5), "188  ");
     EXPECT_EQ(bodyOf(e.frames[0], 189).substr(180), "1 2   ab" + string(1, '\0'));
 
+    // Widths that would leave the body, up to the largest int, are refused.
+    for (const int width : {8007, 2147483647}) {
+        rec.dataList = {valueItem("R", 1, "abc", width)};
+        e = encodeInPlace(rec);
+        EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
+        EXPECT_TRUE(e.frames.empty());
+    }
+
     rec.msgId = 61901;
     rec.dataList = {valueItem("R", 1, string(7994, 'w'))};
     EXPECT_EQ(encodeInPlace(rec).rc, 0);
