@@ -130,13 +130,14 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             attr.fieldType = readIntField(body + pos + 100, 2);
             attr.fieldLen = readIntField(body + pos + 102, 4);
             const int width = attr.fieldLen;
-            if (width < 0 || width > kBodyEnd - pos - kAttributeHead) {
+            if (width < 0) {
                 log::write("over the max pava message length when handle value content ");
                 return -1;
             }
-            // W + 1 characters holding at most W bytes up to the first NUL.
+            // W + 1 characters holding at most W bytes up to the first NUL; the
+            // copy stops at the body end, where a wide W would otherwise run on.
             attr.fieldText2.assign(static_cast<size_t>(width) + 1, '\0');
-            copyTextField(attr.fieldText2.data(), width, body + pos + kAttributeHead, width);
+            copyTextField(attr.fieldText2.data(), width, body + pos + kAttributeHead, kBodyEnd - pos - kAttributeHead);
             pos += kAttributeHead + width;
             structure.fieldList.push_back(std::move(attr));
         }

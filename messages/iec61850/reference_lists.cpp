@@ -195,13 +195,15 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             return -1;
         }
         const int width = item.itemInt2;
-        if (width < 0 || at + kItemHead + width > kBodyEnd) {
+        if (width < 0) {
             log::write(kValueTooLong);
             return -1;
         }
-        // W characters: the text up to its first NUL, then NUL bytes.
+        // W characters: the text up to its first NUL, then NUL bytes. The copy
+        // stops at the body end, where a wide W would otherwise run on.
         item.itemText2.assign(static_cast<size_t>(width), '\0');
-        if (width > 0) copyTextField(item.itemText2.data(), width, body + at + kItemHead, width);
+        if (width > 0)
+            copyTextField(item.itemText2.data(), width, body + at + kItemHead, kBodyEnd - at - kItemHead);
         rec.dataList.push_back(std::move(item));
     }
     return 0;

@@ -116,10 +116,12 @@ enum class ValueWrite : uint8_t {
 
 enum class Run : uint8_t { Ok, TooLong, Unsafe };
 
-// Writes one entry at pos (type, length, value) and advances pos.
-Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos) noexcept {
+// Writes one entry at pos (type, length, value) and advances pos. A negative
+// length moves pos back; before the body start only where nothing is written
+// after the entry (endsBody).
+Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos, bool endsBody = false) noexcept {
     const int64_t next = int64_t{pos} + kEntryHead + e.fieldLen;
-    if (pos + kEntryHead > kBodyEnd || next > kBodyEnd || next < 0) return Run::Unsafe;
+    if (pos + kEntryHead > kBodyEnd || next > kBodyEnd || (next < 0 && !endsBody)) return Run::Unsafe;
     if (how == ValueWrite::Exact && e.fieldLen < 0) return Run::Unsafe;
     writeIntField(e.fieldType, body + pos, 2);
     writeIntField(e.fieldLen, body + pos + 2, 4);
@@ -141,12 +143,12 @@ Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos) noe
 // A run of entries of one frame (10001, 10003, first form of 10002). Before
 // each entry: its length must not pass `limit`, and length + 6 + testPos must
 // stay within the body, testPos being the end of the previous entry (0 before
-// the first one of the message).
+// the first one of the message). endsBody: nothing is written after the run.
 Run writeEntryRun(const std::vector<PavaFieldItem>& entries, ValueWrite how, int limit, char* body,
-                  int& pos, int& testPos) noexcept {
+                  int& pos, int& testPos, bool endsBody = false) noexcept {
     for (const PavaFieldItem& e : entries) {
         if (e.fieldLen > limit || int64_t{e.fieldLen} + kEntryHead + testPos > kBodyEnd) return Run::TooLong;
-        if (const Run r = writeEntry(e, how, body, pos); r != Run::Ok) return r;
+        if (const Run r = writeEntry(e, how, body, pos, endsBody && &e == &entries.back()); r != Run::Ok) return r;
         testPos = pos;
     }
     return Run::Ok;
@@ -315,12 +317,18 @@ int encode10001(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     const int itemCountPos = pos;
     writeIntField(static_cast<int>(first.fieldList2.size()), frame.body + itemCountPos, 2);
     pos += 2;
-    r = writeEntryRun(first.fieldList2, ValueWrite::CString, 8154, frame.body, pos, testPos);
+    r = writeEntryRun(first.fieldList2, ValueWrite::CString, 8154, frame.body, pos, testPos, true);
     if (r == Run::TooLong) {
         out->pop_back();
         return -1;
     }
     if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+    // A last item with a negative length may end at or before the body start:
+    // such a table is not sent.
+    if (pos <= 0) {
+        out->pop_back();
+        return 0;
+    }
     closeFrame(frame, pos, 1);
     markFrameCount(*out);
     return 0;
@@ -378,7 +386,7 @@ int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
         PavaMsg& frame = ownFrame(out, rec);
         writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
         int pos = kCountPos;
-        if (writeEntry(item, ValueWrite::CString, frame.body, pos) != Run::Ok)
+        if (writeEntry(item, ValueWrite::CString, frame.body, pos, true) != Run::Ok)
             return refuseUnsafe(out, int64_t{kCountPos} + kEntryHead + item.fieldLen);
         closeInsertedFrame(frame, pos);
         return 0;

@@ -82,6 +82,23 @@ TEST(GenericTables, FieldsAndItemsOfTheFirstRecordWithCStringValues) {
     EXPECT_EQ(back.recordList[1].fieldList2[0].fieldText1, string("q\0\0\0", 4));
 }
 
+TEST(GenericTables, ATableEndingAtOrBeforeTheBodyStartSendsNothing) {
+    // The last item's negative length takes the position back to the body
+    // start or before it: nothing follows it, and no frame is sent.
+    PavaFullData rec = table(10001, 3, 2);
+    for (const int len : {-40, -100, -2147483647 - 1}) {
+        rec.recordList = {recordOf({}, {entry(1, len, "v")})};
+        Encoded e = encodeInPlace(rec);
+        EXPECT_EQ(e.rc, 0) << len;
+        EXPECT_TRUE(e.frames.empty()) << len;
+        EXPECT_EQ(e.log, "") << len;
+    }
+    rec.recordList = {recordOf({}, {entry(1, -39, "v")})};
+    Encoded e = encodeInPlace(rec);
+    ASSERT_EQ(e.rc, 0);
+    EXPECT_EQ(headOf(e.frames[0]), "1  100011" "1    10");
+}
+
 TEST(GenericTables, FirstFieldSizeTestStartsFromZero) {
     // 8154 passes the test (the position before the first field counts as 0)
     // and ends exactly at the body end; the item count behind it cannot fit.
@@ -212,6 +229,12 @@ TEST(GenericTables, InsertedFramesAreNotCounted) {
     ASSERT_EQ(back.recordList.size(), 1u);
     EXPECT_EQ(back.recordList[0].fieldList2[0].fieldText1, "hello!");
 
+    // The body length is 34 plus the declared length, whatever its sign.
+    rec.recordList[0].fieldList2[0].fieldLen = -100;
+    e = encodeInPlace(rec);
+    ASSERT_EQ(e.rc, 0);
+    EXPECT_EQ(headOf(e.frames[0]), string("1  100030-66  \0" "0", 16));
+    EXPECT_EQ(string(e.frames[0].body + 28, 13), string("7 -100hello!\0", 13));
     rec.recordList[0].fieldList2[0].fieldLen = 8159;
     EXPECT_EQ(encodeInPlace(rec).rc, PAVA_ERR_ENCODE);
     rec.recordList.clear();

@@ -159,7 +159,18 @@ TEST(DataObjectTypes, StructuresAreNeverSplit) {
         hostile.replace(78, 4, "9999");
         EXPECT_LE(decode(makeFrame("1  61858", hostile), back), PAVA_ERR_DECODE);
     }
-    string body = bodyOf(e.frames[1], 82) + string("1\0\0\0", 4) + string(102, 'r') + "-7  ";
+    // A width past the body end: at most W bytes up to the first NUL.
+    string body = bodyOf(e.frames[1], 82) + string("1\0\0\0", 4) + string(102, 'r') + "9000xy";
+    body.replace(78, 4, "1   ");
+    ASSERT_EQ(decode(makeFrame("1  61858", body), back, &log), 0);
+    ASSERT_EQ(back.recordList.size(), 1u);
+    ASSERT_EQ(back.recordList[0].fieldList.size(), 1u);
+    EXPECT_EQ(back.recordList[0].fieldList[0].fieldLen, 9000);
+    EXPECT_EQ(back.recordList[0].fieldList[0].fieldText2, "xy" + string(8999, '\0'));
+    body.replace(82, 1, "2");  // a second attribute would start past the body
+    EXPECT_EQ(decode(makeFrame("1  61858", body), back, &log), PAVA_ERR_DECODE);
+    EXPECT_EQ(log, "Pava_61858_To_Data!\nover the max pava message length");
+    body = bodyOf(e.frames[1], 82) + string("1\0\0\0", 4) + string(102, 'r') + "-7  ";
     EXPECT_EQ(decode(makeFrame("1  61858", body), back, &log), PAVA_ERR_DECODE);
     EXPECT_EQ(log, "Pava_61858_To_Data!\nover the max pava message length when handle value content ");
     EXPECT_EQ(Pava_To_Data(nullptr, &back), PAVA_ERR_NULL);

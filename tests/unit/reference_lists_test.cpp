@@ -88,6 +88,14 @@ TEST(ReferenceLists, SingleValueFitsUpToTheBodyEnd) {
     EXPECT_EQ(headOf(e.frames[0]).substr(9, 5), "188  ");
     EXPECT_EQ(bodyOf(e.frames[0], 189).substr(180), "1 2   ab" + string(1, '\0'));
 
+    // Widths that would leave the body, up to the largest int, are refused.
+    for (const int width : {8007, 2147483647}) {
+        rec.dataList = {valueItem("R", 1, "abc", width)};
+        e = encodeInPlace(rec);
+        EXPECT_EQ(e.rc, PAVA_ERR_ENCODE);
+        EXPECT_TRUE(e.frames.empty());
+    }
+
     rec.msgId = 61901;
     rec.dataList = {valueItem("R", 1, string(7994, 'w'))};
     EXPECT_EQ(encodeInPlace(rec).rc, 0);
@@ -176,7 +184,14 @@ TEST(ReferenceLists, DecodersReadAtTheirOwnStride) {
         hostile.replace(76, 4, "9999");
         EXPECT_EQ(decode(makeFrame("1  61851", hostile), back), PAVA_ERR_DECODE);
     }
-    EXPECT_EQ(decode(makeFrame("1  61851", kHead61851 + "1   R" + string(101, '\0') + "8200"), back, &log),
+    // A width past the body end: the bounded copy stops at the first NUL, so
+    // the value is that many NUL characters.
+    ASSERT_EQ(decode(makeFrame("1  61851", kHead61851 + "1   R" + string(101, '\0') + "8200ab"), back, &log), 0);
+    EXPECT_EQ(log, "Pava_61851_To_Data!\n");
+    ASSERT_EQ(back.dataList.size(), 1u);
+    EXPECT_EQ(back.dataList[0].itemInt2, 8200);
+    EXPECT_EQ(back.dataList[0].itemText2, "ab" + string(8198, '\0'));
+    EXPECT_EQ(decode(makeFrame("1  61851", kHead61851 + "1   R" + string(101, '\0') + "-1  "), back, &log),
               PAVA_ERR_DECODE);
     EXPECT_EQ(log, "Pava_61851_To_Data!\nover the max pava message length when handle value content ");
 }
