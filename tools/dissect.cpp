@@ -30,7 +30,9 @@ int fixedEnd(std::span<const Field> fields) {
 std::string flagNames(uint8_t flags) {
     std::string names;
     const auto add = [&](uint8_t bit, const char* name) {
-        if ((flags & bit) != 0) names += (names.empty() ? "" : ",") + std::string(name);
+        if ((flags & bit) == 0) return;
+        if (!names.empty()) names += ',';
+        names += name;
     };
     add(kClearMember, "clear");
     add(kWriteZero, "zero");
