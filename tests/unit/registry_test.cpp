@@ -76,7 +76,12 @@ TEST(Dispatcher, MapsCodecFailuresAndKeepsTheirEffects) {
     // A decoder failure keeps what was decoded before it: 00209 holds at most
     // 42 settings, and a frame that counts 43 gives 42 and a failure.
     std::string body = "43  ";
-    for (int k = 0; k < 43; ++k) body += std::string("S") + std::to_string(k) + std::string(191 - std::to_string(k).size(), '\0');
+    for (int k = 0; k < 43; ++k) {
+        std::string text(1, 'S');
+        text += std::to_string(k);
+        body += text;
+        body.append(192 - text.size(), '\0');
+    }
     const PavaMsg frame = test::makeFrame("1  002090     00", body);
     log.clear();
     EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_DECODE);
