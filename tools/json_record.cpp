@@ -108,7 +108,7 @@ void membersToJson(Obj& obj, MemberOwner owner, Json& out) {
 
 template <class Obj, class Other>
 void membersFromJson(const Json& j, Obj& obj, MemberOwner owner, const std::string& where, Other&& other) {
-    if (!j.is_object()) throw RecordError((where.empty() ? "record" : where) + ": expected an object");
+    if (!j.is_object()) throw RecordError(where.empty() ? "expected an object" : where + ": expected an object");
     for (const auto& [key, value] : j.items()) {
         const std::string at = where.empty() ? key : where + "." + key;
         Member m{};

@@ -35,7 +35,12 @@ int encode(const std::string& path, const std::string& output) {
     bool failed = false;
     const std::vector<Json> records = loadRecords(path);
     for (size_t i = 0; i < records.size(); ++i) {
-        PavaFullData rec = recordFromJson(records[i]);
+        PavaFullData rec;
+        try {
+            rec = recordFromJson(records[i]);
+        } catch (const RecordError& e) {
+            throw RecordError(fmt::format("record {}: {}", i + 1, e.what()));
+        }
         PavaMsgList frames;
         const int rc = Data_To_Pava(&rec, &frames);
         failed |= rc != PAVA_OK;
@@ -58,14 +63,15 @@ int encode(const std::string& path, const std::string& output) {
 int decode(const std::string& path, bool raw) {
     bool failed = false;
     const PavaMsgList frames = loadFrames(path, raw);
-    fmt::print("[");
+    // A JSON array, one record per line: `pava encode` takes it back.
+    fmt::print("[\n");
     for (size_t i = 0; i < frames.size(); ++i) {
         PavaFullData rec;
         const int rc = Pava_To_Data(&frames[i], &rec);
         failed |= rc != PAVA_OK;
         Json j = recordToJson(rec);
         j["rc"] = rc;
-        fmt::print("{}\n{}", i == 0 ? "" : ",", jsonLine(j));
+        fmt::print("{}{}", i == 0 ? "" : ",\n", jsonLine(j));
     }
     fmt::print("\n]\n");
     return failed ? 1 : 0;

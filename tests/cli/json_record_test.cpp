@@ -87,7 +87,7 @@ TEST(JsonRecord, RefusesWhatTheRecordCannotHold) {
         {R"({"rii": -1})", "rii: -1 is out of range 0..65535"},
         {R"({"msgID": 1})", "msgID: unknown member"},
         {R"({"fbCodes": "ABC"})", "fbCodes: expected an array of at most 200 texts"},
-        {R"([1])", "record: expected an object"},
+        {R"([1])", "expected an object"},
     };
     for (const auto& c : cases) {
         try {
