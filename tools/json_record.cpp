@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
-#include <iterator>
+#include <optional>
 #include <vector>
 
 #include <fmt/format.h>
@@ -26,12 +26,12 @@ void forEachMember(MemberOwner owner, F&& f) {
         if (const auto m = static_cast<Member>(i); memberOwner(m) == owner) f(m);
 }
 
-bool findMember(std::string_view name, MemberOwner owner, Member& found) {
-    bool hit = false;
+std::optional<Member> findMember(std::string_view name, MemberOwner owner) {
+    std::optional<Member> found;
     forEachMember(owner, [&](Member m) {
-        if (!hit && name == memberName(m)) found = m, hit = true;
+        if (name == memberName(m)) found = m;
     });
-    return hit;
+    return found;
 }
 
 // A slot's value, or null when it is zero or empty.
@@ -111,9 +111,8 @@ void membersFromJson(const Json& j, Obj& obj, MemberOwner owner, const std::stri
     if (!j.is_object()) throw RecordError(where.empty() ? "expected an object" : where + ": expected an object");
     for (const auto& [key, value] : j.items()) {
         const std::string at = where.empty() ? key : where + "." + key;
-        Member m{};
-        if (findMember(key, owner, m))
-            slotFromJson(slotOf(obj, m), value, at);
+        if (const auto m = findMember(key, owner))
+            slotFromJson(slotOf(obj, *m), value, at);
         else if (!other(key, value, at))
             throw RecordError(at + ": unknown member");
     }
