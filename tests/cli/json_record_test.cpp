@@ -1,0 +1,103 @@
+// JSON records: every byte survives the trip through JSON, and records that
+// do not fit the record type are refused with the member named.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "json_record.h"
+
+namespace pava::tool {
+namespace {
+
+std::string allBytes() {
+    std::string bytes;
+    for (int b = 0; b < 256; ++b) bytes += static_cast<char>(b);
+    return bytes;
+}
+
+TEST(JsonRecord, BytesAreLatin1CodePoints) {
+    EXPECT_EQ(bytesToUtf8("A\xe9\xff"), "A\xc3\xa9\xc3\xbf");
+    EXPECT_EQ(utf8ToBytes(bytesToUtf8(allBytes())), allBytes());
+    EXPECT_THROW(utf8ToBytes("\xc4\x80"), RecordError);  // U+0100
+    EXPECT_THROW(utf8ToBytes("\xe2\x82\xac"), RecordError);
+    EXPECT_THROW(utf8ToBytes("\xc3"), RecordError);
+}
+
+TEST(JsonRecord, OddBytesRoundTripThroughJsonText) {
+    PavaFullData rec;
+    rec.msgId = 20018;
+    rec.rii = 65535;
+    rec.intValue1 = INT32_MIN;
+    std::memcpy(rec.text12b, "A\0B\x7f\x80\xff\"\\\n\x01xyz", 13);  // all 13 bytes, no terminator
+    rec.string1 = allBytes() + std::string(3, '\0');
+    std::memcpy(rec.fileBlock.fbCodes[2], "\xfe\0C", 3);
+    rec.dataList.resize(2);
+    rec.dataList[1].itemText = std::string("\0\xe9", 2);
+    std::memcpy(rec.dataList[1].itemBlock, "\x01\x02", 2);
+    rec.settingList.resize(1);
+    std::memcpy(rec.settingList[0].setText30, std::string(30, '\xaa').data(), 30);
+    rec.recordList.resize(1);
+    rec.recordList[0].fieldList2.push_back(PavaFieldItem{2, -1, "\x80", std::string(1, '\0')});
+    rec.recordList[0].recText3 = "\xff";
+    rec.recordList[0].recInt = 9;
+
+    const std::string text = jsonLine(recordToJson(rec));
+    for (const char c : text) EXPECT_TRUE(c >= 0x20 && c < 0x7f) << text;  // pure ASCII line
+    const PavaFullData back = recordFromJson(Json::parse(text));
+
+    EXPECT_EQ(back.rii, 65535);
+    EXPECT_EQ(back.intValue1, INT32_MIN);
+    EXPECT_EQ(std::string(back.text12b, 13), std::string(rec.text12b, 13));
+    EXPECT_EQ(back.string1, rec.string1);
+    EXPECT_EQ(std::string(back.fileBlock.fbCodes[2], 13), std::string(rec.fileBlock.fbCodes[2], 13));
+    ASSERT_EQ(back.dataList.size(), 2u);
+    EXPECT_EQ(back.dataList[1].itemText, rec.dataList[1].itemText);
+    EXPECT_EQ(std::string(back.dataList[1].itemBlock, 16), std::string(rec.dataList[1].itemBlock, 16));
+    EXPECT_EQ(std::string(back.settingList.at(0).setText30, 30), std::string(30, '\xaa'));
+    ASSERT_EQ(back.recordList.size(), 1u);
+    const PavaFieldItem& f = back.recordList[0].fieldList2.at(0);
+    EXPECT_EQ(f.fieldType, 2);
+    EXPECT_EQ(f.fieldLen, -1);
+    EXPECT_EQ(f.fieldText1, "\x80");
+    EXPECT_EQ(f.fieldText2, std::string(1, '\0'));
+    EXPECT_EQ(back.recordList[0].recText3, "\xff");
+    EXPECT_EQ(back.recordList[0].recInt, 9);
+    EXPECT_EQ(jsonLine(recordToJson(back)), text);
+}
+
+TEST(JsonRecord, ZeroAndEmptyMembersAreLeftOut) {
+    PavaFullData rec;
+    rec.msgId = 1;
+    rec.dataList.resize(1);
+    EXPECT_EQ(jsonLine(recordToJson(rec)), R"({"msgId":1,"dataList":[{}]})");
+}
+
+TEST(JsonRecord, RefusesWhatTheRecordCannotHold) {
+    const struct {
+        const char* json;
+        const char* message;
+    } cases[] = {
+        {R"({"text12b": "12345678901234"})", "text12b: 14 bytes do not fit the 13-byte array"},
+        {R"({"text12b": "\u0100"})", "text12b: character at byte 0 is not in U+0000..U+00FF"},
+        {R"({"dataList": [{}, {"itemBlock": 5}]})", "dataList[1].itemBlock: expected a string"},
+        {R"({"settingList": [{"setText30": "x", "itemId": 1}]})", "settingList[0].itemId: unknown member"},
+        {R"({"recordList": [{"fieldList": [{"fieldLen": 2147483648}]}]})",
+         "recordList[0].fieldList[0].fieldLen: 2147483648 is out of range -2147483648..2147483647"},
+        {R"({"rii": -1})", "rii: -1 is out of range 0..65535"},
+        {R"({"msgID": 1})", "msgID: unknown member"},
+        {R"({"fbCodes": "ABC"})", "fbCodes: expected an array of at most 200 texts"},
+        {R"([1])", "expected an object"},
+    };
+    for (const auto& c : cases) {
+        try {
+            recordFromJson(Json::parse(c.json));
+            ADD_FAILURE() << "accepted " << c.json;
+        } catch (const RecordError& e) {
+            EXPECT_STREQ(e.what(), c.message) << c.json;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace pava::tool

@@ -1,0 +1,27 @@
+// Text views of the codec tables and of frames, all taken from the layout
+// tables the codecs themselves run.
+#ifndef ZMPAVA_TOOLS_DISSECT_H
+#define ZMPAVA_TOOLS_DISSECT_H
+
+#include <string>
+
+#include "message.h"
+
+namespace pava::tool {
+
+// The family a registered codec comes from.
+const char* familyOf(const MessageDef& def);
+
+// One line per registered id: id, family, declared body length, fixed fields.
+std::string listIds();
+
+// The field table of one codec (and the decoder's, where it reads otherwise).
+std::string describeLayout(const MessageDef& def);
+
+// The header, every fixed field with its bytes and decoded value, the bytes
+// behind the fixed fields, and what Pava_To_Data makes of the frame.
+std::string dissectFrame(const PavaMsg& frame, size_t number);
+
+}  // namespace pava::tool
+
+#endif

@@ -1,0 +1,256 @@
+#include "json_record.h"
+
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "members.h"
+
+namespace pava::tool {
+
+namespace {
+
+std::string_view arrayText(const char* p, int size) {
+    // A character array shows up to its last non-NUL byte.
+    while (size > 0 && p[size - 1] == '\0') --size;
+    return {p, static_cast<size_t>(size)};
+}
+
+// The members of one owner, in catalog order.
+template <class F>
+void forEachMember(MemberOwner owner, F&& f) {
+    for (int i = 0; i < static_cast<int>(Member::None); ++i)
+        if (const auto m = static_cast<Member>(i); memberOwner(m) == owner) f(m);
+}
+
+std::optional<Member> findMember(std::string_view name, MemberOwner owner) {
+    std::optional<Member> found;
+    forEachMember(owner, [&](Member m) {
+        if (name == memberName(m)) found = m;
+    });
+    return found;
+}
+
+// A slot's value, or null when it is zero or empty.
+Json slotToJson(const Slot& s) {
+    switch (s.type) {
+    case SlotType::Int32:
+        if (const int32_t v = *static_cast<const int32_t*>(s.ptr); v != 0) return v;
+        break;
+    case SlotType::UInt16:
+        if (const uint16_t v = *static_cast<const uint16_t*>(s.ptr); v != 0) return v;
+        break;
+    case SlotType::Chars:
+        if (const auto text = arrayText(static_cast<const char*>(s.ptr), s.size); !text.empty())
+            return bytesToUtf8(text);
+        break;
+    case SlotType::String:
+        if (const auto* str = static_cast<const std::string*>(s.ptr); !str->empty()) return bytesToUtf8(*str);
+        break;
+    case SlotType::None: break;
+    }
+    return nullptr;
+}
+
+int64_t integerIn(const Json& v, int64_t lo, int64_t hi, const std::string& where) {
+    if (!v.is_number_integer()) throw RecordError(where + ": expected an integer");
+    if (v.is_number_unsigned() && v.get<uint64_t>() > static_cast<uint64_t>(hi))
+        throw RecordError(fmt::format("{}: {} is out of range {}..{}", where, v.get<uint64_t>(), lo, hi));
+    const auto n = v.get<int64_t>();
+    if (n < lo || n > hi) throw RecordError(fmt::format("{}: {} is out of range {}..{}", where, n, lo, hi));
+    return n;
+}
+
+std::string textOf(const Json& v, const std::string& where) {
+    if (!v.is_string()) throw RecordError(where + ": expected a string");
+    try {
+        return utf8ToBytes(v.get_ref<const std::string&>());
+    } catch (const RecordError& e) {
+        throw RecordError(where + ": " + e.what());
+    }
+}
+
+void slotFromJson(const Slot& s, const Json& v, const std::string& where) {
+    switch (s.type) {
+    case SlotType::Int32:
+        *static_cast<int32_t*>(s.ptr) = static_cast<int32_t>(integerIn(v, INT32_MIN, INT32_MAX, where));
+        break;
+    case SlotType::UInt16:
+        *static_cast<uint16_t*>(s.ptr) = static_cast<uint16_t>(integerIn(v, 0, UINT16_MAX, where));
+        break;
+    case SlotType::Chars: {
+        const std::string bytes = textOf(v, where);
+        if (bytes.size() > static_cast<size_t>(s.size))
+            throw RecordError(fmt::format("{}: {} bytes do not fit the {}-byte array", where, bytes.size(), s.size));
+        std::memset(s.ptr, 0, static_cast<size_t>(s.size));
+        std::memcpy(s.ptr, bytes.data(), bytes.size());
+        break;
+    }
+    case SlotType::String: *static_cast<std::string*>(s.ptr) = textOf(v, where); break;
+    case SlotType::None: break;
+    }
+}
+
+// A record item has no catalog members: all of its keys go to recordItemFromJson.
+Slot slotOf(PavaRecordItem&, Member) noexcept { return {}; }
+
+// Catalog members of obj into / from a JSON object. Keys the catalog does not
+// know go to `other`, which returns false for a key it does not know either.
+template <class Obj>
+void membersToJson(Obj& obj, MemberOwner owner, Json& out) {
+    forEachMember(owner, [&](Member m) {
+        if (Json v = slotToJson(slotOf(obj, m)); !v.is_null()) out[memberName(m)] = std::move(v);
+    });
+}
+
+template <class Obj, class Other>
+void membersFromJson(const Json& j, Obj& obj, MemberOwner owner, const std::string& where, Other&& other) {
+    if (!j.is_object()) throw RecordError(where.empty() ? "expected an object" : where + ": expected an object");
+    for (const auto& [key, value] : j.items()) {
+        const std::string at = where.empty() ? key : where + "." + key;
+        if (const auto m = findMember(key, owner))
+            slotFromJson(slotOf(obj, *m), value, at);
+        else if (!other(key, value, at))
+            throw RecordError(at + ": unknown member");
+    }
+}
+
+template <class Item>
+Json listToJson(const std::vector<Item>& items, MemberOwner owner) {
+    Json list = Json::array();
+    for (const Item& item : items) {
+        Json j = Json::object();
+        membersToJson(const_cast<Item&>(item), owner, j);  // slots are only read
+        list.push_back(std::move(j));
+    }
+    return list;
+}
+
+template <class Item, class Other>
+void listFromJson(const Json& j, std::vector<Item>& items, MemberOwner owner, const std::string& where,
+                  Other&& other) {
+    if (!j.is_array()) throw RecordError(where + ": expected an array");
+    for (const Json& e : j) {
+        Item& item = items.emplace_back();
+        const std::string at = fmt::format("{}[{}]", where, items.size() - 1);
+        membersFromJson(e, item, owner, at, [&](const std::string& key, const Json& v, const std::string& a) {
+            return other(item, key, v, a);
+        });
+    }
+}
+
+constexpr auto kNoOther = [](auto&, const std::string&, const Json&, const std::string&) { return false; };
+
+// The members of a record item that the layouts never name.
+struct RecordItemMember {
+    const char* name;
+    Slot (*slot)(PavaRecordItem&);
+};
+constexpr RecordItemMember kRecordItemMembers[] = {
+    {"recText1", [](PavaRecordItem& r) { return Slot{SlotType::String, &r.recText1, 0}; }},
+    {"recText2", [](PavaRecordItem& r) { return Slot{SlotType::String, &r.recText2, 0}; }},
+    {"recText3", [](PavaRecordItem& r) { return Slot{SlotType::String, &r.recText3, 0}; }},
+    {"recInt", [](PavaRecordItem& r) { return Slot{SlotType::Int32, &r.recInt, 4}; }},
+};
+
+bool recordItemFromJson(PavaRecordItem& r, const std::string& key, const Json& v, const std::string& at) {
+    if (key == "fieldList" || key == "fieldList2") {
+        listFromJson(v, key == "fieldList" ? r.fieldList : r.fieldList2, MemberOwner::Field, at, kNoOther);
+        return true;
+    }
+    for (const RecordItemMember& m : kRecordItemMembers) {
+        if (key == m.name) {
+            slotFromJson(m.slot(r), v, at);
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr int kCodeRows = static_cast<int>(std::size(PavaFileBlock{}.fbCodes));
+constexpr int kCodeSize = static_cast<int>(sizeof PavaFileBlock{}.fbCodes[0]);
+
+}  // namespace
+
+std::string bytesToUtf8(std::string_view bytes) {
+    std::string out;
+    out.reserve(bytes.size());
+    for (const char c : bytes) {
+        const auto b = static_cast<unsigned char>(c);
+        if (b < 0x80) {
+            out += c;
+        } else {
+            out += static_cast<char>(0xC0 | (b >> 6));
+            out += static_cast<char>(0x80 | (b & 0x3F));
+        }
+    }
+    return out;
+}
+
+std::string utf8ToBytes(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    for (size_t i = 0; i < utf8.size(); ++i) {
+        const auto b = static_cast<unsigned char>(utf8[i]);
+        if (b < 0x80) {
+            out += static_cast<char>(b);
+            continue;
+        }
+        // Two-byte sequences with lead C2 or C3 are U+0080..U+00FF; anything else is not a byte.
+        const auto next = i + 1 < utf8.size() ? static_cast<unsigned char>(utf8[i + 1]) : 0;
+        if ((b != 0xC2 && b != 0xC3) || (next & 0xC0) != 0x80)
+            throw RecordError(fmt::format("character at byte {} is not in U+0000..U+00FF", i));
+        out += static_cast<char>(((b & 0x03) << 6) | (next & 0x3F));
+        ++i;
+    }
+    return out;
+}
+
+Json recordToJson(const PavaFullData& rec) {
+    auto& r = const_cast<PavaFullData&>(rec);  // slots are only read
+    Json j = Json::object();
+    membersToJson(r, MemberOwner::Record, j);
+    int rows = kCodeRows;
+    while (rows > 0 && arrayText(rec.fileBlock.fbCodes[rows - 1], kCodeSize).empty()) --rows;
+    for (int i = 0; i < rows; ++i) j["fbCodes"].push_back(bytesToUtf8(arrayText(rec.fileBlock.fbCodes[i], kCodeSize)));
+    if (!rec.dataList.empty()) j["dataList"] = listToJson(rec.dataList, MemberOwner::Item);
+    if (!rec.dataList2.empty()) j["dataList2"] = listToJson(rec.dataList2, MemberOwner::Item);
+    if (!rec.settingList.empty()) j["settingList"] = listToJson(rec.settingList, MemberOwner::Setting);
+    for (const PavaRecordItem& item : rec.recordList) {
+        Json e = Json::object();
+        if (!item.fieldList.empty()) e["fieldList"] = listToJson(item.fieldList, MemberOwner::Field);
+        if (!item.fieldList2.empty()) e["fieldList2"] = listToJson(item.fieldList2, MemberOwner::Field);
+        for (const RecordItemMember& m : kRecordItemMembers)
+            if (Json v = slotToJson(m.slot(const_cast<PavaRecordItem&>(item))); !v.is_null()) e[m.name] = std::move(v);
+        j["recordList"].push_back(std::move(e));
+    }
+    return j;
+}
+
+PavaFullData recordFromJson(const Json& j) {
+    PavaFullData rec;
+    membersFromJson(j, rec, MemberOwner::Record, "", [&](const std::string& key, const Json& v, const std::string& at) {
+        if (key == "dataList" || key == "dataList2") {
+            listFromJson(v, key == "dataList" ? rec.dataList : rec.dataList2, MemberOwner::Item, at, kNoOther);
+        } else if (key == "settingList") {
+            listFromJson(v, rec.settingList, MemberOwner::Setting, at, kNoOther);
+        } else if (key == "recordList") {
+            listFromJson(v, rec.recordList, MemberOwner::None, at, recordItemFromJson);
+        } else if (key == "fbCodes") {
+            if (!v.is_array() || v.size() > static_cast<size_t>(kCodeRows))
+                throw RecordError(fmt::format("{}: expected an array of at most {} texts", at, kCodeRows));
+            for (size_t i = 0; i < v.size(); ++i)
+                slotFromJson(Slot{SlotType::Chars, rec.fileBlock.fbCodes[i], kCodeSize}, v[i],
+                             fmt::format("{}[{}]", at, i));
+        } else if (key != "rc") {  // what `pava decode` adds to each record
+            return false;
+        }
+        return true;
+    });
+    return rec;
+}
+
+}  // namespace pava::tool
