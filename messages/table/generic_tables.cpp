@@ -323,13 +323,15 @@ int encode10001(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
         return -1;
     }
     if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
-    // A last item with a negative length may end at or before the body start:
-    // such a table is not sent.
-    if (pos <= 0) {
+    // The body ends where the last entry ended (the item count behind the
+    // fields counts only once an item follows it). A record without entries,
+    // or a last item whose negative length takes the position back to the
+    // body start or before it, sends nothing.
+    if (testPos <= 0) {
         out->pop_back();
         return 0;
     }
-    closeFrame(frame, pos, 1);
+    closeFrame(frame, testPos, 1);
     markFrameCount(*out);
     return 0;
 }

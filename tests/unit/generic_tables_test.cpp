@@ -82,6 +82,22 @@ TEST(GenericTables, FieldsAndItemsOfTheFirstRecordWithCStringValues) {
     EXPECT_EQ(back.recordList[1].fieldList2[0].fieldText1, string("q\0\0\0", 4));
 }
 
+TEST(GenericTables, TheBodyEndsWithTheLastEntryWritten) {
+    // Fields without items: the item count stands behind the fields but
+    // outside the body length.
+    PavaFullData rec = table(10001, 2, 2);
+    rec.recordList = {recordOf({entry(1, 3, "abc")})};
+    Encoded e = encodeInPlace(rec);
+    ASSERT_EQ(e.rc, 0);
+    EXPECT_EQ(headOf(e.frames[0]), "1  10001141   10");
+    EXPECT_EQ(printable(bodyOf(e.frames[0], 44)), printable(prefix("2  ", "2    ") + "1   " + "1 3   abc" + "0 " + string(1, '\0')));
+    // A first record without fields or items: nothing is sent.
+    rec.recordList = {recordOf({})};
+    e = encodeInPlace(rec);
+    EXPECT_EQ(e.rc, 0);
+    EXPECT_TRUE(e.frames.empty());
+}
+
 TEST(GenericTables, ATableEndingAtOrBeforeTheBodyStartSendsNothing) {
     // The last item's negative length takes the position back to the body
     // start or before it: nothing follows it, and no frame is sent.
