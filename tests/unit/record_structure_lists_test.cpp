@@ -74,10 +74,6 @@ TEST(RecordFieldList, CountLimitsAndTheBodyEnd) {
     EXPECT_EQ(encodeInPlace(rec).rc, PAVA_ERR_ENCODE);
 
     PavaFullData back;
-    for (const char fill : {'9', '\0', '1'}) {
-        EXPECT_LE(decode(makeFrame("1  20138", string(12, 'a') + string(MAX_PAVA_MSG_LEN - 12, fill)), back),
-                  PAVA_ERR_DECODE);
-    }
     EXPECT_EQ(decode(makeFrame("1  20138", string(12, 'a') + "1 0 999"), back), PAVA_ERR_DECODE);
     EXPECT_TRUE(back.recordList.empty());
 }
@@ -154,11 +150,6 @@ TEST(DataObjectTypes, StructuresAreNeverSplit) {
 
     PavaFullData back;
     string log;
-    for (const char fill : {'9', '\0', '1'}) {
-        string hostile(MAX_PAVA_MSG_LEN, fill);
-        hostile.replace(78, 4, "9999");
-        EXPECT_LE(decode(makeFrame("1  61858", hostile), back), PAVA_ERR_DECODE);
-    }
     // A width past the body end: at most W bytes up to the first NUL.
     string body = bodyOf(e.frames[1], 82) + string("1\0\0\0", 4) + string(102, 'r') + "9000xy";
     body.replace(78, 4, "1   ");

@@ -33,16 +33,8 @@ std::unique_ptr<PavaMsg> frameFor(int id, int length, char fill) {
 // Every member these messages carry, each with its own value.
 PavaFullData sample(int id) {
     PavaFullData rec = recordFor(id);
-    rec.intValue1 = 1;
-    rec.intValue4 = 4;
-    rec.intValue5 = 5;
-    rec.intValue6 = 6;
-    rec.intValue8 = 8;
-    rec.intValue9 = 9;
-    rec.intValue10 = 10;
-    rec.intValue11 = 11;
-    rec.intValue12 = 12;
-    rec.intValue13 = 13;
+    rec.intValue1 = 1, rec.intValue4 = 4, rec.intValue5 = 5, rec.intValue6 = 6, rec.intValue8 = 8;
+    rec.intValue9 = 9, rec.intValue10 = 10, rec.intValue11 = 11, rec.intValue12 = 12, rec.intValue13 = 13;
     PAVA_SET_TEXT(rec.text12a, "A");
     PAVA_SET_TEXT(rec.text12b, "ADDR");
     PAVA_SET_TEXT(rec.text12c, "C");
@@ -51,12 +43,7 @@ PavaFullData sample(int id) {
     PAVA_SET_TEXT(rec.text20b, "U20");
     PAVA_SET_TEXT(rec.text32, "t32");
     PAVA_SET_TEXT(rec.text64b, "S64");
-    rec.string1 = "B";
-    rec.string2 = "A";
-    rec.string3 = "ABC";
-    rec.string4 = "s4";
-    rec.string5 = "AB";
-    rec.string6 = "CD";
+    rec.string1 = "B", rec.string2 = "A", rec.string3 = "ABC", rec.string4 = "s4", rec.string5 = "AB", rec.string6 = "CD";
     PavaFileBlock& block = rec.fileBlock;
     PAVA_SET_TEXT(block.fbText16a, "ABC");
     PAVA_SET_TEXT(block.fbText16b, "B");
