@@ -22,8 +22,7 @@ TEST(RecordFieldList, GoldenBodyAndFixedWidthDecode) {
     PavaFullData rec = recordFor(20138);
     PAVA_SET_TEXT(rec.text12b, "ADDR1234");
     Encoded e = encodeInPlace(rec);
-    ASSERT_EQ(e.rc, 0);
-    EXPECT_EQ(headOf(e.frames[0]), "1  20138014   00");
+    ASSERT_TRUE(sent(e, {"1  20138014   00"}));
     EXPECT_EQ(bodyOf(e.frames[0], 14), "ADDR1234" + string(4, '\0') + "0 ");
 
     PavaRecordItem record = withFields(0, 7);
@@ -91,8 +90,7 @@ TEST(DataObjectTypes, NulPaddedNumbersAndStructureLayout) {
     rec.string4 = "LD";
     rec.intValue5 = 4;
     Encoded e = encodeInPlace(rec);
-    ASSERT_EQ(e.rc, 0);
-    EXPECT_EQ(headOf(e.frames[0]), "1  61858082   00");
+    ASSERT_TRUE(sent(e, {"1  61858082   00"}));
     EXPECT_EQ(bodyOf(e.frames[0], 82).substr(76), "4 0   ");
 
     PavaRecordItem s;

@@ -7,6 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 #include "ZMPavaAnalyzer.h"
 
@@ -81,6 +84,21 @@ inline PavaFullData listRecord(int id, size_t count, const std::string& text = "
     return rec;
 }
 
+// Bytes as a C++ string literal would show them, for readable failures.
+inline std::string printable(const std::string& bytes) {
+    std::string out;
+    for (unsigned char c : bytes) {
+        if (c >= 0x20 && c < 0x7f) {
+            out += static_cast<char>(c);
+        } else {
+            char hex[8];
+            std::snprintf(hex, sizeof hex, "\\x%02x", c);
+            out += hex;
+        }
+    }
+    return out;
+}
+
 struct Encoded {
     int rc = 0;
     PavaMsgList frames;
@@ -98,6 +116,16 @@ inline Encoded encodeInPlace(PavaFullData& rec) {
     return e;
 }
 inline Encoded encode(PavaFullData rec) { return encodeInPlace(rec); }
+
+// The encoder succeeded and sent exactly frames with these headers.
+inline testing::AssertionResult sent(const Encoded& e, const std::vector<std::string>& heads) {
+    std::vector<std::string> got;
+    for (const PavaMsg& frame : e.frames) got.push_back(headOf(frame));
+    if (e.rc == 0 && got == heads) return testing::AssertionSuccess();
+    auto failure = testing::AssertionFailure() << "rc " << e.rc << ", headers:";
+    for (const std::string& h : got) failure << " [" << printable(h) << "]";
+    return failure;
+}
 
 struct Decoded {
     int rc = 0;
@@ -118,21 +146,6 @@ inline int decode(const PavaMsg& frame, PavaFullData& out, std::string* log = nu
     const int rc = Pava_To_Data(&frame, &out);
     if (log != nullptr) *log = capture.text();
     return rc;
-}
-
-// Bytes as a C++ string literal would show them, for readable failures.
-inline std::string printable(const std::string& bytes) {
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (c >= 0x20 && c < 0x7f) {
-            out += static_cast<char>(c);
-        } else {
-            char hex[8];
-            std::snprintf(hex, sizeof hex, "\\x%02x", c);
-            out += hex;
-        }
-    }
-    return out;
 }
 
 }  // namespace pava::test
