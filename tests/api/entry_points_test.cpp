@@ -48,6 +48,28 @@ TEST(EntryPoints, WorkedExample) {
     EXPECT_STREQ(back.text12b, "ABCDEFGHIJKL");
 }
 
+// A list split over frames and a message whose encoder drops its frame.
+TEST(EntryPoints, SplitListRoundTripsFrameByFrame) {
+    Log log;
+    PavaFullData rec;
+    rec.msgId = 20020;
+    rec.dataList.resize(500);
+    for (int i = 0; i < 500; ++i) rec.dataList[static_cast<size_t>(i)].itemId = i;
+    PavaMsgList frames;
+    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    ASSERT_EQ(frames.size(), 2u);  // (8192 - 16) / 20 = 408 items fit a frame
+    int next = 0;
+    for (const PavaMsg& frame : frames) {
+        PavaFullData back;
+        ASSERT_EQ(Pava_To_Data(&frame, &back), PAVA_OK);
+        for (const PavaDataItem& it : back.dataList) EXPECT_EQ(it.itemId, next++);
+    }
+    EXPECT_EQ(next, 500);
+    rec.msgId = 802;
+    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    EXPECT_TRUE(frames.empty());
+}
+
 TEST(EntryPoints, NullArguments) {
     PavaMsgList frames(2);
     EXPECT_EQ(Data_To_Pava(nullptr, &frames), PAVA_ERR_NULL);
@@ -60,7 +82,8 @@ TEST(EntryPoints, NullArguments) {
     EXPECT_EQ(Pava_To_Data(&frames[0], nullptr), PAVA_ERR_NULL);
 }
 
-TEST(EntryPoints, UnknownIdsLeaveTheListAlone) {
+// An unknown id leaves the list alone; a known one empties it first.
+TEST(EntryPoints, UnknownIdsLeaveTheListAloneKnownOnesEmptyItFirst) {
     for (uint16_t id : {0, 12345, 20022, 20024, 30022, 61861, 65535}) {
         PavaFullData rec = addressRecord(id, "X");
         PavaMsgList frames(3);
@@ -69,9 +92,6 @@ TEST(EntryPoints, UnknownIdsLeaveTheListAlone) {
         EXPECT_EQ(frames.size(), 3u);
         EXPECT_EQ(frames[0].head[0], 'Q');
     }
-}
-
-TEST(EntryPoints, KnownIdEmptiesTheListFirst) {
     PavaFullData rec = addressRecord(20003, "ADDR");
     PavaMsgList frames(4);
     ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
@@ -79,13 +99,16 @@ TEST(EntryPoints, KnownIdEmptiesTheListFirst) {
     EXPECT_EQ(std::string(frames[0].body, 12), std::string("ADDR\0\0\0\0\0\0\0\0", 12));
 }
 
-TEST(EntryPoints, DecodeResetsAndFillsHeaderBeforeUnknownId) {
+// The record is reset and takes the header even when no codec follows, and a
+// decoded record keeps nothing of an earlier message.
+TEST(EntryPoints, DecodeResetsTheRecordAndFillsTheHeader) {
     PavaFullData rec = addressRecord(20001, "OLDADDRESS");
     rec.intValue7 = 99;
     rec.string3 = "old";
+    rec.fileBlock.fbCount = 7;
     rec.dataList.resize(3);
+    rec.settingList.resize(2);
     rec.recordList.resize(2);
-    rec.recordList[0].fieldList.resize(4);
     PavaMsg frame{};
     std::memcpy(frame.head, "9  123453" "77   " "21", 16);
     EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_NO_HANDLER);
@@ -98,29 +121,15 @@ TEST(EntryPoints, DecodeResetsAndFillsHeaderBeforeUnknownId) {
     EXPECT_EQ(rec.intValue7, 0);
     EXPECT_STREQ(rec.text12b, "");
     EXPECT_TRUE(rec.string3.empty());
-    EXPECT_TRUE(rec.dataList.empty());
-    EXPECT_TRUE(rec.recordList.empty());
-
-    std::memcpy(frame.head, "   00000", 8);  // id 0 is never registered
-    EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_NO_HANDLER);
-    EXPECT_EQ(rec.msgId, 0);
-}
-
-TEST(EntryPoints, DecodedRecordKeepsNothingOfAnEarlierMessage) {
-    PavaFullData rec = addressRecord(20160, "");
-    std::strncpy(rec.text12a, "CODE-A", 12);
-    PavaMsgList frames;
-    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    EXPECT_EQ(std::string(frames[0].body, 6), "CODE-A");
+    EXPECT_EQ(rec.fileBlock.fbCount, 0);
+    EXPECT_TRUE(rec.dataList.empty() && rec.settingList.empty() && rec.recordList.empty());
 
     PavaFullData target = addressRecord(20001, "STALE-B");
-    target.fileBlock.fbCount = 7;
-    target.settingList.resize(2);
-    ASSERT_EQ(Pava_To_Data(&frames[0], &target), PAVA_OK);
+    std::memcpy(frame.head, "1  201600" "12   " "00", 16);
+    std::memcpy(frame.body, "CODE-A", 6);
+    ASSERT_EQ(Pava_To_Data(&frame, &target), PAVA_OK);
     EXPECT_STREQ(target.text12a, "CODE-A");
     EXPECT_STREQ(target.text12b, "");
-    EXPECT_EQ(target.fileBlock.fbCount, 0);
-    EXPECT_TRUE(target.settingList.empty());
 }
 
 TEST(EntryPoints, LogOutputCanBeSwitchedOffAndRejectsBadModes) {

@@ -13,20 +13,12 @@ using test::headOf;
 using test::makeFrame;
 
 TEST(TypeDigit, EncodeAndDecode) {
-    EXPECT_EQ(typeDigitChar(0), '0');
-    EXPECT_EQ(typeDigitChar(9), '9');
-    EXPECT_EQ(typeDigitChar(10), 'A');
-    EXPECT_EQ(typeDigitChar(15), 'F');
-    EXPECT_EQ(typeDigitChar(0x47), 'G');
-    EXPECT_EQ(typeDigitChar(0x1234), '\x34');  // the low byte as it stands
-    EXPECT_EQ(typeDigitValue('7'), 7);
-    EXPECT_EQ(typeDigitValue('a'), 10);
-    EXPECT_EQ(typeDigitValue('A'), 10);
-    EXPECT_EQ(typeDigitValue('f'), 15);
-    EXPECT_EQ(typeDigitValue('G'), 0x47);
-    EXPECT_EQ(typeDigitValue('\0'), 0);
-    EXPECT_EQ(typeDigitValue(static_cast<char>(0xC1)), 0xFFC1);  // sign-extended
-    EXPECT_EQ(typeDigitValue(static_cast<char>(0x80)), 0xFF80);
+    // Values past 15 go out as their low byte; characters read back sign-extended.
+    for (const auto& [value, c] : {std::pair{0, '0'}, {9, '9'}, {10, 'A'}, {15, 'F'}, {0x47, 'G'}, {0x1234, '\x34'}})
+        EXPECT_EQ(typeDigitChar(static_cast<uint16_t>(value)), c) << value;
+    for (const auto& [c, value] : {std::pair{'7', 7}, {'a', 10}, {'A', 10}, {'f', 15}, {'G', 0x47}, {'\0', 0},
+                                   {'\xC1', 0xFFC1}, {'\x80', 0xFF80}})
+        EXPECT_EQ(typeDigitValue(c), value) << c;
 }
 
 TEST(HeadAccessor, WritesEachFieldInPlace) {

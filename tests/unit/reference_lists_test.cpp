@@ -70,8 +70,7 @@ TEST(ReferenceLists, SingleValueFitsUpToTheBodyEnd) {
     PavaFullData rec = referenceRecord(61851);
     rec.dataList = {valueItem("R", 1, string(8006, 'v'))};
     Encoded e = encodeInPlace(rec);
-    ASSERT_EQ(e.rc, 0);
-    EXPECT_EQ(headOf(e.frames[0]), "1  6185108192 00");
+    ASSERT_TRUE(sent(e, {"1  6185108192 00"}));
     EXPECT_EQ(bodyOf(e.frames[0], 187), kHead61851 + "1   R" + string(99, '\0') + "1 8006v");
 
     rec.dataList[0].itemText2 += 'v';
@@ -113,10 +112,7 @@ PavaFullData itemsOf3000(int id, int n) {
 TEST(ReferenceLists, SplitFramesKeepTheBodyAndTheCountDiffersBetweenTheTwoLists) {
     PavaFullData rec = itemsOf3000(61851, 3);
     Encoded e = encodeInPlace(rec);
-    ASSERT_EQ(e.rc, 0);
-    ASSERT_EQ(e.frames.size(), 2u);
-    EXPECT_EQ(headOf(e.frames[0]), "1  6185106292 01");
-    EXPECT_EQ(headOf(e.frames[1]), "1  6185103186 00");
+    ASSERT_TRUE(sent(e, {"1  6185106292 01", "1  6185103186 00"}));
     EXPECT_EQ(string(e.frames[0].body + 76, 4), "2   ");
     EXPECT_EQ(string(e.frames[1].body + 76, 4), "2   ");  // not rewritten
     EXPECT_EQ(string(e.frames[1].body + 80, 4), "ref2");
@@ -179,11 +175,6 @@ TEST(ReferenceLists, DecodersReadAtTheirOwnStride) {
     EXPECT_EQ(back.dataList.size(), 76u);
     EXPECT_EQ(log, "Pava_61901_To_Data!\nover the max pava message length");
 
-    for (const char fill : {'\0', '9'}) {
-        string hostile(MAX_PAVA_MSG_LEN, fill);
-        hostile.replace(76, 4, "9999");
-        EXPECT_EQ(decode(makeFrame("1  61851", hostile), back), PAVA_ERR_DECODE);
-    }
     // A width past the body end: the bounded copy stops at the first NUL, so
     // the value is that many NUL characters.
     ASSERT_EQ(decode(makeFrame("1  61851", kHead61851 + "1   R" + string(101, '\0') + "8200ab"), back, &log), 0);

@@ -1,10 +1,15 @@
-// Shared helpers of the unit tests: log capture, frame building and views.
+// Shared helpers of the unit tests: log capture, records, frames, encode and
+// decode calls that keep the log, and byte views.
 #ifndef ZMPAVA_TESTS_SUPPORT_H
 #define ZMPAVA_TESTS_SUPPORT_H
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 #include "ZMPavaAnalyzer.h"
 
@@ -26,8 +31,23 @@ private:
     std::string m_text;
 };
 
+inline std::string nuls(size_t n) { return std::string(n, '\0'); }
+// Text followed by NUL bytes up to width.
+inline std::string pad(const std::string& text, size_t width) { return text + nuls(width - text.size()); }
 inline std::string headOf(const PavaMsg& frame) { return std::string(frame.head, PAVA_HEAD_LEN); }
 inline std::string bodyOf(const PavaMsg& frame, size_t length) { return std::string(frame.body, length); }
+inline char headAt(const PavaMsg& frame, int pos) { return frame.head[pos]; }
+// The body up to the length its header declares.
+inline std::string declaredBody(const PavaMsg& frame) {
+    return bodyOf(frame, static_cast<size_t>(std::atoi(std::string(frame.head + 9, 5).c_str())));
+}
+
+// The header an encoder writes for recordFor(id) with this body length.
+inline std::string headFor(int id, size_t length, char continued = '0') {
+    char text[32];
+    std::snprintf(text, sizeof text, "1  %05d0%-5zu0%c", id, length, continued);
+    return text;
+}
 
 // A frame with the given header characters (at most 16) and body bytes; the rest zero.
 inline PavaMsg makeFrame(const std::string& head, const std::string& body = {}) {
@@ -51,6 +71,19 @@ inline void setText(char* member, size_t size, const std::string& text) {
 }
 #define PAVA_SET_TEXT(member, text) ::pava::test::setText(member, sizeof(member), text)
 
+inline PavaDataItem dataItem(int id, const std::string& text) {
+    PavaDataItem item;
+    item.itemId = id;
+    item.itemText = text;
+    return item;
+}
+
+inline PavaFullData listRecord(int id, size_t count, const std::string& text = "a") {
+    PavaFullData rec = recordFor(id);
+    for (size_t i = 0; i < count; ++i) rec.dataList.push_back(dataItem(static_cast<int>(i), text));
+    return rec;
+}
+
 // Bytes as a C++ string literal would show them, for readable failures.
 inline std::string printable(const std::string& bytes) {
     std::string out;
@@ -64,6 +97,55 @@ inline std::string printable(const std::string& bytes) {
         }
     }
     return out;
+}
+
+struct Encoded {
+    int rc = 0;
+    PavaMsgList frames;
+    std::string log;
+};
+
+// Encodes the caller's own record (some encoders change it) into a list that
+// held frames before, which the entry point must empty first.
+inline Encoded encodeInPlace(PavaFullData& rec) {
+    LogCapture capture;
+    Encoded e;
+    e.frames.resize(2);
+    e.rc = Data_To_Pava(&rec, &e.frames);
+    e.log = capture.text();
+    return e;
+}
+inline Encoded encode(PavaFullData rec) { return encodeInPlace(rec); }
+
+// The encoder succeeded and sent exactly frames with these headers.
+inline testing::AssertionResult sent(const Encoded& e, const std::vector<std::string>& heads) {
+    std::vector<std::string> got;
+    for (const PavaMsg& frame : e.frames) got.push_back(headOf(frame));
+    if (e.rc == 0 && got == heads) return testing::AssertionSuccess();
+    auto failure = testing::AssertionFailure() << "rc " << e.rc << ", headers:";
+    for (const std::string& h : got) failure << " [" << printable(h) << "]";
+    return failure;
+}
+
+struct Decoded {
+    int rc = 0;
+    PavaFullData rec;
+    std::string log;
+};
+
+inline Decoded decode(const PavaMsg& frame) {
+    LogCapture capture;
+    Decoded d;
+    d.rc = Pava_To_Data(&frame, &d.rec);
+    d.log = capture.text();
+    return d;
+}
+
+inline int decode(const PavaMsg& frame, PavaFullData& out, std::string* log = nullptr) {
+    LogCapture capture;
+    const int rc = Pava_To_Data(&frame, &out);
+    if (log != nullptr) *log = capture.text();
+    return rc;
 }
 
 }  // namespace pava::test
