@@ -4,6 +4,16 @@
 
 namespace pava {
 
+void writeOwnHead(PavaMsg& frame, const PavaFullData& rec) noexcept {
+    PavaHeadAccessor head(&frame);
+    head.setRii(rec.rii);
+    head.setMsgId(rec.msgId);
+    head.setType('\0');
+    head.setLength(0);
+    head.setHeadFlag('\0');
+    head.setContinued(false);
+}
+
 void markFrameCount(PavaMsgList& out, size_t first) noexcept {
     if (first >= out.size()) return;
     const char count = frameDigit(out.size() - first);

@@ -8,16 +8,6 @@
 
 namespace pava {
 
-void writeOwnHead(PavaMsg& frame, const PavaFullData& rec) noexcept {
-    PavaHeadAccessor head(&frame);
-    head.setRii(rec.rii);
-    head.setMsgId(rec.msgId);
-    head.setType('\0');
-    head.setLength(0);
-    head.setHeadFlag('\0');
-    head.setContinued(false);
-}
-
 void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& frame, int pos,
                     size_t index, size_t count, bool withTrailer) noexcept {
     int length = pos;

@@ -12,11 +12,12 @@
 // the call fails, dropping the frame it was building; frames closed before
 // stay in the list. An empty list gives one frame with count 0.
 //
-// The frame helpers below (writeOwnHead, closeListFrame) are the pieces other
-// split messages can use with their own item loops.
+// closeListFrame below, writeOwnHead and markFrameCount (frame_marks.h) are
+// the pieces other split messages can use with their own item loops.
 #ifndef ZMPAVA_CORE_MULTIFRAME_SPLITTER_H
 #define ZMPAVA_CORE_MULTIFRAME_SPLITTER_H
 
+#include "frame_marks.h"
 #include "item_list.h"
 
 namespace pava {
@@ -31,11 +32,6 @@ struct SplitList {
     int frameLogId = 0;              // id named in the make-frame lines (0: its own)
     const char* emptyWarning = nullptr;  // logged for an empty list
 };
-
-// Header of a split frame built without the record's type and flag: RII
-// (when at most 999), message id, position 8 NUL, length 0, position 14 NUL,
-// continuation '0'.
-void writeOwnHead(PavaMsg& frame, const PavaFullData& rec) noexcept;
 
 // Closes a frame of a split list: the trailer at pos (when withTrailer), the
 // body length, position 14 '0' + index, and the item count into the prefix.

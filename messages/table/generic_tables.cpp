@@ -62,13 +62,7 @@ constexpr char kFuncType10003[] = "error:: CPavaMsgAnalyze::Data_To_Pava_10003 e
 // A zeroed frame at the end of out with the header these encoders build.
 PavaMsg& ownFrame(PavaMsgList* out, const PavaFullData& rec) {
     PavaMsg& frame = out->emplace_back();
-    PavaHeadAccessor head(&frame);
-    head.setRii(rec.rii);
-    head.setMsgId(rec.msgId);
-    head.setType('\0');
-    head.setLength(0);
-    head.setHeadFlag('\0');
-    head.setContinued(false);
+    writeOwnHead(frame, rec);
     return frame;
 }
 
