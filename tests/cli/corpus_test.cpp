@@ -249,9 +249,9 @@ TEST_P(Corpus, EveryCaseGivesItsGoldenResult) {
             for (const char* k : keys)
                 if (from.contains(k)) out[k] = from[k];
         };
-        take(c, {"id", "record", "head", "body"});
+        take(c, c.contains("head") ? std::initializer_list<const char*>{"id", "head", "body"}
+                                   : std::initializer_list<const char*>{"id", "record"});
         take(got, {"rc", "frames", "record", "log", "recordAfter", "decoded"});
-        if (!c.contains("head") && c.contains("record")) out["record"] = c["record"];  // an encoder's input
         c = std::move(out);
     }
     if (!update) return;
