@@ -2,7 +2,7 @@
 // tests/data/one_frame_lists.json).
 #include <gtest/gtest.h>
 
-#include "list_support.h"
+#include "support.h"
 
 namespace pava::test {
 namespace {

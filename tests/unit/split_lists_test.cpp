@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "analyzer.h"
-#include "list_support.h"
+#include "support.h"
 #include "message.h"
 
 namespace pava::test {
