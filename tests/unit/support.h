@@ -31,22 +31,14 @@ private:
     std::string m_text;
 };
 
-inline std::string nuls(size_t n) { return std::string(n, '\0'); }
 // Text followed by NUL bytes up to width.
-inline std::string pad(const std::string& text, size_t width) { return text + nuls(width - text.size()); }
+inline std::string pad(const std::string& text, size_t width) { return text + std::string(width - text.size(), '\0'); }
 inline std::string headOf(const PavaMsg& frame) { return std::string(frame.head, PAVA_HEAD_LEN); }
 inline std::string bodyOf(const PavaMsg& frame, size_t length) { return std::string(frame.body, length); }
 inline char headAt(const PavaMsg& frame, int pos) { return frame.head[pos]; }
 // The body up to the length its header declares.
 inline std::string declaredBody(const PavaMsg& frame) {
     return bodyOf(frame, static_cast<size_t>(std::atoi(std::string(frame.head + 9, 5).c_str())));
-}
-
-// The header an encoder writes for recordFor(id) with this body length.
-inline std::string headFor(int id, size_t length, char continued = '0') {
-    char text[32];
-    std::snprintf(text, sizeof text, "1  %05d0%-5zu0%c", id, length, continued);
-    return text;
 }
 
 // A frame with the given header characters (at most 16) and body bytes; the rest zero.
