@@ -46,33 +46,26 @@ BENCHMARK(BM_EncodeSingleAddress);
 void BM_DecodeSingleAddress(benchmark::State& state) { decodeLoop(state, addressRecord()); }
 BENCHMARK(BM_DecodeSingleAddress);
 
-// A list split over two frames: 340 items of 24 bytes.
-void BM_EncodeSplitList(benchmark::State& state) {
+// A record of message `id` with `count` items (ids 0-9, the same text and block).
+PavaFullData listRecord(uint16_t id, int count, const char* text) {
     PavaFullData rec = addressRecord();
-    rec.msgId = 20018;
-    for (int i = 0; i < 340; ++i) {
-        PavaDataItem item;
-        item.itemId = i;
-        item.itemText = "V";
-        std::strncpy(item.itemBlock, "BLOCK-OF-15-CHR", 15);
+    rec.msgId = id;
+    PavaDataItem item;
+    item.itemText = text;
+    std::strncpy(item.itemBlock, "BLOCK-OF-15-CHR", 15);
+    for (int i = 0; i < count; ++i) {
+        item.itemId = i % 10;
         rec.dataList.push_back(item);
     }
-    encodeLoop(state, rec);
+    return rec;
 }
+
+// A list split over two frames: 340 items of 24 bytes.
+void BM_EncodeSplitList(benchmark::State& state) { encodeLoop(state, listRecord(20018, 340, "V")); }
 BENCHMARK(BM_EncodeSplitList);
 
 // A full one-frame list of 545 items decoded back into the record.
-void BM_DecodeFullList(benchmark::State& state) {
-    PavaFullData rec = addressRecord();
-    rec.msgId = 20002;
-    for (int i = 0; i < 545; ++i) {
-        PavaDataItem item;
-        item.itemId = i % 10;
-        item.itemText = "ITEM-TEXT";
-        rec.dataList.push_back(item);
-    }
-    decodeLoop(state, rec);
-}
+void BM_DecodeFullList(benchmark::State& state) { decodeLoop(state, listRecord(20002, 545, "ITEM-TEXT")); }
 BENCHMARK(BM_DecodeFullList);
 
 void BM_UnknownId(benchmark::State& state) {
