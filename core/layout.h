@@ -34,10 +34,30 @@ struct Field {
     uint8_t flags = 0;
 };
 
+// The repeated part of a list body whose items all have one size and a field
+// table: the count (countWidth digits at countAt; width 0 when the body carries
+// exactly one item and no count), then the items back to back from itemsAt.
+// The spans are the item tables the list codec itself runs.
+struct ListShape {
+    int countAt = 0;
+    int countWidth = 0;
+    int itemsAt = 0;
+    std::span<const Field> itemFields;        // as the encoder writes them
+    std::span<const Field> itemDecodeFields;  // where the decoder reads otherwise (else empty)
+    int itemSize = 0;
+
+    std::span<const Field> itemReadFields() const noexcept {
+        return itemDecodeFields.empty() ? itemFields : itemDecodeFields;
+    }
+};
+
 struct Layout {
     std::span<const Field> fields;        // as the encoder writes them
     std::span<const Field> decodeFields;  // where the decoder reads otherwise (else empty)
     int length = -1;                      // declared body length; -1 when it varies
+    // The items behind the fixed fields, where they can be described as data;
+    // null for fixed messages and for lists whose items vary in size.
+    const ListShape* list = nullptr;
 
     std::span<const Field> readFields() const noexcept {
         return decodeFields.empty() ? fields : decodeFields;

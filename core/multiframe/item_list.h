@@ -131,12 +131,23 @@ struct ListLayout {
     std::span<const Field> trailer;
     int trailerLength = 0;
     bool trailerRead = true;  // whether the decoder reads the trailer back
+    // The count and items as data for tools, taken from the fields above;
+    // meaningful only for a fixed-size item (see listShapeOf).
+    ListShape shape;
 };
 
 constexpr ListLayout itemList(std::span<const Field> prefix, int itemsAt, int countAt, ItemFormat item,
                               std::span<const Field> trailer = {}, int trailerLength = 0,
                               bool trailerRead = true) {
-    return ListLayout{prefix, itemsAt, countAt, item, trailer, trailerLength, trailerRead};
+    const ListShape shape{countAt, countAt == kNoCount ? 0 : kCountWidth, itemsAt, item.fields, item.readBack,
+                          item.size};
+    return ListLayout{prefix, itemsAt, countAt, item, trailer, trailerLength, trailerRead, shape};
+}
+
+// The shape of a list whose items are a fixed Field table (fixedItem); null
+// when the items have their own functions (their size varies, size 0).
+constexpr const ListShape* listShapeOf(const ListLayout& list) {
+    return list.item.size > 0 ? &list.shape : nullptr;
 }
 
 // The space test each list runs before writing an item.
@@ -202,7 +213,7 @@ int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnal
 
 constexpr MessageDef oneFrameList(int id, const OneFrameList& params, int encodeLogId = 0) {
     return MessageDef{id, encodeOneFrameList, decodeOneFrameList,
-                      Layout{params.list.prefix, {}, -1}, encodeLogId, &params};
+                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list)}, encodeLogId, &params};
 }
 
 }  // namespace pava

@@ -42,7 +42,8 @@ int encodeSplitList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
 int decodeSplitList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 constexpr MessageDef splitList(int id, const SplitList& params) {
-    return MessageDef{id, encodeSplitList, decodeSplitList, Layout{params.list.prefix, {}, -1}, 0, &params};
+    return MessageDef{id, encodeSplitList, decodeSplitList,
+                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list)}, 0, &params};
 }
 
 }  // namespace pava
