@@ -74,24 +74,60 @@ std::string slotText(const Slot& s) {
     return {};
 }
 
-// The field as the decoder reads it into a fresh object of the member's owner.
+// The field as the decoder reads it into a fresh object of the member's owner;
+// the object starts at src, `room` bytes before the body ends.
 template <class Obj>
-std::string readValue(const Field& f, const char* body) {
+std::string readValue(const Field& f, const char* src, int room) {
     Obj obj{};
-    if (!readFields(std::span(&f, 1), body, MAX_PAVA_MSG_LEN, obj)) return "(past the body)";
+    if (!readFields(std::span(&f, 1), src, room, obj)) return "(past the body)";
     return slotText(slotOf(obj, f.member));
 }
 
-std::string decodedValue(const Field& f, const char* body) {
+std::string decodedValue(const Field& f, const char* src, int room) {
     switch (memberOwner(f.member)) {
-    case MemberOwner::Record: return readValue<PavaFullData>(f, body);
-    case MemberOwner::Item: return readValue<PavaDataItem>(f, body);
-    case MemberOwner::Setting: return readValue<PavaSettingItem>(f, body);
-    case MemberOwner::Field: return readValue<PavaFieldItem>(f, body);
+    case MemberOwner::Record: return readValue<PavaFullData>(f, src, room);
+    case MemberOwner::Item: return readValue<PavaDataItem>(f, src, room);
+    case MemberOwner::Setting: return readValue<PavaSettingItem>(f, src, room);
+    case MemberOwner::Field: return readValue<PavaFieldItem>(f, src, room);
     case MemberOwner::None: break;
     }
     // A field without a member (an item count): the number the list codec reads.
-    return f.kind == FieldKind::Decimal ? std::to_string(readIntField(body + f.offset, f.width)) : "";
+    if (f.offset + f.width > room) return "(past the body)";
+    return f.kind == FieldKind::Decimal ? std::to_string(readIntField(src + f.offset, f.width)) : "";
+}
+
+// One row per field of an object that starts at body offset `base`.
+void putFieldRows(std::string& out, std::span<const Field> fields, const char* body, int base) {
+    const int room = MAX_PAVA_MSG_LEN - base;
+    for (const Field& f : fields) {
+        const int at = base + f.offset;
+        const std::string_view bytes(body + std::min(at, MAX_PAVA_MSG_LEN),
+                                     static_cast<size_t>(std::clamp(MAX_PAVA_MSG_LEN - at, 0, +f.width)));
+        put(out, "  {:>6}  {:>5}  {:<10}  {:<8}  {} -> {}\n", at, f.width, memberName(f.member),
+            fieldKindName(f.kind), shownBytes(bytes), decodedValue(f, body + base, room));
+    }
+}
+
+std::string countText(const ListShape& list) {
+    if (list.countWidth == 0) return "one item, no count";
+    return fmt::format("count in {} digits at byte {}", list.countWidth, list.countAt);
+}
+
+// The items as the decoder reads them, as many as the count says and the
+// declared length holds. Returns the offset behind the last item shown.
+int putItems(std::string& out, const ListShape& list, const char* body, int length, int end) {
+    const int count = list.countWidth == 0 ? 1 : readIntField(body + list.countAt, list.countWidth);
+    const int fit = list.itemSize > 0 ? std::max(0, length - list.itemsAt) / list.itemSize : 0;
+    const int shown = std::clamp(count, 0, fit);
+    put(out, "  items         {} of {} bytes from byte {} ({})", count, list.itemSize, list.itemsAt, countText(list));
+    if (shown < count) put(out, ", {} within the declared length", shown);
+    out += '\n';
+    for (int i = 0; i < shown; ++i) {
+        const int at = list.itemsAt + i * list.itemSize;
+        put(out, "  item {:<7}  bytes {}..{}\n", i + 1, at, at + list.itemSize - 1);
+        putFieldRows(out, list.itemReadFields(), body, at);
+    }
+    return shown > 0 ? list.itemsAt + shown * list.itemSize : end;
 }
 
 std::string typeChar(char c) {
@@ -140,6 +176,17 @@ std::string describeLayout(const MessageDef& def) {
         put(out, "the decoder reads:\n");
         putFieldTable(out, layout.decodeFields);
     }
+    if (const ListShape* list = layout.list) {
+        put(out, "items of {} bytes from byte {} ({}), offsets within the item:\n", list->itemSize, list->itemsAt,
+            countText(*list));
+        putFieldTable(out, list->itemFields);
+        if (!list->itemDecodeFields.empty()) {
+            put(out, "the decoder reads an item as:\n");
+            putFieldTable(out, list->itemDecodeFields);
+        }
+        put(out, "anything behind the last item is a tail the codec lays out itself\n");
+        return out;
+    }
     const int end = fixedEnd(layout.fields);
     if (layout.length < 0 || end < layout.length)
         put(out, "the rest of the body, from byte {}, is a list or tail the codec lays out itself\n", end);
@@ -161,15 +208,12 @@ std::string dissectFrame(const PavaMsg& frame, size_t number) {
         end = fixedEnd(fields);
         put(out, "  {:05} ({}): fixed fields as the decoder reads them\n", def->id, familyOf(*def));
         put(out, "  offset  width  member      kind      bytes -> value\n");
-        for (const Field& f : fields) {
-            const std::string_view bytes(frame.body + std::min<int>(f.offset, MAX_PAVA_MSG_LEN),
-                                         static_cast<size_t>(std::clamp(MAX_PAVA_MSG_LEN - f.offset, 0, +f.width)));
-            put(out, "  {:>6}  {:>5}  {:<10}  {:<8}  {} -> {}\n", f.offset, f.width, memberName(f.member),
-                fieldKindName(f.kind), shownBytes(bytes), decodedValue(f, frame.body));
-        }
+        putFieldRows(out, fields, frame.body, 0);
+        if (def->layout.list != nullptr) end = putItems(out, *def->layout.list, frame.body, length, end);
     }
     if (end < length) {
-        put(out, "  list/tail     bytes {}..{}\n", end, length - 1);
+        put(out, "  {:<12}  bytes {}..{}\n", def != nullptr && def->layout.list != nullptr ? "tail" : "list/tail", end,
+            length - 1);
         out += byteRows({frame.body + end, static_cast<size_t>(length - end)}, end, "  ");
     }
 

@@ -81,5 +81,45 @@ TEST(Dissect, KnownFrame) {
     Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);
 }
 
+// A 20002 frame with two items and its 12-byte code behind them; the same
+// bytes with a count far beyond the frame show only the items it holds.
+TEST(Dissect, ListItemsFieldByField) {
+    Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
+    const std::string items =
+        std::string("ALPHA\0\0\0\0\0\0\0" "312", 15) + "BRAVOCHARLIE9x1" + std::string("CODE\0\0\0\0\0\0\0\0", 12);
+    const PavaMsg frame = frameOf("1  20002046   00", "2   " + items);
+    EXPECT_EQ(dissectFrame(frame, 1), R"(frame 1: 16 header + 46 body bytes
+  header        "1  20002046   00"
+  rii           1
+  id            20002
+  type          '0' = 0
+  length        46
+  flag          '0' = 0
+  continuation  '0' (last)
+  20002 (one-frame data lists): fixed fields as the decoder reads them
+  offset  width  member      kind      bytes -> value
+       0      4  none        decimal   "2   " -> 2
+  items         2 of 15 bytes from byte 4 (count in 4 digits at byte 0)
+  item 1        bytes 4..18
+       4     12  itemText    text      "ALPHA" + 7 NUL -> "ALPHA"
+      16      1  itemId      decimal   "3" -> 3
+      17      2  itemInt2    decimal   "12" -> 12
+  item 2        bytes 19..33
+      19     12  itemText    text      "BRAVOCHARLIE" -> "BRAVOCHARLIE"
+      31      1  itemId      decimal   "9" -> 9
+      32      2  itemInt2    decimal   "x1" -> 0
+  tail          bytes 34..45
+     34  "CODE\x00\x00\x00\x00\x00\x00\x00\x00"
+  decoded       rc 0x0: {"rii":1,"msgId":20002,"msgLen":46,"text12c":"CODE","dataList":[{"itemId":3,"itemText":"ALPHA","itemInt2":12},{"itemId":9,"itemText":"BRAVOCHARLIE"}]}
+)");
+
+    const std::string hostile = dissectFrame(frameOf("1  20002046   00", "9999" + items), 1);
+    EXPECT_NE(hostile.find("  items         9999 of 15 bytes from byte 4 (count in 4 digits at byte 0), "
+                           "2 within the declared length\n"),
+              std::string::npos);
+    EXPECT_NE(hostile.find("  tail          bytes 34..45\n"), std::string::npos);
+    Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);
+}
+
 }  // namespace
 }  // namespace pava::tool
