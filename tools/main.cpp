@@ -102,9 +102,14 @@ int main(int argc, char** argv) {
     app.add_flag("--log", log, "let the codecs write their log lines to standard output");
 
     auto* ids = app.add_subcommand("ids", "every registered id: family, body length, fixed fields");
-    int id = 0;
+    // Ids are decimal even with leading zeros ("00101", as `ids` prints them).
+    std::string idText;
     auto* lay = app.add_subcommand("layout", "the field table of one id");
-    lay->add_option("ID", id, "message id")->required();
+    lay->add_option("ID", idText, "message id")->required()->check([](const std::string& text) {
+        const bool digits = !text.empty() && text.size() <= 5 &&
+                            text.find_first_not_of("0123456789") == std::string::npos;
+        return digits ? std::string() : std::string("an id is one to five decimal digits");
+    });
     std::string input;
     std::string output;
     auto* enc = app.add_subcommand("encode", "JSON records (an object or an array) to frames");
@@ -122,7 +127,7 @@ int main(int argc, char** argv) {
     if (!log) Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     try {
         if (*ids) return fmt::print("{}", listIds()), 0;
-        if (*lay) return layout(id);
+        if (*lay) return layout(std::stoi(idText));
         if (*enc) return encode(input, output);
         if (*dec) return decode(input, raw);
         return dissect(input, raw);
