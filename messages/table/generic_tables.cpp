@@ -150,12 +150,13 @@ Run writeEntryRun(const std::vector<PavaFieldItem>& entries, ValueWrite how, int
 
 // The fields of the first record as one frame: count at 28, fields from 32.
 // Returns the end position, or a failure.
-Run writeFirstRecordFields(const PavaRecordItem& first, ValueWrite how, char* body, int& pos,
-                           int& testPos) noexcept {
+// endsBody: nothing is written behind the fields.
+Run writeFirstRecordFields(const PavaRecordItem& first, ValueWrite how, char* body, int& pos, int& testPos,
+                           bool endsBody = false) noexcept {
     writeIntField(static_cast<int>(first.fieldList.size()), body + kCountPos, 4);
     pos = kEntriesPos;
     testPos = 0;
-    return writeEntryRun(first.fieldList, how, 8154, body, pos, testPos);
+    return writeEntryRun(first.fieldList, how, 8154, body, pos, testPos, endsBody);
 }
 
 // ---------------------------------------------------------------------------
@@ -392,7 +393,9 @@ int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
     int pos = 0;
     int testPos = 0;
-    const Run r = writeFirstRecordFields(*first, ValueWrite::CString, frame.body, pos, testPos);
+    // The fields end the body: a last field whose negative length takes the
+    // position before the body start is sent with that length.
+    const Run r = writeFirstRecordFields(*first, ValueWrite::CString, frame.body, pos, testPos, true);
     if (r == Run::TooLong) {
         out->pop_back();
         return -1;
