@@ -124,9 +124,12 @@ Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos, boo
         copyValueBytes(value, e.fieldText1, e.fieldLen);
     } else {
         // The text and its terminator; a longer text runs on behind the
-        // entry (up to the body end) until the next entry overwrites it.
+        // entry until the next entry overwrites it. A text that would run
+        // past the body end is refused; a terminator just behind the body
+        // end is dropped.
         const size_t room = static_cast<size_t>(body + kBodyEnd - value);
         size_t n = std::strlen(e.fieldText1.c_str()) + 1;
+        if (n > room + 1) return Run::Unsafe;
         if (n > room) n = room;
         std::memcpy(value, e.fieldText1.c_str(), n);
     }
