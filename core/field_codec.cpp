@@ -63,8 +63,8 @@ char* intToText(int value, char* out, int base) noexcept {
 }
 
 char* reverseText(char* text) noexcept {
-    static char empty[1] = {'\0'};
-    if (text == nullptr) return empty;
+    // The empty text is a constant; callers only read it.
+    if (text == nullptr) return const_cast<char*>("");
     size_t i = 0;
     size_t j = std::strlen(text);
     while (j > i + 1) {
