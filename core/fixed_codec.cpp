@@ -16,6 +16,18 @@ PavaMsg* beginFrame(PavaMsgList* out, CPavaMsgAnalyze* an, int id, int* rc, bool
     return nullptr;
 }
 
+PavaMsg* enterEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc) {
+    log::encodeEntry(def.encodeLogName());
+    return beginFrame(out, an, def.id, rc);
+}
+
+bool enterDecode(int id, const PavaMsg* frame) noexcept {
+    log::decodeEntry(id);
+    if (frame != nullptr) return true;
+    log::nullFrame(id);
+    return false;
+}
+
 void finishFrame(PavaMsg& frame, int length) noexcept {
     PavaHeadAccessor head(&frame);
     head.setLength(length);
@@ -23,9 +35,8 @@ void finishFrame(PavaMsg& frame, int length) noexcept {
 }
 
 int encodeFixedLayout(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
-    log::encodeEntry(def.encodeLogName());
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     if (!writeFields(def.layout.fields, *an->record(), frame->body, MAX_PAVA_MSG_LEN)) {
         out->pop_back();
@@ -36,11 +47,7 @@ int encodeFixedLayout(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* 
 }
 
 int decodeFixedLayout(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    log::decodeEntry(def.id);
-    if (frame == nullptr) {
-        log::nullFrame(def.id);
-        return -1;
-    }
+    if (!enterDecode(def.id, frame)) return -1;
     return readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record()) ? 0 : -1;
 }
 

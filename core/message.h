@@ -58,6 +58,13 @@ constexpr MessageDef fixedMessage(int id, std::span<const Field> fields, int len
 // quiet), drops the frame and returns the setter's code in *rc.
 PavaMsg* beginFrame(PavaMsgList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false);
 
+// The encoder's first steps: its entry line, then beginFrame.
+PavaMsg* enterEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc);
+
+// The decoder's first steps: its entry line; for a null frame the null-frame
+// line and false.
+bool enterDecode(int id, const PavaMsg* frame) noexcept;
+
 // Sets the body length and clears the continuation flag.
 void finishFrame(PavaMsg& frame, int length) noexcept;
 

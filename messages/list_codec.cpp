@@ -41,16 +41,4 @@ void closeLastFrame(PavaMsgList& out, int length) noexcept {
     head.setContinued(false);
 }
 
-PavaMsg* openEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc) {
-    log::encodeEntry(def.id);
-    return beginFrame(out, an, def.id, rc);
-}
-
-bool openDecode(const MessageDef& def, const PavaMsg* frame) {
-    log::decodeEntry(def.id);
-    if (frame != nullptr) return true;
-    log::nullFrame(def.id);
-    return false;
-}
-
 }  // namespace pava::messages

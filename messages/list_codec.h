@@ -27,13 +27,6 @@ PavaMsg& carryOver(PavaMsgList& out, int countPos, int count, int length);
 // Body length of the last frame, and continuation '0' as the final frame.
 void closeLastFrame(PavaMsgList& out, int length) noexcept;
 
-// Encoder entry: the entry line, then a zeroed frame with the record's
-// header appended to out (null, with the setter's code in *rc, on failure).
-PavaMsg* openEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc);
-
-// Decoder entry: the entry line; false (after the null-frame line) for a null frame.
-bool openDecode(const MessageDef& def, const PavaMsg* frame);
-
 }  // namespace pava::messages
 
 #endif

@@ -167,11 +167,7 @@ bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
 }
 
 int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    log::decodeEntry(id);
-    if (frame == nullptr) {
-        log::nullFrame(id);
-        return -1;
-    }
+    if (!enterDecode(id, frame)) return -1;
     if (readItemList(list, frame->body, *an->record())) return 0;
     log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data data out of body! ", id);
     return -1;

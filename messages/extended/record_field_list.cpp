@@ -38,7 +38,7 @@ constexpr char kFieldsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  
 int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = openEncode(def, out, an, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     char* body = frame->body;
     writeFields(kHead, rec, body, kBodyEnd);
@@ -72,7 +72,7 @@ int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
 }
 
 int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openDecode(def, frame)) return -1;
+    if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(kHead, body, kBodyEnd, rec);

@@ -75,7 +75,7 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
 int encode61858(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = openEncode(def, out, an, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     writeFields(kHead, rec, frame->body, kBodyEnd);
     writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
@@ -103,7 +103,7 @@ int encode61858(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
 }
 
 int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openDecode(def, frame)) return -1;
+    if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(kHeadIn, body, kBodyEnd, rec);

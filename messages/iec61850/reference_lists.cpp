@@ -85,7 +85,7 @@ constexpr int k61850MaxItems = (kBodyEnd - k61850Items) / kReferenceWidth;  // 8
 int encode61850(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = openEncode(def, out, an, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     const int count = rec.dataList.size() > k61850MaxItems ? -1 : static_cast<int>(rec.dataList.size());
     if (count < 0) {
@@ -105,7 +105,7 @@ int encode61850(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
 }
 
 int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openDecode(def, frame)) return -1;
+    if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     readFields(k61850HeadIn, frame->body, kBodyEnd, rec);
     const int count = readIntField(frame->body + 78, 4);
@@ -143,7 +143,7 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
     const ValueList& p = def.param<ValueList>();
     const PavaFullData& rec = *an->record();
     int rc = 0;
-    PavaMsg* frame = openEncode(def, out, an, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     writeFields(p.head, rec, frame->body, kBodyEnd);
     writeIntField(static_cast<int>(rec.dataList.size()), frame->body + p.countPos, 4);
@@ -182,7 +182,7 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
 
 // 61851: items at a fixed stride of 106, the value bytes not skipped.
 int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openDecode(def, frame)) return -1;
+    if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(k61851HeadIn, body, kBodyEnd, rec);
@@ -212,7 +212,7 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
 // 61901: the reference keeps its 101-character field; items follow each
 // other with their value bytes.
 int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!openDecode(def, frame)) return -1;
+    if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
     readFields(k61901HeadIn, body, kBodyEnd, rec);
