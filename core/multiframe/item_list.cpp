@@ -177,9 +177,8 @@ int encodeOneFrameList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze*
     const OneFrameList& params = def.param<OneFrameList>();
     const ListLayout& list = params.list;
     const PavaFullData& rec = *an->record();
-    log::encodeEntry(def.encodeLogName());
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     std::span<const PavaDataItem> items = rec.dataList;
     if (list.countAt == kNoCount) {

@@ -435,9 +435,8 @@ int encode10004(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
 }
 
 int encode10005(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
-    log::encodeEntry(def.id);
     int rc = 0;
-    PavaMsg* frame = beginFrame(out, an, def.id, &rc);
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
     const PavaFullData& rec = recordOf(an);
     writeFields(kShortPrefix, rec, frame->body, kBodyEnd);
