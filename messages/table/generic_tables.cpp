@@ -82,6 +82,15 @@ void closeInsertedFrame(PavaMsg& frame, int length) noexcept {
     head.setContinued(false);
 }
 
+// The frame 10003 sends in place of an absent item: the prefix and a zero
+// count, marked as an inserted frame.
+void sendInsertedPrefix(PavaMsgList* out, const PavaFullData& rec) {
+    PavaMsg& frame = ownFrame(out, rec);
+    writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
+    writeIntField(0, frame.body + kCountPos, 4);
+    closeInsertedFrame(frame, kEntriesPos);
+}
+
 // One frame that holds the prefix (and optionally a zero count) only.
 int sendPrefixOnly(PavaMsgList* out, const PavaFullData& rec, int length) {
     PavaMsg& frame = ownFrame(out, rec);
@@ -92,9 +101,17 @@ int sendPrefixOnly(PavaMsgList* out, const PavaFullData& rec, int length) {
     return 0;
 }
 
-// A refusal where a record would take the frame past its body.
-int refuseUnsafe(PavaMsgList* out, int64_t size) {
-    log::format(kFieldOverText, static_cast<int>(size > kBodyEnd * 2 ? kBodyEnd * 2 : size));
+// The family's size text for a read or write that would leave the body;
+// reach is the body offset where it would end (its start, before the body).
+void logOutside(int64_t reach) {
+    const int64_t shown = reach > kBodyEnd * 2 ? kBodyEnd * 2 : reach < -kBodyEnd ? -kBodyEnd : reach;
+    log::format(kFieldOverText, static_cast<int>(shown));
+}
+
+// A refusal where a write would leave the body: the frame in progress is
+// dropped, frames appended before it stay.
+int refuseUnsafe(PavaMsgList* out, int64_t reach) {
+    logOutside(reach);
     out->pop_back();
     return -1;
 }
@@ -110,56 +127,59 @@ enum class ValueWrite : uint8_t {
 
 enum class Run : uint8_t { Ok, TooLong, Unsafe };
 
-// Writes one entry at pos (type, length, value) and advances pos. A negative
-// length moves pos back; before the body start only where nothing is written
-// after the entry (endsBody).
-Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos, bool endsBody = false) noexcept {
-    const int64_t next = int64_t{pos} + kEntryHead + e.fieldLen;
-    if (pos + kEntryHead > kBodyEnd || next > kBodyEnd || (next < 0 && !endsBody)) return Run::Unsafe;
-    if (how == ValueWrite::Exact && e.fieldLen < 0) return Run::Unsafe;
+// Writes one entry at pos (type, length, value) and advances pos by 6 plus
+// its length field, whatever the value's own length: a negative length moves
+// pos back, a C string shorter than its length field leaves pos behind the
+// body end. Only the bytes really written are checked against the body: the
+// 6-character head and the value (exactly length-field bytes, or the C string
+// with its terminator; a negative length is a copy of negative size). A write
+// that would leave the body writes nothing and sets reach to where it would
+// end. Callers test the length field against their limits first, so pos
+// stays far inside the int range.
+Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos, int64_t& reach) noexcept {
+    const int64_t valueAt = int64_t{pos} + kEntryHead;
+    const size_t textSize = how == ValueWrite::CString ? std::strlen(e.fieldText1.c_str()) + 1 : 0;
+    const int64_t valueEnd = valueAt + (how == ValueWrite::Exact ? int64_t{e.fieldLen} : static_cast<int64_t>(textSize));
+    if (pos < 0 || valueAt > kBodyEnd || valueEnd > kBodyEnd || valueEnd < valueAt) {
+        reach = pos < 0 ? pos : valueAt > kBodyEnd ? valueAt : valueEnd;
+        return Run::Unsafe;
+    }
     writeIntField(e.fieldType, body + pos, 2);
     writeIntField(e.fieldLen, body + pos + 2, 4);
-    char* value = body + pos + kEntryHead;
+    char* value = body + valueAt;
     if (how == ValueWrite::Exact) {
         copyValueBytes(value, e.fieldText1, e.fieldLen);
     } else {
-        // The text and its terminator; a longer text runs on behind the
-        // entry until the next entry overwrites it. A text that would run
-        // past the body end is refused; a terminator just behind the body
-        // end is dropped.
-        const size_t room = static_cast<size_t>(body + kBodyEnd - value);
-        size_t n = std::strlen(e.fieldText1.c_str()) + 1;
-        if (n > room + 1) return Run::Unsafe;
-        if (n > room) n = room;
-        std::memcpy(value, e.fieldText1.c_str(), n);
+        // A longer text runs on behind the entry until the next entry
+        // overwrites it.
+        std::memcpy(value, e.fieldText1.c_str(), textSize);
     }
-    pos = static_cast<int>(next);
+    pos = static_cast<int>(valueAt + e.fieldLen);
     return Run::Ok;
 }
 
 // A run of entries of one frame (10001, 10003, first form of 10002). Before
 // each entry: its length must not pass `limit`, and length + 6 + testPos must
 // stay within the body, testPos being the end of the previous entry (0 before
-// the first one of the message). endsBody: nothing is written after the run.
-Run writeEntryRun(const std::vector<PavaFieldItem>& entries, ValueWrite how, int limit, char* body,
-                  int& pos, int& testPos, bool endsBody = false) noexcept {
+// the first one of the message). Unsafe sets reach (see writeEntry).
+Run writeEntryRun(const std::vector<PavaFieldItem>& entries, ValueWrite how, int limit, char* body, int& pos,
+                  int& testPos, int64_t& reach) noexcept {
     for (const PavaFieldItem& e : entries) {
         if (e.fieldLen > limit || int64_t{e.fieldLen} + kEntryHead + testPos > kBodyEnd) return Run::TooLong;
-        if (const Run r = writeEntry(e, how, body, pos, endsBody && &e == &entries.back()); r != Run::Ok) return r;
+        if (const Run r = writeEntry(e, how, body, pos, reach); r != Run::Ok) return r;
         testPos = pos;
     }
     return Run::Ok;
 }
 
-// The fields of the first record as one frame: count at 28, fields from 32.
-// Returns the end position, or a failure.
-// endsBody: nothing is written behind the fields.
+// The fields of the first record as one frame: count at 28, fields from 32;
+// pos ends behind the last field.
 Run writeFirstRecordFields(const PavaRecordItem& first, ValueWrite how, char* body, int& pos, int& testPos,
-                           bool endsBody = false) noexcept {
+                           int64_t& reach) noexcept {
     writeIntField(static_cast<int>(first.fieldList.size()), body + kCountPos, 4);
     pos = kEntriesPos;
     testPos = 0;
-    return writeEntryRun(first.fieldList, how, 8154, body, pos, testPos, endsBody);
+    return writeEntryRun(first.fieldList, how, 8154, body, pos, testPos, reach);
 }
 
 // ---------------------------------------------------------------------------
@@ -189,20 +209,18 @@ enum class Rec : uint8_t { Ok, FieldTooLong, WhereTooLong, FieldNoRoom, WhereNoR
 
 struct RecordResult {
     Rec rc = Rec::Ok;
-    int64_t size = 0;     // record bytes up to and including the failing entry
+    int64_t size = 0;     // record bytes up to and including the failing entry;
+                          // for Unsafe, the body offset the write would reach
     int64_t written = 0;  // entry bytes of the record written before it
 };
 
 // Writes one record at pos: its field count (4), its fields and, for
-// 10004, its where-items. pos advances on success only.
+// 10004, its where-items. pos advances on success only. The field count is
+// written before any entry is tested, so a count that would not fit in the
+// body fails the message (Unsafe) rather than starting a new frame.
 RecordResult writeRecord(const RecordSplit& p, const PavaRecordItem& record, char* body, int& pos) noexcept {
     const int start = pos;
-    const bool hasEntries = !record.fieldList.empty() || p.whereItems;
-    if (start + 4 > kBodyEnd) {
-        // The first entry cannot fit behind a count that does not fit either.
-        if (!hasEntries) return {Rec::Unsafe, start + 4, 0};
-        return {record.fieldList.empty() ? Rec::WhereNoRoom : Rec::FieldNoRoom, 4 + kEntryHead, 0};
-    }
+    if (start + 4 > kBodyEnd) return {Rec::Unsafe, int64_t{start} + 4, 0};
     writeIntField(static_cast<int>(record.fieldList.size()), body + start, 4);
     int at = start + 4;
     auto place = [&](const PavaFieldItem& e, int limit, Rec tooLong, Rec noRoom) -> RecordResult {
@@ -210,7 +228,8 @@ RecordResult writeRecord(const RecordSplit& p, const PavaRecordItem& record, cha
         const int64_t written = at - start - 4;
         if (e.fieldLen > limit) return {tooLong, size, written};
         if (int64_t{e.fieldLen} + kEntryHead + at > kBodyEnd) return {noRoom, size, written};
-        if (writeEntry(e, ValueWrite::Exact, body, at) != Run::Ok) return {Rec::Unsafe, size, written};
+        if (int64_t reach = 0; writeEntry(e, ValueWrite::Exact, body, at, reach) != Run::Ok)
+            return {Rec::Unsafe, reach, written};
         return {};
     };
     for (const PavaFieldItem& f : record.fieldList)
@@ -306,21 +325,24 @@ int encode10001(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     const PavaRecordItem& first = rec.recordList.front();
     int pos = 0;
     int testPos = 0;
-    Run r = writeFirstRecordFields(first, ValueWrite::CString, frame.body, pos, testPos);
+    int64_t reach = 0;
+    Run r = writeFirstRecordFields(first, ValueWrite::CString, frame.body, pos, testPos, reach);
     if (r == Run::TooLong) {
         out->clear();
         return -1;
     }
-    if (r == Run::Unsafe || pos + 2 > kBodyEnd) return refuseUnsafe(out, int64_t{pos} + 2);
-    const int itemCountPos = pos;
-    writeIntField(static_cast<int>(first.fieldList2.size()), frame.body + itemCountPos, 2);
+    if (r == Run::Unsafe) return refuseUnsafe(out, reach);
+    // The item count behind the fields, where a negative last length may
+    // have taken the position before the body start.
+    if (pos < 0 || pos + 2 > kBodyEnd) return refuseUnsafe(out, pos < 0 ? pos : int64_t{pos} + 2);
+    writeIntField(static_cast<int>(first.fieldList2.size()), frame.body + pos, 2);
     pos += 2;
-    r = writeEntryRun(first.fieldList2, ValueWrite::CString, 8154, frame.body, pos, testPos, true);
+    r = writeEntryRun(first.fieldList2, ValueWrite::CString, 8154, frame.body, pos, testPos, reach);
     if (r == Run::TooLong) {
         out->pop_back();
         return -1;
     }
-    if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+    if (r == Run::Unsafe) return refuseUnsafe(out, reach);
     // The body ends where the last entry ended (the item count behind the
     // fields counts only once an item follows it). A record without entries,
     // or a last item whose negative length takes the position back to the
@@ -345,12 +367,13 @@ int encode10002(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
         writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
         int pos = 0;
         int testPos = 0;
-        const Run r = writeFirstRecordFields(first, ValueWrite::Exact, frame.body, pos, testPos);
+        int64_t reach = 0;
+        const Run r = writeFirstRecordFields(first, ValueWrite::Exact, frame.body, pos, testPos, reach);
         if (r == Run::TooLong) {
             out->clear();
             return -1;
         }
-        if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+        if (r == Run::Unsafe) return refuseUnsafe(out, reach);
         log::format(kFieldFrameText, static_cast<int>(first.fieldList.size()), 1);
         closeFrame(frame, pos, 1);
         markFrameCount(*out);
@@ -380,14 +403,19 @@ int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     }
     const PavaRecordItem* first = rec.recordList.empty() ? nullptr : &rec.recordList.front();
     if (sub == 5) {
-        if (first == nullptr || first->fieldList2.empty()) return sendPrefixOnly(out, rec, kEntriesPos);
+        // Both the item's frame and the stand-in without an item are
+        // inserted frames.
+        if (first == nullptr || first->fieldList2.empty()) {
+            sendInsertedPrefix(out, rec);
+            return 0;
+        }
         const PavaFieldItem& item = first->fieldList2.front();
         if (item.fieldLen > 8158) return -1;
         PavaMsg& frame = ownFrame(out, rec);
         writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
         int pos = kCountPos;
-        if (writeEntry(item, ValueWrite::CString, frame.body, pos, true) != Run::Ok)
-            return refuseUnsafe(out, int64_t{kCountPos} + kEntryHead + item.fieldLen);
+        if (int64_t reach = 0; writeEntry(item, ValueWrite::CString, frame.body, pos, reach) != Run::Ok)
+            return refuseUnsafe(out, reach);
         closeInsertedFrame(frame, pos);
         return 0;
     }
@@ -396,14 +424,15 @@ int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
     int pos = 0;
     int testPos = 0;
+    int64_t reach = 0;
     // The fields end the body: a last field whose negative length takes the
     // position before the body start is sent with that length.
-    const Run r = writeFirstRecordFields(*first, ValueWrite::CString, frame.body, pos, testPos, true);
+    const Run r = writeFirstRecordFields(*first, ValueWrite::CString, frame.body, pos, testPos, reach);
     if (r == Run::TooLong) {
         out->pop_back();
         return -1;
     }
-    if (r == Run::Unsafe) return refuseUnsafe(out, kBodyEnd + 1);
+    if (r == Run::Unsafe) return refuseUnsafe(out, reach);
     log::format(kFieldFrameText, static_cast<int>(first->fieldList.size()), 1);
     closeFrame(frame, pos, 1);
     markFrameCount(*out);
@@ -482,22 +511,37 @@ int encode10006(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
 // Decoders
 // ---------------------------------------------------------------------------
 
+// What an entry parse gives back: the characters consumed (above 0), 0 where
+// the parse stops on its own (a count below 1, or a size test failing), or
+// kOutside where it would read outside the body. kOutside is also the
+// decoders' failure result.
+constexpr int kOutside = -1;
+
+// A read that would leave the body: logged; returns kOutside.
+int readOutside(int64_t reach) {
+    logOutside(reach);
+    return kOutside;
+}
+
 // Parses `count` entries from pos into list. Before each entry, base plus
 // the characters consumed plus 27 must stay within the body, and so must
-// that sum plus the entry's length. Returns the characters consumed, or 0
-// for a failure or a count below 1.
+// that sum plus the entry's length. Those tests count from base, not from
+// pos, so they do not keep the reads inside the body when the entries start
+// late: a head or value that would be read outside it, or a negative length
+// (a read of negative size), gives kOutside.
 int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem>& list, int base = 15) {
     if (count < 1) return 0;
     int consumed = 0;
     for (int i = 0; i < count; ++i) {
         if (base + consumed + 27 > kBodyEnd) return 0;
         const int at = pos + consumed;
-        if (at + kEntryHead > kBodyEnd) return 0;
+        if (at + kEntryHead > kBodyEnd) return readOutside(int64_t{at} + (at + 2 > kBodyEnd ? 2 : kEntryHead));
         PavaFieldItem e;
         e.fieldType = readIntField(body + at, 2);
         e.fieldLen = readIntField(body + at + 2, 4);
+        const int64_t valueEnd = int64_t{at} + kEntryHead + e.fieldLen;
         if (int64_t{base} + consumed + 27 + e.fieldLen > kBodyEnd) return 0;
-        if (e.fieldLen < 0 || at + kEntryHead + e.fieldLen > kBodyEnd) return 0;
+        if (e.fieldLen < 0 || valueEnd > kBodyEnd) return readOutside(valueEnd);
         e.fieldText1.assign(body + at + kEntryHead, static_cast<size_t>(e.fieldLen));
         consumed += kEntryHead + e.fieldLen;
         list.push_back(std::move(e));
@@ -505,16 +549,22 @@ int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem
     return consumed;
 }
 
-// Records back to back from pos: a field count (4), then its fields. Ends at
-// the first record whose fields fail to parse.
-void parseRecords(const char* body, int pos, int count, std::vector<PavaRecordItem>& records) {
-    for (int i = 0; i < count && pos + 4 <= kBodyEnd; ++i) {
+// Records back to back from pos: a field count (4), then its fields. Ends
+// quietly at the first record whose fields fail to parse; a read outside the
+// body fails (-1) with the records before it kept. A field count that would
+// pass the body end stops quietly when countEndsQuietly, else fails.
+int parseRecords(const char* body, int pos, int count, std::vector<PavaRecordItem>& records,
+                 bool countEndsQuietly) {
+    for (int i = 0; i < count; ++i) {
+        if (pos + 4 > kBodyEnd) return countEndsQuietly ? 0 : readOutside(int64_t{pos} + 4);
         PavaRecordItem record;
         const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fieldList);
-        if (n == 0) return;
+        if (n == kOutside) return -1;
+        if (n == 0) return 0;
         records.push_back(std::move(record));
         pos += 4 + n;
     }
+    return 0;
 }
 
 struct DecodeTexts {
@@ -566,21 +616,27 @@ int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const int fieldCount = readIntField(body + kCountPos, 4);
     if (fieldCount > 0) {
         consumed = parseEntries(body, kEntriesPos, fieldCount, record.fieldList);
+        if (consumed == kOutside) return -1;
         if (consumed == 0) return 0;
         rec->recordList.push_back(record);
     }
+    // The size tests leave the item count inside the body.
     const int itemsPos = kEntriesPos + consumed;
-    if (parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), record.fieldList2) != 0)
-        rec->recordList.push_back(std::move(record));
+    const int items = parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), record.fieldList2);
+    if (items == kOutside) return -1;
+    if (items != 0) rec->recordList.push_back(std::move(record));
     return 0;
 }
 
 // Parses `count` entries into a new record's list and appends the record
-// when the parse succeeds.
-void parseOneRecord(const char* body, int pos, int count, std::vector<PavaFieldItem> PavaRecordItem::*list,
-                    std::vector<PavaRecordItem>& records) {
+// when the parse succeeds; -1 for a read outside the body.
+int parseOneRecord(const char* body, int pos, int count, std::vector<PavaFieldItem> PavaRecordItem::*list,
+                   std::vector<PavaRecordItem>& records) {
     PavaRecordItem record;
-    if (parseEntries(body, pos, count, record.*list) != 0) records.push_back(std::move(record));
+    const int n = parseEntries(body, pos, count, record.*list);
+    if (n == kOutside) return -1;
+    if (n != 0) records.push_back(std::move(record));
+    return 0;
 }
 
 int decode10002(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
@@ -589,14 +645,10 @@ int decode10002(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const char* body = frame->body;
     const int fn = rec->intValue14;
     const int count = readIntField(body + kCountPos, 4);
-    if (fn == 1) {
-        parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
-        return 0;
-    }
+    if (fn == 1) return parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
     if (fn != 2 && fn != 3) return 0;
     if (!subTypeIn(rec->intValue16, 1, 2, kFuncType10003)) return -1;
-    parseRecords(body, kEntriesPos, count, rec->recordList);
-    return 0;
+    return parseRecords(body, kEntriesPos, count, rec->recordList, false);
 }
 
 int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
@@ -605,19 +657,18 @@ int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!subTypeIn(rec->intValue16, 3, 5, "error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "))
         return -1;
     const char* body = frame->body;
-    if (rec->intValue16 == 5) {
-        parseOneRecord(body, kCountPos, 1, &PavaRecordItem::fieldList2, rec->recordList);
-        return 0;
-    }
+    if (rec->intValue16 == 5) return parseOneRecord(body, kCountPos, 1, &PavaRecordItem::fieldList2, rec->recordList);
     rec->recordList.clear();
     const int count = readIntField(body + kCountPos, 4);
-    if (count != 0) parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
-    return 0;
+    if (count == 0) return 0;
+    return parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
 }
 
 // 10004 records: a field count (4), the fields, then the where-items. The
 // layout carries no where-item count: every record but the last of the count
 // holds one where-item, the last one those up to the frame's body length.
+// Records stop quietly where a field count would pass that length (or the
+// body end); entries that would be read outside the body fail the decode.
 int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     PavaFullData* rec = openTable(kDecode10004, kTablePrefix, frame, an);
     if (rec == nullptr) return -1;
@@ -638,11 +689,13 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
         pos += 4;
         if (fieldCount != 0) {
             const int n = parseEntries(body, pos, fieldCount, record.fieldList);
+            if (n == kOutside) return -1;
             if (n == 0) return 0;
             pos += n;
         }
         do {
             const int n = parseEntries(body, pos, 1, record.fieldList2);
+            if (n == kOutside) return -1;
             if (n == 0) return 0;
             pos += n;
         } while (i + 1 == count && pos < end);
@@ -654,9 +707,10 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
 int decode10005(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     PavaFullData* rec = openTable(kDecode10005, kShortPrefix, frame, an);
     if (rec == nullptr) return -1;
-    // As many characters as the text holds on entry (none after the reset).
-    size_t n = rec->string4.size() < 8187 ? rec->string4.size() : 8187;
-    if (n > static_cast<size_t>(kBodyEnd - 20)) n = static_cast<size_t>(kBodyEnd - 20);
+    // As many characters as the text holds on entry (none after the reset);
+    // more than the body holds behind position 20 fails, the text unchanged.
+    const size_t n = rec->string4.size() < 8187 ? rec->string4.size() : 8187;
+    if (n > static_cast<size_t>(kBodyEnd - 20)) return readOutside(20 + static_cast<int64_t>(n));
     rec->string4.assign(frame->body + 20, n);
     return 0;
 }
@@ -668,10 +722,11 @@ int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const int sub = rec->intValue16;
     if (sub >= 3 && sub <= 5) {
         rec->intValue4 = readIntField(body + 20, 1);
-    } else if (sub == 1 || sub == 2) {
-        parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4), rec->recordList);
+        return 0;
     }
-    return 0;
+    if (sub != 1 && sub != 2) return 0;
+    return parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4),
+                        rec->recordList, true);
 }
 
 constexpr MessageDef kMessages[] = {
