@@ -139,7 +139,8 @@ enum class Run : uint8_t { Ok, TooLong, Unsafe };
 Run writeEntry(const PavaFieldItem& e, ValueWrite how, char* body, int& pos, int64_t& reach) noexcept {
     const int64_t valueAt = int64_t{pos} + kEntryHead;
     const size_t textSize = how == ValueWrite::CString ? std::strlen(e.fieldText1.c_str()) + 1 : 0;
-    const int64_t valueEnd = valueAt + (how == ValueWrite::Exact ? int64_t{e.fieldLen} : static_cast<int64_t>(textSize));
+    const int64_t valueSize = how == ValueWrite::Exact ? int64_t{e.fieldLen} : static_cast<int64_t>(textSize);
+    const int64_t valueEnd = valueAt + valueSize;
     if (pos < 0 || valueAt > kBodyEnd || valueEnd > kBodyEnd || valueEnd < valueAt) {
         reach = pos < 0 ? pos : valueAt > kBodyEnd ? valueAt : valueEnd;
         return Run::Unsafe;
