@@ -8,6 +8,13 @@
 // carries one free text. These encoders (10005 aside) build their own header:
 // RII, id, length 0, NUL type and flag bytes; position 14 numbers the frames
 // and a final pass writes the frame count at position 8.
+//
+// Every byte written or read is checked against the 8192-byte body, not the
+// positions in between: a write that would leave it fails the encode (the
+// frame in progress dropped, frames appended before it kept), a read that
+// would leave it fails the decode (the records decoded so far kept), both
+// logged with the family's size text. The size tests of the layout itself
+// come first and keep their own outcome.
 #include <cstdint>
 #include <cstring>
 #include <vector>
