@@ -21,7 +21,12 @@ def sample(type_, rnd, hostile, depth=0):
         elif kind == _lib.KIND_INT32:
             out[name] = rnd.randrange(-2**31, 2**31) if hostile else rnd.randrange(0, 1000)
         elif kind in TEXTS:
-            n = size if kind == _lib.KIND_CHARS else rnd.choice((0, 5, 40, 9000) if hostile else (3, 20))
+            if kind == _lib.KIND_CHARS:
+                n = size
+            elif hostile:  # now and then a text longer than any body
+                n = 9000 if rnd.random() < 0.03 else rnd.choice((0, 5, 40))
+            else:
+                n = rnd.choice((3, 20))
             if hostile:
                 out[name] = rnd.randbytes(rnd.randrange(0, n + 1))
             else:
