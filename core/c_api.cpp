@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -245,13 +246,15 @@ struct Undo {
     }
 };
 
+// Decimal digits only; an index of more than 9 digits is past any list.
 bool parseIndex(std::string_view digits, size_t& index) {
-    if (digits.empty() || digits.size() > 9) return false;  // larger indexes are out of range anyway
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos) return false;
     index = 0;
-    for (const char c : digits) {
-        if (c < '0' || c > '9') return false;
-        index = index * 10 + static_cast<size_t>(c - '0');
+    if (digits.size() > 9) {
+        index = SIZE_MAX;
+        return true;
     }
+    for (const char c : digits) index = index * 10 + static_cast<size_t>(c - '0');
     return true;
 }
 

@@ -101,6 +101,8 @@ static void test_members_by_path(void) {
     CHECK_RC(pava_set_bytes(rec, "fileBlock.fbCodes[200]", "A", 1), PAVA_RC_INDEX);
     CHECK_RC(pava_set_int(rec, "dataList[1].itemId", 1), PAVA_RC_INDEX); /* two past the end */
     CHECK_RC(pava_set_int(rec, "recordList[0].fieldList[3].fieldLen", 1), PAVA_RC_INDEX);
+    CHECK_RC(pava_set_int(rec, "recordList[99999999999999999999].recInt", 1), PAVA_RC_INDEX);
+    CHECK_RC(pava_list_resize(rec, "dataList", (size_t)-1), PAVA_RC_NO_MEMORY);
     /* An append that the member then refuses is taken back. */
     CHECK_RC(pava_set_bytes(rec, "settingList[0].setText30", "0123456789012345678901234567890", 31),
              PAVA_RC_TOO_LONG);
