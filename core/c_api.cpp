@@ -313,6 +313,7 @@ int walk(PavaFullData& rec, const char* path, Walk mode, Target& out, Undo* undo
 Slot leafSlot(const Target& t) {
     const Entry& e = *t.entry;
     if (e.container == Container::FbCodes) {
+        if (t.row < 0) return {};
         auto& codes = static_cast<PavaFullData*>(t.object)->fileBlock.fbCodes;
         return {SlotType::Chars, codes[t.row], static_cast<int>(sizeof codes[0])};
     }
@@ -438,9 +439,10 @@ PAVA_API int PAVA_CALL pava_get_int(const pava_record* record, const char* path,
     return guarded([&] {
         Target t;
         if (const int rc = readAt(record, path, t); rc != PAVA_RC_OK) return rc;
-        const Slot s = t.row >= 0 ? Slot{} : leafSlot(t);
-        if (s.type != SlotType::Int32 && s.type != SlotType::UInt16) return PAVA_RC_WRONG_KIND;
+        const int kind = targetKind(t);
+        if (kind != PAVA_KIND_INT32 && kind != PAVA_KIND_UINT16) return PAVA_RC_WRONG_KIND;
         if (value == nullptr) return PAVA_RC_NULL;
+        const Slot s = leafSlot(t);
         *value = s.type == SlotType::Int32 ? *static_cast<const int32_t*>(s.ptr) : *static_cast<const uint16_t*>(s.ptr);
         return PAVA_RC_OK;
     });

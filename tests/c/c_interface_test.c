@@ -123,6 +123,10 @@ static void test_members_by_path(void) {
         size_t length = 0;
         CHECK_RC(pava_get_int(rec, "dataList[0].itemId", &v), PAVA_RC_INDEX);
         CHECK_RC(pava_get_int(rec, "string1", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_int(rec, "fileBlock", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_int(rec, "fileBlock.fbCodes", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_int(rec, "fileBlock.fbCodes[1]", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_bytes(rec, "recordList", small, sizeof small, &length), PAVA_RC_WRONG_KIND);
         CHECK_RC(pava_get_bytes(rec, "text12b", small, sizeof small, &length), PAVA_RC_BUFFER);
         CHECK(length == 13);
         CHECK_RC(pava_get_bytes(rec, "text12b", NULL, 0, &length), PAVA_RC_BUFFER);
