@@ -47,7 +47,9 @@ using namespace pava;
 constexpr int kTypeCount = PAVA_TYPE_FIELD_ITEM + 1;
 
 // The members that hold other objects; everything else is a leaf slot.
-enum class Container : uint8_t { None, DataList, DataList2, SettingList, RecordList, FileBlock, FbCodes, FieldList, FieldList2 };
+enum class Container : uint8_t {
+    None, DataList, DataList2, SettingList, RecordList, FileBlock, FbCodes, FieldList, FieldList2
+};
 
 struct Entry {
     pava_member_info info{};
@@ -317,7 +319,10 @@ Slot leafSlot(const Target& t) {
         auto& codes = static_cast<PavaFullData*>(t.object)->fileBlock.fbCodes;
         return {SlotType::Chars, codes[t.row], static_cast<int>(sizeof codes[0])};
     }
-    if (e.recordItem >= 0) return recordItemMembers()[static_cast<size_t>(e.recordItem)].slot(*static_cast<PavaRecordItem*>(t.object));
+    if (e.recordItem >= 0) {
+        const RecordItemMember& m = recordItemMembers()[static_cast<size_t>(e.recordItem)];
+        return m.slot(*static_cast<PavaRecordItem*>(t.object));
+    }
     switch (t.type) {
     case PAVA_TYPE_RECORD:
     case PAVA_TYPE_FILE_BLOCK: return slotOf(*static_cast<PavaFullData*>(t.object), e.member);
@@ -454,9 +459,14 @@ PAVA_API int PAVA_CALL pava_set_int(pava_record* record, const char* path, int64
             record, path,
             [&](const Target& t) {
                 const int kind = targetKind(t);
-                if (kind == PAVA_KIND_INT32) return value >= INT32_MIN && value <= INT32_MAX ? PAVA_RC_OK : PAVA_RC_RANGE;
-                if (kind == PAVA_KIND_UINT16) return value >= 0 && value <= UINT16_MAX ? PAVA_RC_OK : PAVA_RC_RANGE;
-                return PAVA_RC_WRONG_KIND;
+                bool fits = false;
+                if (kind == PAVA_KIND_INT32)
+                    fits = value >= INT32_MIN && value <= INT32_MAX;
+                else if (kind == PAVA_KIND_UINT16)
+                    fits = value >= 0 && value <= UINT16_MAX;
+                else
+                    return PAVA_RC_WRONG_KIND;
+                return fits ? PAVA_RC_OK : PAVA_RC_RANGE;
             },
             [&](const Target& t) {
                 const Slot s = leafSlot(t);
@@ -529,7 +539,8 @@ PAVA_API int PAVA_CALL pava_list_size(const pava_record* record, const char* pat
         const int kind = t.entry->info.kind;
         if (kind != PAVA_KIND_LIST && kind != PAVA_KIND_ROWS) return PAVA_RC_WRONG_KIND;
         if (size == nullptr) return PAVA_RC_NULL;
-        *size = kind == PAVA_KIND_ROWS ? static_cast<size_t>(t.entry->info.count) : listSize(t.object, t.entry->container);
+        *size = kind == PAVA_KIND_ROWS ? static_cast<size_t>(t.entry->info.count)
+                                       : listSize(t.object, t.entry->container);
         return PAVA_RC_OK;
     });
 }
@@ -667,11 +678,13 @@ PAVA_API int PAVA_CALL pava_layout_field(int id, int table, size_t index, pava_f
         const MessageDef* def = findMessage(id);
         if (def == nullptr) return PAVA_RC_NO_HANDLER;
         const Layout& layout = def->layout;
+        const ListShape noList;
+        const ListShape& list = layout.list != nullptr ? *layout.list : noList;
         switch (table) {
         case PAVA_TABLE_FIELDS: return copyFieldInfo(layout.fields, index, info);
         case PAVA_TABLE_DECODE_FIELDS: return copyFieldInfo(layout.decodeFields, index, info);
-        case PAVA_TABLE_ITEM_FIELDS: return copyFieldInfo(layout.list ? layout.list->itemFields : std::span<const Field>(), index, info);
-        default: return copyFieldInfo(layout.list ? layout.list->itemDecodeFields : std::span<const Field>(), index, info);
+        case PAVA_TABLE_ITEM_FIELDS: return copyFieldInfo(list.itemFields, index, info);
+        default: return copyFieldInfo(list.itemDecodeFields, index, info);
         }
     });
 }
