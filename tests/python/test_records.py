@@ -147,3 +147,20 @@ def test_log_sink():
     with pytest.raises(TypeError):
         pava.set_log("stdout")
     pava.set_log(pava.STDOUT)
+
+
+def test_calls_from_several_threads_agree_with_one():
+    from concurrent.futures import ThreadPoolExecutor
+    records = [dict(ADDRESS, msgId=i) for i in pava.ids() if 20001 <= i <= 20013]
+    records.append({"msgId": 20020, "dataList": [{"itemId": i} for i in range(500)]})
+
+    def round_trip(record):
+        try:
+            return [pava.decode(f) for f in pava.encode(record)]
+        except pava.PavaError as e:
+            return e.code
+
+    alone = [round_trip(r) for r in records]
+    with ThreadPoolExecutor(4) as pool:  # ctypes lets go of the interpreter lock in each call
+        for _ in range(3):
+            assert list(pool.map(round_trip, records)) == alone
