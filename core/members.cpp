@@ -101,4 +101,15 @@ Slot slotOf(PavaFieldItem& item, Member m) noexcept {
     }
 }
 
+namespace {
+constexpr RecordItemMember kRecordItemMembers[] = {
+    {"recText1", [](PavaRecordItem& r) noexcept { return slot(r.recText1); }},
+    {"recText2", [](PavaRecordItem& r) noexcept { return slot(r.recText2); }},
+    {"recText3", [](PavaRecordItem& r) noexcept { return slot(r.recText3); }},
+    {"recInt", [](PavaRecordItem& r) noexcept { return slot(r.recInt); }},
+};
+}  // namespace
+
+std::span<const RecordItemMember> recordItemMembers() noexcept { return kRecordItemMembers; }
+
 }  // namespace pava

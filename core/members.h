@@ -4,6 +4,7 @@
 #define ZMPAVA_CORE_MEMBERS_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "ZMPavaAnalyzer.h"
@@ -58,6 +59,15 @@ Slot slotOf(PavaFullData& rec, Member m) noexcept;
 Slot slotOf(PavaDataItem& item, Member m) noexcept;
 Slot slotOf(PavaSettingItem& item, Member m) noexcept;
 Slot slotOf(PavaFieldItem& item, Member m) noexcept;
+
+// The members of a record item (PavaRecordItem) besides its two field lists.
+// No layout names them, so they are not Members; the tool and the C interface
+// reach them by name through this table.
+struct RecordItemMember {
+    const char* name;
+    Slot (*slot)(PavaRecordItem& item) noexcept;
+};
+std::span<const RecordItemMember> recordItemMembers() noexcept;
 
 }  // namespace pava
 

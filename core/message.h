@@ -42,6 +42,9 @@ const MessageDef* findMessage(int id);
 // Every registered codec, in ascending id order.
 std::span<const MessageDef* const> registeredMessages();
 
+// The name of the family whose table holds def ("?" for a definition of none).
+const char* familyName(const MessageDef& def) noexcept;
+
 // Codec of the fixed-layout messages: header from the record, zeroed body,
 // the layout's fields, the declared length, continuation '0', one frame.
 int encodeFixedLayout(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);

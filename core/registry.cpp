@@ -43,4 +43,12 @@ const MessageDef* findMessage(int id) {
 
 std::span<const MessageDef* const> registeredMessages() { return registry(); }
 
+const char* familyName(const MessageDef& def) noexcept {
+    for (const messages::Family& family : messages::kFamilies) {
+        const auto defs = family.messages();
+        if (!defs.empty() && &def >= defs.data() && &def < defs.data() + defs.size()) return family.name;
+    }
+    return "?";
+}
+
 }  // namespace pava

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Cross-builds the 32-bit Windows DLL and checks that it exports exactly the
-# entry points, undecorated, and needs nothing beyond the system's DLLs.
+# entry points of the C++ and the C interface, undecorated, and needs nothing
+# beyond the system's DLLs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,8 +19,9 @@ fi
 cmake --workflow --preset windows-x86
 dll=build/windows-x86/ZMPavaAnalyzer.dll
 dump=$(i686-w64-mingw32-objdump -p "$dll")
-exports=$(sed -n '/Ordinal\/Name Pointer/,/^$/p' <<<"$dump" | grep -E '^\s+\[ *[0-9]+\]' | sed -E 's/^\s+\[ *[0-9]+\] //' | sort | tr '\n' ' ')
-[ "$exports" = "Data_To_Pava Pava_SetLogOutput Pava_To_Data " ] || { echo "unexpected exports: $exports"; exit 1; }
+exports=$(sed -n '/Ordinal\/Name Pointer/,/^$/p' <<<"$dump" | grep -E '^\s+\[ *[0-9]+\]' | sed -E 's/^\s+\[ *[0-9]+\] //' | LC_ALL=C sort | tr '\n' ' ')
+expected="Data_To_Pava Pava_SetLogOutput Pava_To_Data pava_decode pava_encode pava_encode_into pava_frames_at pava_frames_count pava_frames_free pava_frames_new pava_get_bytes pava_get_int pava_ids pava_layout pava_layout_field pava_list_resize pava_list_size pava_member_at pava_member_count pava_rc_text pava_record_copy pava_record_free pava_record_new pava_record_reset pava_set_bytes pava_set_int pava_set_log pava_wire_size "
+[ "$exports" = "$expected" ] || { echo "unexpected exports: $exports"; echo "expected:           $expected"; exit 1; }
 grep -q 'file format pei-i386' <<<"$dump" || { echo "not a 32-bit DLL"; exit 1; }
 imports=$(grep 'DLL Name' <<<"$dump" | awk '{print $3}' | sort | tr '\n' ' ')
 [ "$imports" = "KERNEL32.dll msvcrt.dll " ] || { echo "unexpected imports: $imports"; exit 1; }

@@ -1,4 +1,5 @@
-# Fails unless the library's dynamic symbol table defines exactly the entry points.
+# Fails unless the library's dynamic symbol table defines exactly the entry
+# points of the C++ and the C interface.
 execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
@@ -15,7 +16,8 @@ foreach(row IN LISTS rows)
   endif()
 endforeach()
 list(SORT exported)
-set(expected "Data_To_Pava;Pava_SetLogOutput;Pava_To_Data")
+# The C++ entry points and the C interface.
+set(expected "Data_To_Pava;Pava_SetLogOutput;Pava_To_Data;pava_decode;pava_encode;pava_encode_into;pava_frames_at;pava_frames_count;pava_frames_free;pava_frames_new;pava_get_bytes;pava_get_int;pava_ids;pava_layout;pava_layout_field;pava_list_resize;pava_list_size;pava_member_at;pava_member_count;pava_rc_text;pava_record_copy;pava_record_free;pava_record_new;pava_record_reset;pava_set_bytes;pava_set_int;pava_set_log;pava_wire_size")
 if(NOT exported STREQUAL expected)
   message(FATAL_ERROR "exported symbols are '${exported}', expected '${expected}'")
 endif()

@@ -144,24 +144,12 @@ void listFromJson(const Json& j, std::vector<Item>& items, MemberOwner owner, co
 
 constexpr auto kNoOther = [](auto&, const std::string&, const Json&, const std::string&) { return false; };
 
-// The members of a record item that the layouts never name.
-struct RecordItemMember {
-    const char* name;
-    Slot (*slot)(PavaRecordItem&);
-};
-constexpr RecordItemMember kRecordItemMembers[] = {
-    {"recText1", [](PavaRecordItem& r) { return Slot{SlotType::String, &r.recText1, 0}; }},
-    {"recText2", [](PavaRecordItem& r) { return Slot{SlotType::String, &r.recText2, 0}; }},
-    {"recText3", [](PavaRecordItem& r) { return Slot{SlotType::String, &r.recText3, 0}; }},
-    {"recInt", [](PavaRecordItem& r) { return Slot{SlotType::Int32, &r.recInt, 4}; }},
-};
-
 bool recordItemFromJson(PavaRecordItem& r, const std::string& key, const Json& v, const std::string& at) {
     if (key == "fieldList" || key == "fieldList2") {
         listFromJson(v, key == "fieldList" ? r.fieldList : r.fieldList2, MemberOwner::Field, at, kNoOther);
         return true;
     }
-    for (const RecordItemMember& m : kRecordItemMembers) {
+    for (const RecordItemMember& m : recordItemMembers()) {
         if (key == m.name) {
             slotFromJson(m.slot(r), v, at);
             return true;
@@ -223,7 +211,7 @@ Json recordToJson(const PavaFullData& rec) {
         Json e = Json::object();
         if (!item.fieldList.empty()) e["fieldList"] = listToJson(item.fieldList, MemberOwner::Field);
         if (!item.fieldList2.empty()) e["fieldList2"] = listToJson(item.fieldList2, MemberOwner::Field);
-        for (const RecordItemMember& m : kRecordItemMembers)
+        for (const RecordItemMember& m : recordItemMembers())
             if (Json v = slotToJson(m.slot(const_cast<PavaRecordItem&>(item))); !v.is_null()) e[m.name] = std::move(v);
         j["recordList"].push_back(std::move(e));
     }

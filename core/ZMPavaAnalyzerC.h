@@ -1,0 +1,258 @@
+/* ZMPavaAnalyzer: the plain C interface.
+ *
+ * A second way into the same codecs as ZMPavaAnalyzer.h, for callers that do
+ * not share the library's C++ runtime: C, other compilers (MSVC against the
+ * MinGW-built DLL), and foreign-function interfaces (Python ctypes, C#, Go,
+ * Rust). Only C types cross it; every function is exported undecorated with
+ * the cdecl convention, catches everything inside and reports through its
+ * return code.
+ *
+ * Records are opaque handles. Their members are reached by path:
+ *   "msgId", "text12b", "string1"                  members of the record
+ *   "fileBlock.fbText16a", "fileBlock.fbCodes[7]"  the nested file block
+ *   "dataList[3].itemText", "settingList[0].setId" list elements
+ *   "recordList[0].fieldList[2].fieldText1"        nested lists
+ * An index one past the end of a list in a set (or in pava_list_resize's
+ * list path) appends a reset element first, so a record can be built from
+ * empty lists by setting members in order.
+ *
+ * Every function that fails leaves the record as it was, except decoding,
+ * which keeps what it decoded before a decoder failed (as Pava_To_Data does).
+ * A handle may be used from any thread, one thread at a time; different
+ * handles may be used concurrently. Nothing returned needs freeing with the
+ * caller's own runtime: handles are freed with their pava_*_free function,
+ * and returned texts are static.
+ */
+#ifndef ZMPAVAANALYZERC_H
+#define ZMPAVAANALYZERC_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+/* The same definitions as in ZMPavaAnalyzer.h, so that both headers may be
+ * included in one translation unit. */
+#if defined(_WIN32)
+#  define PAVA_CALL __cdecl
+#  if defined(ZMPAVAANALYZER_BUILDING)
+#    define PAVA_API __declspec(dllexport)
+#  else
+#    define PAVA_API __declspec(dllimport)
+#  endif
+#else
+#  define PAVA_CALL
+#  define PAVA_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------------ */
+/* Return codes                                                              */
+/* ------------------------------------------------------------------------ */
+
+/* The codes of the C++ entry points. */
+#define PAVA_RC_OK 0
+#define PAVA_RC_NULL 0x10004       /* a required pointer is null */
+#define PAVA_RC_NO_HANDLER 0x10008 /* no codec for the message id */
+#define PAVA_RC_DECODE 0x10009     /* the decoder failed */
+#define PAVA_RC_ENCODE 0x1000a     /* the encoder failed */
+/* Codes of the C interface itself. */
+#define PAVA_RC_UNKNOWN_MEMBER 0x10101 /* a path names no member, or is malformed */
+#define PAVA_RC_WRONG_KIND 0x10102     /* the member is not of the kind the call reads or writes */
+#define PAVA_RC_INDEX 0x10103          /* an index is out of range */
+#define PAVA_RC_TOO_LONG 0x10104       /* bytes longer than the character array */
+#define PAVA_RC_RANGE 0x10105          /* a number outside the member's type */
+#define PAVA_RC_BUFFER 0x10106         /* the caller's buffer is too small; the size needed is returned */
+#define PAVA_RC_SIZE 0x10107           /* a frame buffer shorter than a header or longer than a frame */
+#define PAVA_RC_NO_MEMORY 0x10108      /* an allocation failed */
+#define PAVA_RC_ARGUMENT 0x10109       /* another argument is invalid (an unknown table or mode) */
+
+/* A frame: 16 header bytes, then up to 8192 body bytes. */
+#define PAVA_FRAME_SIZE 8208
+#define PAVA_HEADER_SIZE 16
+#define PAVA_BODY_SIZE 8192
+
+/* Describes a return code ("ok", "unknown member", ...); never null. */
+PAVA_API const char* PAVA_CALL pava_rc_text(int rc);
+
+/* ------------------------------------------------------------------------ */
+/* Records                                                                   */
+/* ------------------------------------------------------------------------ */
+
+typedef struct pava_record pava_record;
+
+/* A new record, every member at its reset value (zero, empty). */
+PAVA_API int PAVA_CALL pava_record_new(pava_record** out);
+/* Frees a record; null is ignored. */
+PAVA_API void PAVA_CALL pava_record_free(pava_record* record);
+/* Resets every member, as a decode does first. */
+PAVA_API int PAVA_CALL pava_record_reset(pava_record* record);
+/* Makes dest an exact copy of src. */
+PAVA_API int PAVA_CALL pava_record_copy(pava_record* dest, const pava_record* src);
+
+/* Integer members (32-bit signed, or 16-bit unsigned). Setting a number the
+ * member cannot hold gives PAVA_RC_RANGE. */
+PAVA_API int PAVA_CALL pava_get_int(const pava_record* record, const char* path, int64_t* value);
+PAVA_API int PAVA_CALL pava_set_int(pava_record* record, const char* path, int64_t value);
+
+/* Character arrays and strings as exact bytes (NULs and bytes >= 0x80 kept).
+ * A character array reads as its bytes up to its last non-NUL byte and is
+ * written NUL-filled behind the bytes; at most its size fits (else
+ * PAVA_RC_TOO_LONG). pava_get_bytes always stores the length in *length; it
+ * copies the bytes when capacity holds them, else returns PAVA_RC_BUFFER
+ * (buffer may be null with capacity 0 to ask for the length). */
+PAVA_API int PAVA_CALL pava_get_bytes(const pava_record* record, const char* path, char* buffer,
+                                      size_t capacity, size_t* length);
+PAVA_API int PAVA_CALL pava_set_bytes(pava_record* record, const char* path, const char* bytes,
+                                      size_t length);
+
+/* Lists ("dataList", "recordList[0].fieldList") and the fixed rows of
+ * "fileBlock.fbCodes": the number of elements. Resizing a list appends reset
+ * elements or drops elements from the end; the rows cannot be resized. */
+PAVA_API int PAVA_CALL pava_list_size(const pava_record* record, const char* path, size_t* size);
+PAVA_API int PAVA_CALL pava_list_resize(pava_record* record, const char* path, size_t size);
+
+/* ------------------------------------------------------------------------ */
+/* Encoding and decoding                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* A set of frames owned by the library, reused by every encode into it. */
+typedef struct pava_frames pava_frames;
+
+PAVA_API int PAVA_CALL pava_frames_new(pava_frames** out);
+PAVA_API void PAVA_CALL pava_frames_free(pava_frames* frames);
+PAVA_API size_t PAVA_CALL pava_frames_count(const pava_frames* frames);
+/* The index-th frame: its PAVA_FRAME_SIZE bytes (valid until the next encode
+ * into the set or its free) and its wire size. Either output may be null. */
+PAVA_API int PAVA_CALL pava_frames_at(const pava_frames* frames, size_t index, const char** frame,
+                                      size_t* wire_size);
+
+/* Encodes the record selected by its msgId into frames (emptied first), with
+ * the codes of Data_To_Pava; frames appended before an encoder failed stay. */
+PAVA_API int PAVA_CALL pava_encode(const pava_record* record, pava_frames* frames);
+
+/* Encodes into the caller's buffer of capacity frames of PAVA_FRAME_SIZE
+ * bytes each and stores the number of frames in *count. When they do not
+ * fit, nothing is copied, *count is the number needed and the code is
+ * PAVA_RC_BUFFER. */
+PAVA_API int PAVA_CALL pava_encode_into(const pava_record* record, char* buffer, size_t capacity,
+                                        size_t* count);
+
+/* Decodes one frame into the record (reset first), with the codes of
+ * Pava_To_Data. size PAVA_FRAME_SIZE: the whole block. A shorter size (at
+ * least the header): the wire form, whose body bytes count up to the length
+ * the header declares, the rest as zero. */
+PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* record);
+
+/* The wire size of a frame: the header and the body length it declares
+ * (kept within 0..8192). frame holds at least the header. */
+PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wire_size);
+
+/* ------------------------------------------------------------------------ */
+/* Members                                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* The object types a member may belong to. */
+#define PAVA_TYPE_RECORD 0
+#define PAVA_TYPE_FILE_BLOCK 1
+#define PAVA_TYPE_DATA_ITEM 2    /* element of dataList, dataList2 */
+#define PAVA_TYPE_SETTING_ITEM 3 /* element of settingList */
+#define PAVA_TYPE_RECORD_ITEM 4  /* element of recordList */
+#define PAVA_TYPE_FIELD_ITEM 5   /* element of fieldList, fieldList2 */
+
+/* Member kinds. */
+#define PAVA_KIND_INT32 1
+#define PAVA_KIND_UINT16 2
+#define PAVA_KIND_CHARS 3  /* a character array of `size` bytes */
+#define PAVA_KIND_STRING 4 /* a string of any length */
+#define PAVA_KIND_LIST 5   /* a list of objects of type `element` */
+#define PAVA_KIND_OBJECT 6 /* a nested object of type `element` */
+#define PAVA_KIND_ROWS 7   /* `count` character arrays of `size` bytes */
+
+typedef struct pava_member_info {
+    const char* name;
+    int kind;    /* PAVA_KIND_* */
+    int size;    /* bytes of a character array (of one row), else 0 */
+    int count;   /* rows, else 0 */
+    int element; /* PAVA_TYPE_* of list elements or the nested object, else -1 */
+} pava_member_info;
+
+/* The members of an object type in declaration order. */
+PAVA_API int PAVA_CALL pava_member_count(int type, size_t* count);
+PAVA_API int PAVA_CALL pava_member_at(int type, size_t index, pava_member_info* info);
+
+/* ------------------------------------------------------------------------ */
+/* Message ids and layouts                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* Every registered id in ascending order: copies them when capacity holds
+ * them, else PAVA_RC_BUFFER; *count is always their number. */
+PAVA_API int PAVA_CALL pava_ids(int* ids, size_t capacity, size_t* count);
+
+typedef struct pava_layout_info {
+    int id;
+    const char* family;            /* the codec family's name */
+    int length;                    /* declared body length; -1 when it varies */
+    size_t field_count;            /* PAVA_TABLE_FIELDS */
+    size_t decode_field_count;     /* PAVA_TABLE_DECODE_FIELDS (0: the decoder reads the fields) */
+    int has_list;                  /* 1 when fixed-size list items follow, described below */
+    int list_count_at;             /* the item count's offset */
+    int list_count_width;          /* its digits; 0 when the body holds exactly one item */
+    int list_items_at;             /* the first item's offset */
+    int list_item_size;            /* bytes of one item */
+    size_t item_field_count;       /* PAVA_TABLE_ITEM_FIELDS */
+    size_t item_decode_field_count; /* PAVA_TABLE_ITEM_DECODE_FIELDS */
+} pava_layout_info;
+
+/* Field tables of a layout. Item fields are offsets within the item. */
+#define PAVA_TABLE_FIELDS 0
+#define PAVA_TABLE_DECODE_FIELDS 1
+#define PAVA_TABLE_ITEM_FIELDS 2
+#define PAVA_TABLE_ITEM_DECODE_FIELDS 3
+
+/* Field kinds. */
+#define PAVA_FIELD_RAW 0      /* bytes as they stand, both ways */
+#define PAVA_FIELD_TEXT 1     /* bounded copy both ways: up to the first NUL, NUL-padded */
+#define PAVA_FIELD_TEXT_RAW 2 /* bounded copy out, raw bytes back in */
+#define PAVA_FIELD_DECIMAL 3  /* left-aligned blank-padded decimal */
+
+/* Field flags. */
+#define PAVA_FLAG_CLEAR_MEMBER 1 /* the decoder zeroes the whole member first */
+#define PAVA_FLAG_WRITE_ZERO 2   /* the encoder writes 0 instead of the member */
+#define PAVA_FLAG_NUL_PADDED 4   /* a string decodes to width + 1 bytes, NUL-filled */
+
+typedef struct pava_field_info {
+    int offset;
+    int width;
+    int kind;              /* PAVA_FIELD_* */
+    const char* kind_name; /* "raw", "text", "text/raw", "decimal" */
+    const char* member;    /* the member's name; "none" for a count or constant */
+    int flags;             /* PAVA_FLAG_* */
+} pava_field_info;
+
+/* An id's layout; PAVA_RC_NO_HANDLER when the id is not registered. */
+PAVA_API int PAVA_CALL pava_layout(int id, pava_layout_info* info);
+PAVA_API int PAVA_CALL pava_layout_field(int id, int table, size_t index, pava_field_info* info);
+
+/* ------------------------------------------------------------------------ */
+/* Log output                                                                */
+/* ------------------------------------------------------------------------ */
+
+#define PAVA_LOG_SINK_STDOUT 0   /* the default */
+#define PAVA_LOG_SINK_OFF 1      /* no log output and no formatting work */
+#define PAVA_LOG_SINK_CALLBACK 2 /* each line is handed to the callback */
+
+typedef void(PAVA_CALL* pava_log_fn)(const char* text, void* user);
+
+/* Routes the codecs' log lines, as Pava_SetLogOutput does. PAVA_RC_ARGUMENT
+ * for an unknown mode, PAVA_RC_NULL for a callback mode without a callback
+ * (the setting then stays). Meant to be called while no other call of the
+ * library is running. */
+PAVA_API int PAVA_CALL pava_set_log(int mode, pava_log_fn callback, void* user);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZMPAVAANALYZERC_H */

@@ -1,0 +1,698 @@
+// The plain C interface: opaque records reached by member paths, frame sets,
+// and the member and layout tables, all over the C++ entry points.
+#include "ZMPavaAnalyzerC.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ZMPavaAnalyzer.h"
+#include "analyzer.h"
+#include "field_codec.h"
+#include "frame_header.h"
+#include "members.h"
+#include "message.h"
+
+static_assert(PAVA_RC_OK == PAVA_OK && PAVA_RC_NULL == PAVA_ERR_NULL && PAVA_RC_NO_HANDLER == PAVA_ERR_NO_HANDLER &&
+              PAVA_RC_DECODE == PAVA_ERR_DECODE && PAVA_RC_ENCODE == PAVA_ERR_ENCODE);
+static_assert(PAVA_LOG_SINK_STDOUT == PAVA_LOG_STDOUT && PAVA_LOG_SINK_OFF == PAVA_LOG_OFF &&
+              PAVA_LOG_SINK_CALLBACK == PAVA_LOG_CALLBACK);
+static_assert(PAVA_FRAME_SIZE == sizeof(PavaMsg) && PAVA_HEADER_SIZE == PAVA_HEAD_LEN &&
+              PAVA_BODY_SIZE == MAX_PAVA_MSG_LEN);
+static_assert(PAVA_FIELD_RAW == static_cast<int>(pava::FieldKind::Raw) &&
+              PAVA_FIELD_TEXT == static_cast<int>(pava::FieldKind::Text) &&
+              PAVA_FIELD_TEXT_RAW == static_cast<int>(pava::FieldKind::TextRaw) &&
+              PAVA_FIELD_DECIMAL == static_cast<int>(pava::FieldKind::Decimal));
+static_assert(PAVA_FLAG_CLEAR_MEMBER == pava::kClearMember && PAVA_FLAG_WRITE_ZERO == pava::kWriteZero &&
+              PAVA_FLAG_NUL_PADDED == pava::kNulPadded);
+
+struct pava_record {
+    PavaFullData data;
+};
+
+struct pava_frames {
+    PavaMsgList list;
+};
+
+namespace {
+
+using namespace pava;
+
+constexpr int kTypeCount = PAVA_TYPE_FIELD_ITEM + 1;
+
+// The members that hold other objects; everything else is a leaf slot.
+enum class Container : uint8_t {
+    None, DataList, DataList2, SettingList, RecordList, FileBlock, FbCodes, FieldList, FieldList2
+};
+
+struct Entry {
+    pava_member_info info{};
+    Member member = Member::None;  // a leaf of the member table
+    int recordItem = -1;           // a leaf of recordItemMembers()
+    Container container = Container::None;
+    ptrdiff_t offset = 0;          // within its object, for declaration order
+};
+
+using Schema = std::array<std::vector<Entry>, kTypeCount>;
+
+ptrdiff_t offsetIn(const void* object, const void* member) {
+    return static_cast<const char*>(member) - static_cast<const char*>(object);
+}
+
+int kindOf(SlotType type) {
+    switch (type) {
+    case SlotType::Int32: return PAVA_KIND_INT32;
+    case SlotType::UInt16: return PAVA_KIND_UINT16;
+    case SlotType::Chars: return PAVA_KIND_CHARS;
+    case SlotType::String: return PAVA_KIND_STRING;
+    case SlotType::None: break;
+    }
+    return 0;
+}
+
+Entry leaf(const char* name, const Slot& s, ptrdiff_t offset) {
+    Entry e;
+    e.info = {name, kindOf(s.type), s.type == SlotType::Chars ? s.size : 0, 0, -1};
+    e.offset = offset;
+    return e;
+}
+
+Entry container(const char* name, int kind, Container c, int element, ptrdiff_t offset) {
+    Entry e;
+    e.info = {name, kind, 0, 0, element};
+    e.container = c;
+    e.offset = offset;
+    return e;
+}
+
+// Every object type's members in declaration order: the leaves come from the
+// member table (their place from their slots in a sample object, a record's
+// member inside fileBlock belonging to the file block), the containers are
+// the record's structure around them.
+void buildSchema(Schema& schema) {
+    PavaFullData rec;
+    PavaDataItem item;
+    PavaSettingItem setting;
+    PavaFieldItem field;
+    PavaRecordItem recordItem;
+    const char* blockBegin = reinterpret_cast<const char*>(&rec.fileBlock);
+    for (int i = 0; i < static_cast<int>(Member::None); ++i) {
+        const auto m = static_cast<Member>(i);
+        Entry e;
+        int type = -1;
+        switch (memberOwner(m)) {
+        case MemberOwner::Record: {
+            const Slot s = slotOf(rec, m);
+            const char* at = static_cast<const char*>(s.ptr);
+            const bool inBlock = at >= blockBegin && at < blockBegin + sizeof rec.fileBlock;
+            type = inBlock ? PAVA_TYPE_FILE_BLOCK : PAVA_TYPE_RECORD;
+            e = leaf(memberName(m), s, inBlock ? offsetIn(&rec.fileBlock, at) : offsetIn(&rec, at));
+            break;
+        }
+        case MemberOwner::Item: {
+            const Slot s = slotOf(item, m);
+            type = PAVA_TYPE_DATA_ITEM, e = leaf(memberName(m), s, offsetIn(&item, s.ptr));
+            break;
+        }
+        case MemberOwner::Setting: {
+            const Slot s = slotOf(setting, m);
+            type = PAVA_TYPE_SETTING_ITEM, e = leaf(memberName(m), s, offsetIn(&setting, s.ptr));
+            break;
+        }
+        case MemberOwner::Field: {
+            const Slot s = slotOf(field, m);
+            type = PAVA_TYPE_FIELD_ITEM, e = leaf(memberName(m), s, offsetIn(&field, s.ptr));
+            break;
+        }
+        case MemberOwner::None: break;
+        }
+        if (type < 0) continue;
+        e.member = m;
+        schema[type].push_back(e);
+    }
+    const auto items = recordItemMembers();
+    for (size_t i = 0; i < items.size(); ++i) {
+        const Slot s = items[i].slot(recordItem);
+        Entry e = leaf(items[i].name, s, offsetIn(&recordItem, s.ptr));
+        e.recordItem = static_cast<int>(i);
+        schema[PAVA_TYPE_RECORD_ITEM].push_back(e);
+    }
+
+    auto& top = schema[PAVA_TYPE_RECORD];
+    top.push_back(container("dataList", PAVA_KIND_LIST, Container::DataList, PAVA_TYPE_DATA_ITEM,
+                            offsetIn(&rec, &rec.dataList)));
+    top.push_back(container("dataList2", PAVA_KIND_LIST, Container::DataList2, PAVA_TYPE_DATA_ITEM,
+                            offsetIn(&rec, &rec.dataList2)));
+    top.push_back(container("settingList", PAVA_KIND_LIST, Container::SettingList, PAVA_TYPE_SETTING_ITEM,
+                            offsetIn(&rec, &rec.settingList)));
+    top.push_back(container("fileBlock", PAVA_KIND_OBJECT, Container::FileBlock, PAVA_TYPE_FILE_BLOCK,
+                            offsetIn(&rec, &rec.fileBlock)));
+    top.push_back(container("recordList", PAVA_KIND_LIST, Container::RecordList, PAVA_TYPE_RECORD_ITEM,
+                            offsetIn(&rec, &rec.recordList)));
+    Entry codes = container("fbCodes", PAVA_KIND_ROWS, Container::FbCodes, -1,
+                            offsetIn(&rec.fileBlock, &rec.fileBlock.fbCodes));
+    codes.info.count = static_cast<int>(std::size(rec.fileBlock.fbCodes));
+    codes.info.size = static_cast<int>(sizeof rec.fileBlock.fbCodes[0]);
+    schema[PAVA_TYPE_FILE_BLOCK].push_back(codes);
+    auto& rows = schema[PAVA_TYPE_RECORD_ITEM];
+    rows.push_back(container("fieldList", PAVA_KIND_LIST, Container::FieldList, PAVA_TYPE_FIELD_ITEM,
+                             offsetIn(&recordItem, &recordItem.fieldList)));
+    rows.push_back(container("fieldList2", PAVA_KIND_LIST, Container::FieldList2, PAVA_TYPE_FIELD_ITEM,
+                             offsetIn(&recordItem, &recordItem.fieldList2)));
+
+    for (auto& members : schema)
+        std::stable_sort(members.begin(), members.end(),
+                         [](const Entry& a, const Entry& b) { return a.offset < b.offset; });
+}
+
+// Built once per process, immutable afterwards.
+const Schema& schema() {
+    static const auto* const instance = [] {
+        auto* s = new Schema;
+        buildSchema(*s);
+        return s;
+    }();
+    return *instance;
+}
+
+const Entry* findEntry(int type, std::string_view name) {
+    for (const Entry& e : schema()[type])
+        if (name == e.info.name) return &e;
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Lists behind an object pointer of the container's owner type
+// ---------------------------------------------------------------------------
+
+template <class F>
+auto withList(void* object, Container c, F&& f) {
+    auto* rec = static_cast<PavaFullData*>(object);
+    auto* row = static_cast<PavaRecordItem*>(object);
+    switch (c) {
+    case Container::DataList2: return f(rec->dataList2);
+    case Container::SettingList: return f(rec->settingList);
+    case Container::RecordList: return f(rec->recordList);
+    case Container::FieldList: return f(row->fieldList);
+    case Container::FieldList2: return f(row->fieldList2);
+    default: return f(rec->dataList);
+    }
+}
+
+size_t listSize(void* object, Container c) {
+    return withList(object, c, [](auto& list) { return list.size(); });
+}
+void* listElement(void* object, Container c, size_t index) {
+    return withList(object, c, [&](auto& list) -> void* { return &list[index]; });
+}
+void* listAppend(void* object, Container c) {
+    return withList(object, c, [](auto& list) -> void* { return &list.emplace_back(); });
+}
+void listPop(void* object, Container c) {
+    withList(object, c, [](auto& list) { list.pop_back(); });
+}
+void listResize(void* object, Container c, size_t size) {
+    withList(object, c, [&](auto& list) { list.resize(size); });
+}
+
+// ---------------------------------------------------------------------------
+// Paths
+// ---------------------------------------------------------------------------
+
+enum class Walk {
+    Read,   // every index within its list
+    Check,  // an index one past the end is an append to come; nothing changes
+    Apply,  // as Check, and the appends are made
+};
+
+struct Target {
+    const Entry* entry = nullptr;
+    int type = PAVA_TYPE_RECORD;  // the type that holds the entry
+    void* object = nullptr;       // the object of that type; null for an append to come
+    int row = -1;                 // the row of fbCodes[row]
+    bool indexed = false;         // the last segment carried an index
+};
+
+// The first append an Apply walk made, undone when a later step fails.
+struct Undo {
+    void* object = nullptr;
+    Container container = Container::None;
+    void undo() const {
+        if (object != nullptr) listPop(object, container);
+    }
+};
+
+// Decimal digits only; an index of more than 9 digits is past any list.
+bool parseIndex(std::string_view digits, size_t& index) {
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos) return false;
+    index = 0;
+    if (digits.size() > 9) {
+        index = SIZE_MAX;
+        return true;
+    }
+    for (const char c : digits) index = index * 10 + static_cast<size_t>(c - '0');
+    return true;
+}
+
+int walk(PavaFullData& rec, const char* path, Walk mode, Target& out, Undo* undo) {
+    if (path == nullptr) return PAVA_RC_NULL;
+    std::string_view rest(path);
+    int type = PAVA_TYPE_RECORD;
+    void* object = &rec;
+    for (;;) {
+        const size_t dot = rest.find('.');
+        std::string_view segment = rest.substr(0, dot);
+        const bool last = dot == std::string_view::npos;
+        rest = last ? std::string_view() : rest.substr(dot + 1);
+
+        bool indexed = false;
+        size_t index = 0;
+        if (const size_t open = segment.find('['); open != std::string_view::npos) {
+            if (segment.back() != ']' || !parseIndex(segment.substr(open + 1, segment.size() - open - 2), index))
+                return PAVA_RC_UNKNOWN_MEMBER;
+            indexed = true;
+            segment = segment.substr(0, open);
+        }
+        const Entry* e = findEntry(type, segment);
+        if (e == nullptr) return PAVA_RC_UNKNOWN_MEMBER;
+
+        const int kind = e->info.kind;
+        if (last) {
+            if (indexed && kind != PAVA_KIND_ROWS) return PAVA_RC_WRONG_KIND;
+            if (indexed && index >= static_cast<size_t>(e->info.count)) return PAVA_RC_INDEX;
+            out = Target{e, type, object, indexed ? static_cast<int>(index) : -1, indexed};
+            return PAVA_RC_OK;
+        }
+        if (kind == PAVA_KIND_OBJECT && !indexed) {
+            type = e->info.element;  // the file block is reached through the record itself
+            continue;
+        }
+        if (kind != PAVA_KIND_LIST || !indexed) return PAVA_RC_WRONG_KIND;
+        const size_t size = object != nullptr ? listSize(object, e->container) : 0;
+        if (index < size) {
+            object = listElement(object, e->container, index);
+        } else if (index == size && mode != Walk::Read) {
+            if (mode == Walk::Apply) {
+                void* holder = object;
+                object = listAppend(holder, e->container);
+                if (undo != nullptr && undo->object == nullptr) *undo = Undo{holder, e->container};
+            } else {
+                object = nullptr;  // an element to come: its lists are empty
+            }
+        } else {
+            return PAVA_RC_INDEX;
+        }
+        type = e->info.element;
+    }
+}
+
+Slot leafSlot(const Target& t) {
+    const Entry& e = *t.entry;
+    if (e.container == Container::FbCodes) {
+        if (t.row < 0) return {};
+        auto& codes = static_cast<PavaFullData*>(t.object)->fileBlock.fbCodes;
+        return {SlotType::Chars, codes[t.row], static_cast<int>(sizeof codes[0])};
+    }
+    if (e.recordItem >= 0) {
+        const RecordItemMember& m = recordItemMembers()[static_cast<size_t>(e.recordItem)];
+        return m.slot(*static_cast<PavaRecordItem*>(t.object));
+    }
+    switch (t.type) {
+    case PAVA_TYPE_RECORD:
+    case PAVA_TYPE_FILE_BLOCK: return slotOf(*static_cast<PavaFullData*>(t.object), e.member);
+    case PAVA_TYPE_DATA_ITEM: return slotOf(*static_cast<PavaDataItem*>(t.object), e.member);
+    case PAVA_TYPE_SETTING_ITEM: return slotOf(*static_cast<PavaSettingItem*>(t.object), e.member);
+    case PAVA_TYPE_FIELD_ITEM: return slotOf(*static_cast<PavaFieldItem*>(t.object), e.member);
+    default: return {};
+    }
+}
+
+// The kind a target reads and writes as: a row of fbCodes is a character array.
+int targetKind(const Target& t) { return t.row >= 0 ? PAVA_KIND_CHARS : t.entry->info.kind; }
+int targetSize(const Target& t) { return t.entry->info.size; }
+
+// Runs a change on the record: the path is checked first (no change), then
+// check() on the target decides, then the walk is made for real and change()
+// applied; a failure after an append takes the append back.
+template <class Check, class Change>
+int changeAt(pava_record* record, const char* path, Check&& check, Change&& change) {
+    if (record == nullptr) return PAVA_RC_NULL;
+    Target t;
+    if (const int rc = walk(record->data, path, Walk::Check, t, nullptr); rc != PAVA_RC_OK) return rc;
+    if (const int rc = check(t); rc != PAVA_RC_OK) return rc;
+    Undo undo;
+    try {
+        walk(record->data, path, Walk::Apply, t, &undo);
+        change(t);
+    } catch (...) {
+        undo.undo();
+        throw;
+    }
+    return PAVA_RC_OK;
+}
+
+int readAt(const pava_record* record, const char* path, Target& t) {
+    if (record == nullptr) return PAVA_RC_NULL;
+    // A read walk changes nothing.
+    return walk(const_cast<PavaFullData&>(record->data), path, Walk::Read, t, nullptr);
+}
+
+// Runs f, turning any exception into a code: no exception leaves the library.
+template <class F>
+int guarded(F&& f) noexcept {
+    try {
+        return f();
+    } catch (const std::bad_alloc&) {
+        return PAVA_RC_NO_MEMORY;
+    } catch (const std::length_error&) {
+        return PAVA_RC_NO_MEMORY;
+    } catch (...) {
+        return PAVA_RC_ARGUMENT;
+    }
+}
+
+size_t wireSizeOf(const char* head) {
+    const int n = readDecimal(head + kHeadLength, head + PAVA_HEAD_LEN);
+    return static_cast<size_t>(PAVA_HEAD_LEN + std::clamp(n, 0, MAX_PAVA_MSG_LEN));
+}
+
+int copyFieldInfo(std::span<const Field> fields, size_t index, pava_field_info* info) {
+    if (index >= fields.size()) return PAVA_RC_INDEX;
+    const Field& f = fields[index];
+    *info = {f.offset, f.width, static_cast<int>(f.kind), fieldKindName(f.kind), memberName(f.member), f.flags};
+    return PAVA_RC_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+PAVA_API const char* PAVA_CALL pava_rc_text(int rc) {
+    switch (rc) {
+    case PAVA_RC_OK: return "ok";
+    case PAVA_RC_NULL: return "null pointer";
+    case PAVA_RC_NO_HANDLER: return "no codec for the message id";
+    case PAVA_RC_DECODE: return "the decoder failed";
+    case PAVA_RC_ENCODE: return "the encoder failed";
+    case PAVA_RC_UNKNOWN_MEMBER: return "unknown member";
+    case PAVA_RC_WRONG_KIND: return "wrong kind of member";
+    case PAVA_RC_INDEX: return "index out of range";
+    case PAVA_RC_TOO_LONG: return "bytes longer than the character array";
+    case PAVA_RC_RANGE: return "number out of the member's range";
+    case PAVA_RC_BUFFER: return "buffer too small";
+    case PAVA_RC_SIZE: return "frame size out of range";
+    case PAVA_RC_NO_MEMORY: return "out of memory";
+    case PAVA_RC_ARGUMENT: return "invalid argument";
+    default: return "unknown code";
+    }
+}
+
+PAVA_API int PAVA_CALL pava_record_new(pava_record** out) {
+    if (out == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        *out = new pava_record;
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API void PAVA_CALL pava_record_free(pava_record* record) { delete record; }
+
+PAVA_API int PAVA_CALL pava_record_reset(pava_record* record) {
+    if (record == nullptr) return PAVA_RC_NULL;
+    resetFullData(record->data);
+    return PAVA_RC_OK;
+}
+
+PAVA_API int PAVA_CALL pava_record_copy(pava_record* dest, const pava_record* src) {
+    if (dest == nullptr || src == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        if (dest != src) {
+            PavaFullData copy = src->data;  // dest changes only once the copy is complete
+            dest->data = std::move(copy);
+        }
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_get_int(const pava_record* record, const char* path, int64_t* value) {
+    return guarded([&] {
+        Target t;
+        if (const int rc = readAt(record, path, t); rc != PAVA_RC_OK) return rc;
+        const int kind = targetKind(t);
+        if (kind != PAVA_KIND_INT32 && kind != PAVA_KIND_UINT16) return PAVA_RC_WRONG_KIND;
+        if (value == nullptr) return PAVA_RC_NULL;
+        const Slot s = leafSlot(t);
+        *value = s.type == SlotType::Int32 ? *static_cast<const int32_t*>(s.ptr) : *static_cast<const uint16_t*>(s.ptr);
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_set_int(pava_record* record, const char* path, int64_t value) {
+    return guarded([&] {
+        return changeAt(
+            record, path,
+            [&](const Target& t) {
+                const int kind = targetKind(t);
+                bool fits = false;
+                if (kind == PAVA_KIND_INT32)
+                    fits = value >= INT32_MIN && value <= INT32_MAX;
+                else if (kind == PAVA_KIND_UINT16)
+                    fits = value >= 0 && value <= UINT16_MAX;
+                else
+                    return PAVA_RC_WRONG_KIND;
+                return fits ? PAVA_RC_OK : PAVA_RC_RANGE;
+            },
+            [&](const Target& t) {
+                const Slot s = leafSlot(t);
+                if (s.type == SlotType::Int32)
+                    *static_cast<int32_t*>(s.ptr) = static_cast<int32_t>(value);
+                else
+                    *static_cast<uint16_t*>(s.ptr) = static_cast<uint16_t>(value);
+            });
+    });
+}
+
+PAVA_API int PAVA_CALL pava_get_bytes(const pava_record* record, const char* path, char* buffer, size_t capacity,
+                                      size_t* length) {
+    return guarded([&] {
+        Target t;
+        if (const int rc = readAt(record, path, t); rc != PAVA_RC_OK) return rc;
+        const int kind = targetKind(t);
+        if (kind != PAVA_KIND_CHARS && kind != PAVA_KIND_STRING) return PAVA_RC_WRONG_KIND;
+        if (length == nullptr || (buffer == nullptr && capacity > 0)) return PAVA_RC_NULL;
+        const Slot s = leafSlot(t);
+        const char* data = static_cast<const char*>(s.ptr);
+        size_t n = 0;
+        if (s.type == SlotType::String) {
+            const auto* str = static_cast<const std::string*>(s.ptr);
+            data = str->data(), n = str->size();
+        } else {
+            n = static_cast<size_t>(s.size);
+            while (n > 0 && data[n - 1] == '\0') --n;  // the padding is not part of the value
+        }
+        *length = n;
+        if (n > capacity) return PAVA_RC_BUFFER;
+        if (n > 0) std::memcpy(buffer, data, n);
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_set_bytes(pava_record* record, const char* path, const char* bytes, size_t length) {
+    if (bytes == nullptr && length > 0) return PAVA_RC_NULL;
+    return guarded([&] {
+        return changeAt(
+            record, path,
+            [&](const Target& t) {
+                const int kind = targetKind(t);
+                if (kind == PAVA_KIND_STRING) return PAVA_RC_OK;
+                if (kind != PAVA_KIND_CHARS) return PAVA_RC_WRONG_KIND;
+                return length <= static_cast<size_t>(targetSize(t)) ? PAVA_RC_OK : PAVA_RC_TOO_LONG;
+            },
+            [&](const Target& t) {
+                const Slot s = leafSlot(t);
+                if (s.type == SlotType::String) {
+                    auto* str = static_cast<std::string*>(s.ptr);
+                    if (length > 0)
+                        str->assign(bytes, length);
+                    else
+                        str->clear();
+                    return;
+                }
+                auto* dest = static_cast<char*>(s.ptr);
+                if (length > 0) std::memcpy(dest, bytes, length);
+                std::memset(dest + length, 0, static_cast<size_t>(s.size) - length);
+            });
+    });
+}
+
+PAVA_API int PAVA_CALL pava_list_size(const pava_record* record, const char* path, size_t* size) {
+    return guarded([&] {
+        Target t;
+        if (const int rc = readAt(record, path, t); rc != PAVA_RC_OK) return rc;
+        if (t.indexed) return PAVA_RC_WRONG_KIND;
+        const int kind = t.entry->info.kind;
+        if (kind != PAVA_KIND_LIST && kind != PAVA_KIND_ROWS) return PAVA_RC_WRONG_KIND;
+        if (size == nullptr) return PAVA_RC_NULL;
+        *size = kind == PAVA_KIND_ROWS ? static_cast<size_t>(t.entry->info.count)
+                                       : listSize(t.object, t.entry->container);
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_list_resize(pava_record* record, const char* path, size_t size) {
+    return guarded([&] {
+        return changeAt(
+            record, path,
+            [](const Target& t) { return t.entry->info.kind == PAVA_KIND_LIST ? PAVA_RC_OK : PAVA_RC_WRONG_KIND; },
+            [&](const Target& t) { listResize(t.object, t.entry->container, size); });
+    });
+}
+
+PAVA_API int PAVA_CALL pava_frames_new(pava_frames** out) {
+    if (out == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        *out = new pava_frames;
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API void PAVA_CALL pava_frames_free(pava_frames* frames) { delete frames; }
+
+PAVA_API size_t PAVA_CALL pava_frames_count(const pava_frames* frames) {
+    return frames != nullptr ? frames->list.size() : 0;
+}
+
+PAVA_API int PAVA_CALL pava_frames_at(const pava_frames* frames, size_t index, const char** frame, size_t* wire_size) {
+    if (frames == nullptr) return PAVA_RC_NULL;
+    if (index >= frames->list.size()) return PAVA_RC_INDEX;
+    const PavaMsg& msg = frames->list[index];
+    if (frame != nullptr) *frame = msg.head;
+    if (wire_size != nullptr) *wire_size = wireSizeOf(msg.head);
+    return PAVA_RC_OK;
+}
+
+PAVA_API int PAVA_CALL pava_encode(const pava_record* record, pava_frames* frames) {
+    if (record == nullptr || frames == nullptr) return PAVA_RC_NULL;
+    frames->list.clear();
+    // Encoders only read the record.
+    return Data_To_Pava(const_cast<PavaFullData*>(&record->data), &frames->list);
+}
+
+PAVA_API int PAVA_CALL pava_encode_into(const pava_record* record, char* buffer, size_t capacity, size_t* count) {
+    if (record == nullptr || count == nullptr || (buffer == nullptr && capacity > 0)) return PAVA_RC_NULL;
+    return guarded([&] {
+        PavaMsgList list;
+        const int rc = Data_To_Pava(const_cast<PavaFullData*>(&record->data), &list);
+        *count = list.size();
+        if (list.size() > capacity) return PAVA_RC_BUFFER;
+        if (!list.empty()) std::memcpy(buffer, list.data(), list.size() * sizeof(PavaMsg));
+        return rc;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* record) {
+    if (frame == nullptr || record == nullptr) return PAVA_RC_NULL;
+    if (size < PAVA_HEADER_SIZE || size > PAVA_FRAME_SIZE) return PAVA_RC_SIZE;
+    if (size == PAVA_FRAME_SIZE) return Pava_To_Data(reinterpret_cast<const PavaMsg*>(frame), &record->data);
+    // The wire form: the body up to its declared length, zero behind it.
+    PavaMsg whole{};
+    const size_t n = std::min(size, wireSizeOf(frame));
+    std::memcpy(whole.head, frame, n);
+    return Pava_To_Data(&whole, &record->data);
+}
+
+PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wire_size) {
+    if (frame == nullptr || wire_size == nullptr) return PAVA_RC_NULL;
+    if (size < PAVA_HEADER_SIZE) return PAVA_RC_SIZE;
+    *wire_size = wireSizeOf(frame);
+    return PAVA_RC_OK;
+}
+
+PAVA_API int PAVA_CALL pava_member_count(int type, size_t* count) {
+    if (count == nullptr) return PAVA_RC_NULL;
+    if (type < 0 || type >= kTypeCount) return PAVA_RC_ARGUMENT;
+    return guarded([&] {
+        *count = schema()[type].size();
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_member_at(int type, size_t index, pava_member_info* info) {
+    if (info == nullptr) return PAVA_RC_NULL;
+    if (type < 0 || type >= kTypeCount) return PAVA_RC_ARGUMENT;
+    return guarded([&] {
+        const auto& members = schema()[type];
+        if (index >= members.size()) return PAVA_RC_INDEX;
+        *info = members[index].info;
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_ids(int* ids, size_t capacity, size_t* count) {
+    if (count == nullptr || (ids == nullptr && capacity > 0)) return PAVA_RC_NULL;
+    return guarded([&] {
+        const auto all = registeredMessages();
+        *count = all.size();
+        if (all.size() > capacity) return PAVA_RC_BUFFER;
+        for (size_t i = 0; i < all.size(); ++i) ids[i] = all[i]->id;
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_layout(int id, pava_layout_info* info) {
+    if (info == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        const MessageDef* def = findMessage(id);
+        if (def == nullptr) return PAVA_RC_NO_HANDLER;
+        const Layout& layout = def->layout;
+        pava_layout_info out{};
+        out.id = def->id;
+        out.family = familyName(*def);
+        out.length = layout.length;
+        out.field_count = layout.fields.size();
+        out.decode_field_count = layout.decodeFields.size();
+        if (const ListShape* list = layout.list) {
+            out.has_list = 1;
+            out.list_count_at = list->countAt;
+            out.list_count_width = list->countWidth;
+            out.list_items_at = list->itemsAt;
+            out.list_item_size = list->itemSize;
+            out.item_field_count = list->itemFields.size();
+            out.item_decode_field_count = list->itemDecodeFields.size();
+        }
+        *info = out;
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_layout_field(int id, int table, size_t index, pava_field_info* info) {
+    if (info == nullptr) return PAVA_RC_NULL;
+    if (table < PAVA_TABLE_FIELDS || table > PAVA_TABLE_ITEM_DECODE_FIELDS) return PAVA_RC_ARGUMENT;
+    return guarded([&] {
+        const MessageDef* def = findMessage(id);
+        if (def == nullptr) return PAVA_RC_NO_HANDLER;
+        const Layout& layout = def->layout;
+        const ListShape noList;
+        const ListShape& list = layout.list != nullptr ? *layout.list : noList;
+        switch (table) {
+        case PAVA_TABLE_FIELDS: return copyFieldInfo(layout.fields, index, info);
+        case PAVA_TABLE_DECODE_FIELDS: return copyFieldInfo(layout.decodeFields, index, info);
+        case PAVA_TABLE_ITEM_FIELDS: return copyFieldInfo(list.itemFields, index, info);
+        default: return copyFieldInfo(list.itemDecodeFields, index, info);
+        }
+    });
+}
+
+PAVA_API int PAVA_CALL pava_set_log(int mode, pava_log_fn callback, void* user) {
+    if (mode != PAVA_LOG_SINK_STDOUT && mode != PAVA_LOG_SINK_OFF && mode != PAVA_LOG_SINK_CALLBACK)
+        return PAVA_RC_ARGUMENT;
+    return Pava_SetLogOutput(mode, callback, user);
+}
+
+}  // extern "C"

@@ -1,0 +1,350 @@
+/* The C interface as a C program sees it: member paths and their errors,
+ * encoding into frame sets and caller buffers, decoding whole frames and
+ * their wire form, the member and layout tables, and the log sink. */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "ZMPavaAnalyzerC.h"
+
+static int failures = 0;
+
+#define CHECK(cond)                                                     \
+    do {                                                                \
+        if (!(cond)) {                                                  \
+            fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #cond); \
+            ++failures;                                                 \
+        }                                                               \
+    } while (0)
+
+#define CHECK_RC(call, expected)                                                              \
+    do {                                                                                      \
+        int rc_ = (call);                                                                     \
+        if (rc_ != (expected)) {                                                              \
+            fprintf(stderr, "%s:%d: %s gave 0x%x (%s), expected 0x%x\n", __FILE__, __LINE__, \
+                    #call, (unsigned)rc_, pava_rc_text(rc_), (unsigned)(expected));           \
+            ++failures;                                                                       \
+        }                                                                                     \
+    } while (0)
+
+static int64_t get_int(const pava_record* rec, const char* path) {
+    int64_t v = -999;
+    CHECK_RC(pava_get_int(rec, path, &v), PAVA_RC_OK);
+    return v;
+}
+
+/* The bytes at path equal expected (length n). */
+static int bytes_are(const pava_record* rec, const char* path, const char* expected, size_t n) {
+    char buffer[64];
+    size_t length = 0;
+    if (pava_get_bytes(rec, path, buffer, sizeof buffer, &length) != PAVA_RC_OK) return 0;
+    return length == n && memcmp(buffer, expected, n) == 0;
+}
+
+/* Two records hold the same members: their encodings of one id agree. */
+static int same_frames(const pava_record* a, const pava_record* b) {
+    static char fa[2 * PAVA_FRAME_SIZE], fb[2 * PAVA_FRAME_SIZE];
+    size_t na = 0, nb = 0;
+    int ra = pava_encode_into(a, fa, 2, &na), rb = pava_encode_into(b, fb, 2, &nb);
+    return ra == rb && na == nb && memcmp(fa, fb, na * PAVA_FRAME_SIZE) == 0;
+}
+
+static void test_members_by_path(void) {
+    pava_record* rec = NULL;
+    pava_record* before = NULL;
+    size_t n = 0;
+    CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
+    CHECK_RC(pava_record_new(&before), PAVA_RC_OK);
+
+    CHECK_RC(pava_set_int(rec, "msgId", 20138), PAVA_RC_OK);
+    CHECK_RC(pava_set_int(rec, "intValue1", -2147483647 - 1), PAVA_RC_OK);
+    CHECK(get_int(rec, "intValue1") == -2147483647 - 1);
+    CHECK_RC(pava_set_bytes(rec, "text12b", "AB\0\xff", 4), PAVA_RC_OK);
+    CHECK(bytes_are(rec, "text12b", "AB\0\xff", 4));
+    CHECK_RC(pava_set_bytes(rec, "text12b", "ABCDEFGHIJKLM", 13), PAVA_RC_OK); /* the whole array */
+    CHECK_RC(pava_set_bytes(rec, "string1", "x\0y\0", 4), PAVA_RC_OK);         /* trailing NUL kept */
+    CHECK(bytes_are(rec, "string1", "x\0y\0", 4));
+
+    /* Lists grow by one past the end, nested lists too. */
+    CHECK_RC(pava_set_bytes(rec, "recordList[0].fieldList[0].fieldText1", "ref", 3), PAVA_RC_OK);
+    CHECK_RC(pava_set_int(rec, "recordList[0].fieldList[1].fieldLen", 4), PAVA_RC_OK);
+    CHECK_RC(pava_set_int(rec, "recordList[0].recInt", 9), PAVA_RC_OK);
+    CHECK_RC(pava_list_size(rec, "recordList[0].fieldList", &n), PAVA_RC_OK);
+    CHECK(n == 2);
+    CHECK(bytes_are(rec, "recordList[0].fieldList[0].fieldText1", "ref", 3));
+    CHECK_RC(pava_set_bytes(rec, "fileBlock.fbCodes[199]", "CODE", 4), PAVA_RC_OK);
+    CHECK(bytes_are(rec, "fileBlock.fbCodes[199]", "CODE", 4));
+    CHECK_RC(pava_list_size(rec, "fileBlock.fbCodes", &n), PAVA_RC_OK);
+    CHECK(n == 200);
+    CHECK_RC(pava_set_int(rec, "fileBlock.fbCount", 65535), PAVA_RC_OK);
+
+    /* Every refused change leaves the record exactly as it was. */
+    CHECK_RC(pava_record_copy(before, rec), PAVA_RC_OK);
+    CHECK_RC(pava_set_int(rec, "nosuch", 1), PAVA_RC_UNKNOWN_MEMBER);
+    CHECK_RC(pava_set_int(rec, "dataList[0].bogus", 1), PAVA_RC_UNKNOWN_MEMBER);
+    CHECK_RC(pava_set_int(rec, "fbCount", 1), PAVA_RC_UNKNOWN_MEMBER); /* only inside fileBlock */
+    CHECK_RC(pava_set_int(rec, "text12b[", 1), PAVA_RC_UNKNOWN_MEMBER);
+    CHECK_RC(pava_set_int(rec, "dataList[x].itemId", 1), PAVA_RC_UNKNOWN_MEMBER);
+    CHECK_RC(pava_set_int(rec, "", 1), PAVA_RC_UNKNOWN_MEMBER);
+    CHECK_RC(pava_set_int(rec, "msgId.", 1), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_set_int(rec, "text12b", 1), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_set_bytes(rec, "msgId", "1", 1), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_set_int(rec, "dataList.itemId", 1), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_set_int(rec, "msgId[0]", 1), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_list_resize(rec, "fileBlock.fbCodes", 3), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_list_resize(rec, "fileBlock", 3), PAVA_RC_WRONG_KIND);
+    CHECK_RC(pava_set_int(rec, "msgId", 65536), PAVA_RC_RANGE);
+    CHECK_RC(pava_set_int(rec, "msgId", -1), PAVA_RC_RANGE);
+    CHECK_RC(pava_set_int(rec, "intValue2", 2147483648LL), PAVA_RC_RANGE);
+    CHECK_RC(pava_set_bytes(rec, "text12b", "ABCDEFGHIJKLMN", 14), PAVA_RC_TOO_LONG);
+    CHECK_RC(pava_set_bytes(rec, "fileBlock.fbCodes[0]", "ABCDEFGHIJKLMN", 14), PAVA_RC_TOO_LONG);
+    CHECK_RC(pava_set_bytes(rec, "fileBlock.fbCodes[200]", "A", 1), PAVA_RC_INDEX);
+    CHECK_RC(pava_set_int(rec, "dataList[1].itemId", 1), PAVA_RC_INDEX); /* two past the end */
+    CHECK_RC(pava_set_int(rec, "recordList[0].fieldList[3].fieldLen", 1), PAVA_RC_INDEX);
+    CHECK_RC(pava_set_int(rec, "recordList[99999999999999999999].recInt", 1), PAVA_RC_INDEX);
+    CHECK_RC(pava_list_resize(rec, "dataList", (size_t)-1), PAVA_RC_NO_MEMORY);
+    /* An append that the member then refuses is taken back. */
+    CHECK_RC(pava_set_bytes(rec, "settingList[0].setText30", "0123456789012345678901234567890", 31),
+             PAVA_RC_TOO_LONG);
+    CHECK_RC(pava_set_int(rec, "recordList[1].fieldList[0].fieldLen", 1LL << 40), PAVA_RC_RANGE);
+    CHECK_RC(pava_set_bytes(rec, NULL, "A", 1), PAVA_RC_NULL);
+    CHECK_RC(pava_set_bytes(rec, "string2", NULL, 1), PAVA_RC_NULL);
+    CHECK_RC(pava_set_int(NULL, "msgId", 1), PAVA_RC_NULL);
+    CHECK_RC(pava_list_size(rec, "settingList", &n), PAVA_RC_OK);
+    CHECK(n == 0);
+    CHECK_RC(pava_list_size(rec, "recordList", &n), PAVA_RC_OK);
+    CHECK(n == 1);
+    CHECK(same_frames(rec, before));
+
+    /* Reads past the end are out of range; reads of the wrong kind are refused. */
+    {
+        int64_t v = 0;
+        char small[2];
+        size_t length = 0;
+        CHECK_RC(pava_get_int(rec, "dataList[0].itemId", &v), PAVA_RC_INDEX);
+        CHECK_RC(pava_get_int(rec, "string1", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_int(rec, "fileBlock", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_int(rec, "fileBlock.fbCodes", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_int(rec, "fileBlock.fbCodes[1]", &v), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_bytes(rec, "recordList", small, sizeof small, &length), PAVA_RC_WRONG_KIND);
+        CHECK_RC(pava_get_bytes(rec, "text12b", small, sizeof small, &length), PAVA_RC_BUFFER);
+        CHECK(length == 13);
+        CHECK_RC(pava_get_bytes(rec, "text12b", NULL, 0, &length), PAVA_RC_BUFFER);
+        CHECK_RC(pava_get_bytes(rec, "string3", NULL, 0, &length), PAVA_RC_OK);
+        CHECK(length == 0);
+        CHECK_RC(pava_list_size(rec, "msgId", &n), PAVA_RC_WRONG_KIND);
+    }
+
+    /* Resizing lists; reset and copy. */
+    CHECK_RC(pava_list_resize(rec, "dataList", 3), PAVA_RC_OK);
+    CHECK_RC(pava_list_resize(rec, "recordList[1].fieldList2", 2), PAVA_RC_OK); /* appends recordList[1] */
+    CHECK_RC(pava_list_size(rec, "recordList", &n), PAVA_RC_OK);
+    CHECK(n == 2);
+    CHECK_RC(pava_list_resize(rec, "recordList", 1), PAVA_RC_OK);
+    CHECK_RC(pava_record_copy(before, rec), PAVA_RC_OK);
+    CHECK_RC(pava_record_copy(rec, rec), PAVA_RC_OK);
+    CHECK_RC(pava_record_reset(rec), PAVA_RC_OK);
+    CHECK(get_int(rec, "msgId") == 0);
+    CHECK(bytes_are(rec, "fileBlock.fbCodes[199]", "", 0));
+    CHECK_RC(pava_list_size(rec, "dataList", &n), PAVA_RC_OK);
+    CHECK(n == 0);
+    CHECK_RC(pava_list_size(before, "dataList", &n), PAVA_RC_OK);
+    CHECK(n == 3);
+    CHECK(get_int(before, "recordList[0].recInt") == 9);
+
+    pava_record_free(rec);
+    pava_record_free(before);
+    pava_record_free(NULL);
+}
+
+static void test_encode_and_decode(void) {
+    static char buffer[3 * PAVA_FRAME_SIZE];
+    pava_record* rec = NULL;
+    pava_record* back = NULL;
+    pava_frames* frames = NULL;
+    const char* frame = NULL;
+    size_t wire = 0, count = 0;
+    int i;
+    CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
+    CHECK_RC(pava_record_new(&back), PAVA_RC_OK);
+    CHECK_RC(pava_frames_new(&frames), PAVA_RC_OK);
+
+    pava_set_int(rec, "msgId", 20001);
+    pava_set_int(rec, "rii", 5);
+    pava_set_int(rec, "msgType", 1);
+    pava_set_bytes(rec, "text12b", "ABCDEFGHIJKL", 12);
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
+    CHECK(pava_frames_count(frames) == 1);
+    CHECK_RC(pava_frames_at(frames, 0, &frame, &wire), PAVA_RC_OK);
+    CHECK(wire == 28);
+    CHECK(memcmp(frame, "5  20001112   00ABCDEFGHIJKL", 28) == 0);
+    CHECK_RC(pava_frames_at(frames, 1, &frame, &wire), PAVA_RC_INDEX);
+
+    /* The whole block, the wire form, and the wire form with the next frame behind it. */
+    CHECK_RC(pava_decode(frame, PAVA_FRAME_SIZE, back), PAVA_RC_OK);
+    CHECK(bytes_are(back, "text12b", "ABCDEFGHIJKL", 12) && get_int(back, "msgLen") == 12);
+    memcpy(buffer, frame, 28);
+    memcpy(buffer + 28, "5  20001112   00ZZZZ", 20);
+    CHECK_RC(pava_decode(buffer, 48, back), PAVA_RC_OK);
+    CHECK(bytes_are(back, "text12b", "ABCDEFGHIJKL", 12));
+    CHECK_RC(pava_decode(buffer, 20, back), PAVA_RC_OK); /* cut short: zero-padded */
+    CHECK(bytes_are(back, "text12b", "ABCD", 4));
+    CHECK_RC(pava_decode(buffer, 15, back), PAVA_RC_SIZE);
+    CHECK(bytes_are(back, "text12b", "ABCD", 4)); /* untouched */
+    CHECK_RC(pava_decode(buffer, PAVA_FRAME_SIZE + 1, back), PAVA_RC_SIZE);
+    CHECK_RC(pava_decode(NULL, 28, back), PAVA_RC_NULL);
+    CHECK_RC(pava_decode(buffer, 28, NULL), PAVA_RC_NULL);
+    CHECK_RC(pava_wire_size(buffer, 16, &wire), PAVA_RC_OK);
+    CHECK(wire == 28);
+    CHECK_RC(pava_wire_size(buffer, 15, &wire), PAVA_RC_SIZE);
+
+    /* A frame of an unknown id: the header members are filled, then refused. */
+    memcpy(buffer, "7  123450", 9);
+    CHECK_RC(pava_decode(buffer, 16, back), PAVA_RC_NO_HANDLER);
+    CHECK(get_int(back, "msgId") == 12345 && get_int(back, "rii") == 7);
+    /* A decoder failure keeps what was decoded before it. */
+    memset(buffer, 0, PAVA_FRAME_SIZE);
+    memcpy(buffer, "1  20138", 8);
+    memcpy(buffer + 16, "aaaaaaaaaaaa1 0 999", 19);
+    CHECK_RC(pava_decode(buffer, PAVA_FRAME_SIZE, back), PAVA_RC_DECODE);
+    CHECK(bytes_are(back, "text12b", "aaaaaaaaaaaa", 12));
+
+    /* Unknown id: nothing encoded, an emptied set. */
+    pava_set_int(rec, "msgId", 12345);
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_NO_HANDLER);
+    CHECK(pava_frames_count(frames) == 0);
+    CHECK_RC(pava_encode_into(rec, buffer, 3, &count), PAVA_RC_NO_HANDLER);
+    CHECK(count == 0);
+
+    /* An encoder that fails after its first frame keeps that frame. */
+    pava_set_int(rec, "msgId", 20016);
+    pava_set_int(rec, "dataList[0].itemId", 1);
+    pava_set_bytes(rec, "dataList[0].itemText", "short", 5);
+    pava_set_int(rec, "dataList[1].itemId", 2);
+    {
+        char* big = (char*)malloc(8156);
+        CHECK(big != NULL);
+        if (big != NULL) {
+            memset(big, 'x', 8156);
+            CHECK_RC(pava_set_bytes(rec, "dataList[1].itemText", big, 8156), PAVA_RC_OK);
+            free(big);
+        }
+    }
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_ENCODE);
+    CHECK(pava_frames_count(frames) == 1);
+    CHECK_RC(pava_encode_into(rec, buffer, 1, &count), PAVA_RC_ENCODE);
+    CHECK(count == 1);
+
+    /* A caller buffer too small for a split list: nothing copied, the count needed. */
+    pava_set_int(rec, "msgId", 20020);
+    pava_list_resize(rec, "dataList", 0);
+    for (i = 0; i < 500; ++i) {
+        char path[32];
+        sprintf(path, "dataList[%d].itemId", i);
+        pava_set_int(rec, path, i);
+    }
+    memset(buffer, 0x55, sizeof buffer);
+    CHECK_RC(pava_encode_into(rec, buffer, 1, &count), PAVA_RC_BUFFER);
+    CHECK(count == 2 && (unsigned char)buffer[0] == 0x55);
+    CHECK_RC(pava_encode_into(rec, buffer, 3, &count), PAVA_RC_OK);
+    CHECK(count == 2);
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
+    CHECK_RC(pava_frames_at(frames, 1, &frame, &wire), PAVA_RC_OK);
+    CHECK(memcmp(frame, buffer + PAVA_FRAME_SIZE, PAVA_FRAME_SIZE) == 0);
+    CHECK_RC(pava_encode_into(rec, NULL, 0, &count), PAVA_RC_BUFFER);
+    CHECK_RC(pava_encode_into(rec, NULL, 1, &count), PAVA_RC_NULL);
+    CHECK_RC(pava_encode(NULL, frames), PAVA_RC_NULL);
+    CHECK_RC(pava_encode(rec, NULL), PAVA_RC_NULL);
+
+    pava_frames_free(frames);
+    pava_frames_free(NULL);
+    pava_record_free(rec);
+    pava_record_free(back);
+}
+
+static void test_tables(void) {
+    int ids[512];
+    size_t count = 0, n = 0, i;
+    pava_member_info member;
+    pava_layout_info layout;
+    pava_field_info field;
+
+    CHECK_RC(pava_ids(NULL, 0, &count), PAVA_RC_BUFFER);
+    CHECK(count > 100 && count <= 512);
+    CHECK_RC(pava_ids(ids, 512, &count), PAVA_RC_OK);
+    for (i = 1; i < count; ++i) CHECK(ids[i - 1] < ids[i]);
+
+    /* Declaration order, with the containers in their places. */
+    CHECK_RC(pava_member_count(PAVA_TYPE_RECORD, &n), PAVA_RC_OK);
+    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, 0, &member), PAVA_RC_OK);
+    CHECK(strcmp(member.name, "rii") == 0 && member.kind == PAVA_KIND_UINT16);
+    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n - 1, &member), PAVA_RC_OK);
+    CHECK(strcmp(member.name, "recordList") == 0 && member.kind == PAVA_KIND_LIST &&
+          member.element == PAVA_TYPE_RECORD_ITEM);
+    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n, &member), PAVA_RC_INDEX);
+    CHECK_RC(pava_member_count(PAVA_TYPE_FILE_BLOCK, &n), PAVA_RC_OK);
+    CHECK_RC(pava_member_at(PAVA_TYPE_FILE_BLOCK, n - 1, &member), PAVA_RC_OK);
+    CHECK(strcmp(member.name, "fbCodes") == 0 && member.kind == PAVA_KIND_ROWS && member.count == 200 &&
+          member.size == 13);
+    CHECK_RC(pava_member_at(PAVA_TYPE_SETTING_ITEM, 2, &member), PAVA_RC_OK);
+    CHECK(strcmp(member.name, "setText30") == 0 && member.kind == PAVA_KIND_CHARS && member.size == 30);
+    CHECK_RC(pava_member_count(6, &n), PAVA_RC_ARGUMENT);
+    CHECK_RC(pava_member_at(-1, 0, &member), PAVA_RC_ARGUMENT);
+
+    CHECK_RC(pava_layout(20020, &layout), PAVA_RC_OK);
+    CHECK(layout.id == 20020 && layout.length == -1 && layout.has_list == 1 && layout.list_item_size == 20);
+    CHECK_RC(pava_layout_field(20020, PAVA_TABLE_ITEM_FIELDS, 0, &field), PAVA_RC_OK);
+    CHECK(strcmp(field.member, "itemId") == 0 && field.kind == PAVA_FIELD_DECIMAL &&
+          strcmp(field.kind_name, "decimal") == 0);
+    CHECK_RC(pava_layout_field(20020, PAVA_TABLE_ITEM_FIELDS, layout.item_field_count, &field), PAVA_RC_INDEX);
+    CHECK_RC(pava_layout_field(20001, PAVA_TABLE_ITEM_FIELDS, 0, &field), PAVA_RC_INDEX);
+    CHECK_RC(pava_layout_field(20001, 4, 0, &field), PAVA_RC_ARGUMENT);
+    CHECK_RC(pava_layout(12345, &layout), PAVA_RC_NO_HANDLER);
+    CHECK_RC(pava_layout_field(12345, PAVA_TABLE_FIELDS, 0, &field), PAVA_RC_NO_HANDLER);
+    CHECK_RC(pava_layout(20001, NULL), PAVA_RC_NULL);
+    CHECK(strcmp(pava_rc_text(PAVA_RC_TOO_LONG), "bytes longer than the character array") == 0);
+    CHECK(strcmp(pava_rc_text(42), "unknown code") == 0);
+}
+
+static void PAVA_CALL collect(const char* text, void* user) {
+    char* log = (char*)user;
+    size_t used = strlen(log);
+    if (used + strlen(text) < 256) strcpy(log + used, text);
+}
+
+static void test_log(void) {
+    char log[256] = "";
+    pava_record* rec = NULL;
+    pava_frames* frames = NULL;
+    pava_record_new(&rec);
+    pava_frames_new(&frames);
+    pava_set_int(rec, "msgId", 20001);
+
+    CHECK_RC(pava_set_log(PAVA_LOG_SINK_CALLBACK, collect, log), PAVA_RC_OK);
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
+    CHECK(strcmp(log, "Data_To_Pava_20001!\n") == 0);
+    CHECK_RC(pava_set_log(PAVA_LOG_SINK_CALLBACK, NULL, NULL), PAVA_RC_NULL); /* the callback stays */
+    CHECK_RC(pava_set_log(7, NULL, NULL), PAVA_RC_ARGUMENT);
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
+    CHECK(strcmp(log, "Data_To_Pava_20001!\nData_To_Pava_20001!\n") == 0);
+    CHECK_RC(pava_set_log(PAVA_LOG_SINK_OFF, NULL, NULL), PAVA_RC_OK);
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
+    CHECK(strlen(log) == 40);
+
+    pava_frames_free(frames);
+    pava_record_free(rec);
+}
+
+int main(void) {
+    pava_set_log(PAVA_LOG_SINK_OFF, NULL, NULL);
+    test_members_by_path();
+    test_encode_and_decode();
+    test_tables();
+    test_log();
+    if (failures != 0) {
+        fprintf(stderr, "%d check(s) failed\n", failures);
+        return 1;
+    }
+    printf("C interface: all checks passed\n");
+    return 0;
+}
