@@ -250,7 +250,13 @@ constexpr const char* kValueWords =
     "digits, the value width W in 4 digits (itemInt2) and W value bytes (itemText2); split over "
     "frames item by item, bytes behind a frame's length may keep an earlier frame's items";
 constexpr Member kValueMembers[] = {M::itemText, M::itemId, M::itemInt2, M::itemText2};
-constexpr BodyPart k61851Body{BodyKind::References, 80, 76, 4, M::None, kValueWords, kValueMembers};
+constexpr BodyPart k61851Body{BodyKind::References, 80, 76, 4, M::None,
+                              "an item count (4), then per item: itemText, a reference of 100 bytes "
+                              "(NUL-padded), itemId in 2 digits, the value width W in 4 digits (itemInt2) "
+                              "and W value bytes (itemText2, read up to its first NUL); split over frames "
+                              "item by item. The decoder reads the items 106 bytes apart, not skipping the "
+                              "value bytes",
+                              kValueMembers};
 constexpr BodyPart k61901Body{BodyKind::References, 92, 88, 4, M::None, kValueWords, kValueMembers};
 
 constexpr MessageDef kMessages[] = {

@@ -85,6 +85,10 @@ def generated_frames(tmp_path):
                                 "fieldList2": [{"fieldType": 2, "fieldLen": 2, "fieldText1": "wh"}]}],
                    fbCount=2, fbCodes=["CODE1", "CODE2"], intValue14=2, intValue16=3)
         records.append(rec)
+    # The generic tables read by function type and sub-type.
+    by_id = {r["msgId"]: r for r in records}
+    for msg_id, fn, sub in [(10001, 2, 2), (10002, 1, 1), (10002, 2, 1), (10006, 0, 1)]:
+        records.append(dict(by_id[msg_id], intValue14=fn, intValue16=sub))
     source = tmp_path / "records.json"
     source.write_text(json.dumps(records))
     out = tmp_path / "generated.pava"
@@ -201,6 +205,44 @@ def pcap_of(tmp_path, name, frames, seed):
     return path
 
 
+def escaped(text: str) -> str:
+    """A decoded text as `pava dissect` and the dissector show it."""
+    out = "".join("\\" + c if c in '\\"' else c if " " <= c < "\x7f" else "\\x%02x" % ord(c) for c in text)
+    return re.sub(r"(\\x00)+$", "", out)
+
+
+def decoded_lists(path):
+    """The items and table entries `pava decode` reads from the algorithmic
+    bodies (the walkers of the helper file), frame by frame, as dissector fields."""
+    layouts = {layout["id"]: layout for layout in json.loads(run([PAVA, "layout", "--json"]))}
+    frames = []
+    for line in run([PAVA, "decode", str(path)]).splitlines():
+        line = line.strip().rstrip(",")
+        if not line.startswith("{"):
+            continue
+        rec = json.loads(line)
+        body = layouts[rec["msgId"]]["body"]
+        rows, prefix = [], "pava.item."
+        if body["kind"] in ("escaped-items", "prefixed-items", "references"):
+            rows = rec.get("dataList", [])
+        elif body["kind"] in ("generic-table", "data-types", "record-fields"):
+            prefix = "pava.field."
+            records = rec.get("recordList", [])
+            # A decoder that stores a record again with its where-items.
+            records = [r for i, r in enumerate(records)
+                       if not (i + 1 < len(records) and r.get("fieldList") == records[i + 1].get("fieldList")
+                               and "fieldList2" not in r)]
+            rows = [e for r in records for e in r.get("fieldList", []) + r.get("fieldList2", [])]
+        fields = []
+        for row in rows:
+            for member in body["carries"]:
+                if member in row:
+                    value = row[member]
+                    fields.append((prefix + member, str(value) if isinstance(value, int) else escaped(value)))
+        frames.append(fields if rec["rc"] == 0 else [])
+    return frames
+
+
 @pytest.mark.parametrize("source", ["corpus", "generated"])
 def test_every_field_as_pava_dissect_shows_it(tmp_path, source):
     frames = corpus_frames() if source == "corpus" else generated_frames(tmp_path)
@@ -212,6 +254,11 @@ def test_every_field_as_pava_dissect_shows_it(tmp_path, source):
     assert len(actual) == len(expected) == len(frames)
     for want, got in zip(expected, actual):
         assert_same_fields(want, got)
+    if source == "generated":
+        lists = decoded_lists(wire_file)
+        assert sum(len(f) for f in lists) > 50
+        for want, got in zip(lists, actual):
+            assert_same_fields(want, got)
 
 
 def frame(msg_id: int, body: bytes, length=None) -> bytes:
@@ -246,7 +293,7 @@ def test_damaged_frames_get_expert_info(tmp_path):
     assert "GOODADDRESS1" in out
 
 
-def test_split_messages_are_linked_and_heuristic_is_off_by_default(tmp_path):
+def test_split_messages_are_linked_and_other_ports_need_a_choice(tmp_path):
     # 20014 with more items than one frame holds: every frame after the first
     # points back at the first one.
     record = {"msgId": 20014, "rii": 3, "text12b": "SPLIT0000001",
@@ -282,3 +329,4 @@ def test_split_messages_are_linked_and_heuristic_is_off_by_default(tmp_path):
     write_pcap(pcap, stream.packets)
     assert run(other).strip() == ""
     assert run(other + ["-o", "pava.heuristic:TRUE"]).replace(",", " ").split() == ["20014", "20014"]
+    assert run(other + ["-d", "tcp.port==9999,pava"]).replace(",", " ").split() == ["20014", "20014"]

@@ -142,7 +142,9 @@ end
 local ITEM_KEYS = {"item.itemText", "item.itemId", "item.itemInt2", "item.itemText2"}
 local ATTRIBUTE_KEYS = {"field.fieldText1", "field.fieldType", "field.fieldLen", "field.fieldText2"}
 
-local function reference_items(ctx, tree, pos, n, label, keys)
+-- `stride`: items that many bytes apart, the value bytes not skipped (the
+-- 61851 decoder reads them so; its values are texts up to their first NUL).
+local function reference_items(ctx, tree, pos, n, label, keys, stride)
     for i = 1, n do
         if pos + 106 > ctx.len then return ctx:past(tree, label .. " " .. i) end
         local width = ctx:int(pos + 102, 4)
@@ -151,9 +153,9 @@ local function reference_items(ctx, tree, pos, n, label, keys)
         ctx:add(sub, keys[2], pos + 100, 2, ctx:int(pos + 100, 2))
         ctx:add(sub, keys[3], pos + 102, 4, width)
         if width < 0 or pos + 106 + width > ctx.len then return ctx:past(sub, label .. " " .. i .. " value") end
-        ctx:add(sub, keys[4], pos + 106, width, ctx:text(ctx:bytes(pos + 106, width)))
+        ctx:add(sub, keys[4], pos + 106, width, ctx:text(ctx:bytes(pos + 106, width), stride ~= nil))
         ctx:extend(sub, pos, 106 + width)
-        pos = pos + 106 + width
+        pos = pos + (stride or 106 + width)
     end
     return pos
 end
@@ -161,7 +163,8 @@ end
 function bodies.references(ctx, part, tree)
     local count = ctx:int(part.countAt, part.countWidth)
     ctx:add(tree, "count", part.countAt, part.countWidth, count)
-    return reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS)
+    local finish = reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS, ctx.id == 61851 and 106 or nil)
+    return ctx.id == 61851 and finish and ctx.len or finish
 end
 
 function bodies.data_types(ctx, part, tree)
