@@ -292,6 +292,20 @@ def test_damaged_frames_get_expert_info(tmp_path):
     assert out.count("A count or length points past the body") >= len(algorithmic), out
     assert "GOODADDRESS1" in out
 
+    # Random bytes behind headers of every id: every frame dissected (tshark()
+    # refuses a Lua error or a frame that could not be dissected).
+    rng = random.Random(1)
+    ids = [layout["id"] for layout in json.loads(run([PAVA, "layout", "--json"]))]
+    noise = []
+    for _ in range(300):
+        alphabet = rng.choice([b"0123456789 ", b"0123456789 $\0", bytes(range(256))])
+        body = bytes(rng.choice(alphabet) for _ in range(rng.choice([0, 1, 5, 20, 100, 300, 2000])))
+        head = "%-3d%05d%s%-5d%s%s" % (rng.randrange(1000), rng.choice(ids), rng.choice("0129A"), len(body),
+                                       rng.choice("0123"), rng.choice("01"))
+        noise.append(head.encode() + body)
+    out = tshark(pcap_of(tmp_path, "noise", noise, seed=7), "-T", "json")
+    assert out.count('"pava.id":') == len(noise)
+
 
 def test_split_messages_are_linked_and_other_ports_need_a_choice(tmp_path):
     # 20014 with more items than one frame holds: every frame after the first
