@@ -54,6 +54,7 @@ struct ItemFormat {
     ItemWriteFn write = nullptr;
     ItemReadFn read = nullptr;
     int textCut = kNoCut;  // escaped items: most text bytes written
+    BodyKind kind = BodyKind::Items;  // how tools describe a list of such items
 
     std::span<const Field> readFields() const noexcept { return readBack.empty() ? fields : readBack; }
 };
@@ -79,14 +80,14 @@ inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::item
 // and the decoder moves on by the declared length.
 constexpr ItemFormat escapedItem(int cut) {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureEscaped,
-                      detail::writeEscaped, detail::readEscaped, cut};
+                      detail::writeEscaped, detail::readEscaped, cut, BodyKind::EscapedItems};
 }
 
 // `itemId` in 8, the length of `itemText` in 4 and its bytes, the length of
 // `itemText2` in 4 and its bytes.
 constexpr ItemFormat lengthPrefixedItem() {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureLengthPrefixed,
-                      detail::writeLengthPrefixed, detail::readLengthPrefixed, kNoCut};
+                      detail::writeLengthPrefixed, detail::readLengthPrefixed, kNoCut, BodyKind::PrefixedItems};
 }
 
 // The read-back table of an item whose text goes out as the string's own
@@ -156,10 +157,10 @@ inline constexpr Member kPrefixedItemMembers[] = {Member::itemId, Member::itemTe
 constexpr BodyPart listBodyOf(int itemsAt, int countAt, const ItemFormat& item, std::span<const Field> trailer) {
     const int countWidth = countAt == kNoCount ? 0 : kCountWidth;
     const int count = countAt == kNoCount ? -1 : countAt;
-    if (item.read == detail::readEscaped)
+    if (item.kind == BodyKind::EscapedItems)
         return {BodyKind::EscapedItems, itemsAt, count, countWidth, Member::None, kEscapedItemsWords,
                 kEscapedItemMembers, trailer};
-    if (item.read == detail::readLengthPrefixed)
+    if (item.kind == BodyKind::PrefixedItems)
         return {BodyKind::PrefixedItems, itemsAt, count, countWidth, Member::None, kPrefixedItemsWords,
                 kPrefixedItemMembers, trailer};
     return {BodyKind::Items, itemsAt, count, countWidth, Member::None, kFixedItemsWords, {}, trailer};
