@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake gcc g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev libfmt-dev python3 python3-pytest)
+          libcli11-dev nlohmann-json3-dev libfmt-dev python3 python3-pytest tshark)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
@@ -14,5 +14,8 @@ done
 sudo=""
 [ "$(id -u)" -eq 0 ] || sudo="sudo"
 export DEBIAN_FRONTEND=noninteractive
+# tshark's wireshark-common asks whether non-superusers may capture; the
+# answer is given beforehand so that the install never waits for it.
+echo "wireshark-common wireshark-common/install-setuid boolean false" | $sudo debconf-set-selections
 $sudo apt-get update -qq
 $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"

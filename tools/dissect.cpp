@@ -5,11 +5,13 @@
 #include <string_view>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "field_codec.h"
 #include "frame_header.h"
 #include "frames.h"
 #include "json_record.h"
+#include "layout_json.h"
 #include "messages/catalog.h"
 
 namespace pava::tool {
@@ -41,6 +43,10 @@ std::string flagNames(uint8_t flags) {
 }
 
 void putFieldTable(std::string& out, std::span<const Field> fields) {
+    if (fields.empty()) {
+        put(out, "  (no fields)\n");
+        return;
+    }
     put(out, "  offset  width  kind      member      flags\n");
     for (const Field& f : fields) {
         out += fmt::format("  {:>6}  {:>5}  {:<8}  {:<10}  {}", f.offset, f.width, fieldKindName(f.kind),
@@ -184,12 +190,25 @@ std::string describeLayout(const MessageDef& def) {
             put(out, "the decoder reads an item as:\n");
             putFieldTable(out, list->itemDecodeFields);
         }
-        put(out, "anything behind the last item is a tail the codec lays out itself\n");
-        return out;
+        if (!list->trailer.empty()) {
+            put(out, "behind the last item (offsets from there):\n");
+            putFieldTable(out, list->trailer);
+        }
     }
-    const int end = fixedEnd(layout.fields);
-    if (layout.length < 0 || end < layout.length)
-        put(out, "the rest of the body, from byte {}, is a list or tail the codec lays out itself\n", end);
+    const BodyPart& body = layout.body;
+    if (body.words != nullptr) {
+        put(out, "from byte {} ({}): {}\n", body.at, bodyKindName(body.kind), body.words);
+        if (layout.list == nullptr && !body.trailer.empty()) {
+            put(out, "behind it (offsets from there):\n");
+            putFieldTable(out, body.trailer);
+        }
+    } else if (layout.list == nullptr) {
+        const int end = fixedEnd(layout.fields);
+        if (layout.length < 0 || end < layout.length)
+            put(out, "the rest of the body, from byte {}, is a tail the codec lays out itself\n", end);
+    }
+    const auto members = carriedMembers(def);
+    put(out, "members: {}\n", members.empty() ? std::string("none") : fmt::format("{}", fmt::join(members, " ")));
     return out;
 }
 

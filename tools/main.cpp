@@ -11,6 +11,8 @@
 #include "dissect.h"
 #include "frames.h"
 #include "json_record.h"
+#include "layout_json.h"
+#include "wireshark.h"
 
 namespace {
 
@@ -83,13 +85,28 @@ int dissect(const std::string& path, bool raw) {
     return 0;
 }
 
-int layout(int id) {
+int layout(const std::string& idText, bool json) {
+    if (idText.empty()) {
+        if (!json) throw std::runtime_error("layout: an ID, or --json for every id");
+        return fmt::print("{}\n", allLayoutsJson().dump(1)), 0;
+    }
+    const int id = std::stoi(idText);
     const pava::MessageDef* def = pava::findMessage(id);
     if (def == nullptr) {
         fmt::print(stderr, "no codec for id {:05}\n", id);
         return 1;
     }
+    if (json) return fmt::print("{}\n", layoutJson(*def).dump(1)), 0;
     fmt::print("{}", describeLayout(*def));
+    return 0;
+}
+
+int wireshark(const std::string& output) {
+    const std::string lua = wiresharkDissector();
+    if (output.empty()) return fmt::print("{}", lua), 0;
+    std::ofstream out(output, std::ios::binary);
+    out << lua;
+    if (!out.flush()) throw std::runtime_error("cannot write " + output);
     return 0;
 }
 
@@ -104,8 +121,10 @@ int main(int argc, char** argv) {
     auto* ids = app.add_subcommand("ids", "every registered id: family, body length, fixed fields");
     // Ids are decimal even with leading zeros ("00101", as `ids` prints them).
     std::string idText;
-    auto* lay = app.add_subcommand("layout", "the field table of one id");
-    lay->add_option("ID", idText, "message id")->required()->check([](const std::string& text) {
+    bool json = false;
+    auto* lay = app.add_subcommand("layout", "the whole body layout of one id (every id with --json)");
+    lay->add_flag("--json", json, "the layout as JSON: one object, or an array of every id without ID");
+    lay->add_option("ID", idText, "message id")->check([](const std::string& text) {
         const bool digits = !text.empty() && text.size() <= 5 &&
                             text.find_first_not_of("0123456789") == std::string::npos;
         return digits ? std::string() : std::string("an id is one to five decimal digits");
@@ -122,12 +141,15 @@ int main(int argc, char** argv) {
         sub->add_option("FILE", input, "frames in wire form")->required()->check(CLI::ExistingFile);
         sub->add_flag("--raw", raw, "the file holds whole 8208-byte frames");
     }
+    auto* wsh = app.add_subcommand("wireshark", "the Lua dissector for Wireshark, generated from the layout tables");
+    wsh->add_option("-o,--output", output, "write it to this file");
     CLI11_PARSE(app, argc, argv);
 
     if (!log) Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     try {
         if (*ids) return fmt::print("{}", listIds()), 0;
-        if (*lay) return layout(std::stoi(idText));
+        if (*lay) return layout(idText, json);
+        if (*wsh) return wireshark(output);
         if (*enc) return encode(input, output);
         if (*dec) return decode(input, raw);
         return dissect(input, raw);

@@ -98,8 +98,17 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     return 0;
 }
 
+constexpr Member kFieldMembers[] = {M::fieldText1, M::fieldText2};
+
 constexpr MessageDef kMessages[] = {
-    {20138, encode20138, decode20138, Layout{kHead, {}, -1}, 0, nullptr},
+    {20138, encode20138, decode20138,
+     Layout{kHead, {}, -1, nullptr,
+            {BodyKind::RecordFields, 14, 12, 2, M::None,
+             "a record count R (2) at byte 12, then R record blocks from byte 14: a number (2), a field "
+             "count F (3) and F fields of a first text (12) and a second text (30), NUL-padded: "
+             "recInt and the fieldList (fieldText1, fieldText2) of a recordList record",
+             kFieldMembers}},
+     0, nullptr},
 };
 
 }  // namespace

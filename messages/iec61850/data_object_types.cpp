@@ -146,8 +146,19 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     return 0;
 }
 
+// An attribute: reference, code, width and value.
+constexpr Member kAttributeMembers[] = {M::fieldText1, M::fieldType, M::fieldLen, M::fieldText2};
+
 constexpr MessageDef kMessages[] = {
-    {61858, encode61858, decode61858, Layout{kHead, kHeadIn, -1}, 0, nullptr},
+    {61858, encode61858, decode61858,
+     Layout{kHead, kHeadIn, -1, nullptr,
+            {BodyKind::DataTypes, kHeadSize, kCountPos, 4, M::None,
+             "a structure count (4) at byte 78, then structures from byte 82: an attribute count F (4 "
+             "digits, NUL-padded) and F attributes, each a reference (100), a code (2), a width W (4, "
+             "both NUL-padded) and W value bytes (fieldText1, fieldType, fieldLen, fieldText2 of a "
+             "recordList fieldList); split over frames structure by structure",
+             kAttributeMembers}},
+     0, nullptr},
 };
 
 }  // namespace

@@ -240,10 +240,29 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     return 0;
 }
 
+// 61850's references are items of one size; the value lists carry a width per item.
+constexpr ListShape k61850Shape{78, 4, k61850Items, kReference, {}, kReferenceWidth};
+constexpr BodyPart k61850Body{BodyKind::Items, k61850Items, 78, 4, M::None,
+                              "an item count (4) at byte 78, then references of 100 bytes (itemText, "
+                              "NUL-padded) from byte 82, in one frame", {}};
+constexpr const char* kValueWords =
+    "an item count (4), then per item: itemText, a reference of 100 bytes (NUL-padded), itemId in 2 "
+    "digits, the value width W in 4 digits (itemInt2) and W value bytes (itemText2); split over "
+    "frames item by item, bytes behind a frame's length may keep an earlier frame's items";
+constexpr Member kValueMembers[] = {M::itemText, M::itemId, M::itemInt2, M::itemText2};
+constexpr BodyPart k61851Body{BodyKind::References, 80, 76, 4, M::None,
+                              "an item count (4), then per item: itemText, a reference of 100 bytes "
+                              "(NUL-padded), itemId in 2 digits, the value width W in 4 digits (itemInt2) "
+                              "and W value bytes (itemText2, read up to its first NUL); split over frames "
+                              "item by item. The decoder reads the items 106 bytes apart, not skipping the "
+                              "value bytes",
+                              kValueMembers};
+constexpr BodyPart k61901Body{BodyKind::References, 92, 88, 4, M::None, kValueWords, kValueMembers};
+
 constexpr MessageDef kMessages[] = {
-    {61850, encode61850, decode61850, Layout{k61850Head, k61850HeadIn, -1}, 0, nullptr},
-    {61851, encodeValueList, decode61851, Layout{k61851Head, k61851HeadIn, -1}, 0, &k61851},
-    {61901, encodeValueList, decode61901, Layout{k61901Head, k61901HeadIn, -1}, 0, &k61901},
+    {61850, encode61850, decode61850, Layout{k61850Head, k61850HeadIn, -1, &k61850Shape, k61850Body}, 0, nullptr},
+    {61851, encodeValueList, decode61851, Layout{k61851Head, k61851HeadIn, -1, nullptr, k61851Body}, 0, &k61851},
+    {61901, encodeValueList, decode61901, Layout{k61901Head, k61901HeadIn, -1, nullptr, k61901Body}, 0, &k61901},
 };
 
 }  // namespace

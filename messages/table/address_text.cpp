@@ -42,7 +42,9 @@ constexpr Field k00215Fields[] = {
 
 constexpr MessageDef kMessages[] = {
     frameMessage(213, kPlainFrame, k00213Fields, 264),
-    frameMessage(214, k00214, k00214Fields, -1),
+    withBody(frameMessage(214, k00214, k00214Fields, -1),
+             {BodyKind::Text, 224, -1, 0, M::string6,
+              "string6 from byte 224 up to the body length; a body past 8192 bytes is refused both ways"}),
     frameMessage(215, k00215, k00215Fields, 227),
 };
 

@@ -68,7 +68,9 @@ constexpr Field k00203Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(101, k00101, k00101Fields, -1),
+    withBody(frameMessage(101, k00101, k00101Fields, -1),
+             {BodyKind::CodeRows, kCodesAt, -1, 0, M::fbCount,
+              "fbCount rows of fbCodes from byte 131, 12 bytes each (NUL-padded), at most 200 rows"}),
     frameMessage(102, kPlainFrame, k00102Fields, 56),
     frameMessage(203, k00203, k00203Fields, 254),
 };

@@ -737,13 +737,42 @@ int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
                         rec->recordList, true);
 }
 
+// What follows the prefix, in words. An entry is type (2) | length (4) |
+// value, read into fieldType, fieldLen and fieldText1 of a recordList
+// record's fieldList (fields) or fieldList2 (where-items).
+constexpr Member kEntryMembers[] = {M::fieldType, M::fieldLen, M::fieldText1};
+constexpr BodyPart kBody10001{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
+                              "function type 2 or 3, sub-type 2: a field count (4) at byte 28, the first "
+                              "record's fields as entries from byte 32, then a where-item count (2) and "
+                              "the where-items as entries", kEntryMembers};
+constexpr BodyPart kBody10002{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
+                              "function type 1: a field count (4) at byte 28 and one record's fields as "
+                              "entries from byte 32; function type 2 or 3: a record count (4) at byte 28, "
+                              "then records from byte 32, each a field count (4) and its entries; the "
+                              "records are split over frames, a record never", kEntryMembers};
+constexpr BodyPart kBody10003{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
+                              "sub-type 3 or 4: a field count (4) at byte 28 and one record's fields as "
+                              "entries from byte 32; sub-type 5: one where-item entry at byte 28", kEntryMembers};
+constexpr BodyPart kBody10004{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
+                              "sub-type 3 or 4: a record count (4) at byte 28, then records from byte 32, "
+                              "each a field count (4), its entries and one where-item entry (the last "
+                              "record: where-items up to the body length); sub-type 5 to 7: intValue4 in "
+                              "one digit at byte 28; split over frames record by record", kEntryMembers};
+constexpr BodyPart kBody10005{BodyKind::Text, 20, -1, 0, M::string4,
+                              "a free text (string4) from byte 20 up to the body length; the decoder keeps "
+                              "none of it"};
+constexpr BodyPart kBody10006{BodyKind::GenericTable, 24, 20, 4, M::None,
+                              "sub-type 1 or 2: a record count (4) at byte 20, then records from byte 24, "
+                              "each a field count (4) and its entries, split over frames record by record; "
+                              "sub-type 3 to 5: intValue4 in one digit at byte 20", kEntryMembers};
+
 constexpr MessageDef kMessages[] = {
-    {10001, encode10001, decode10001, Layout{kTablePrefix, {}, -1}, 0, nullptr},
-    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1}, 0, nullptr},
-    {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1}, 0, nullptr},
-    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1}, 0, nullptr},
-    {10005, encode10005, decode10005, Layout{kShortPrefix, {}, -1}, 0, nullptr},
-    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1}, 0, nullptr},
+    {10001, encode10001, decode10001, Layout{kTablePrefix, {}, -1, nullptr, kBody10001}, 0, nullptr},
+    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1, nullptr, kBody10002}, 0, nullptr},
+    {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1, nullptr, kBody10003}, 0, nullptr},
+    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1, nullptr, kBody10004}, 0, nullptr},
+    {10005, encode10005, decode10005, Layout{kShortPrefix, {}, -1, nullptr, kBody10005}, 0, nullptr},
+    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1, nullptr, kBody10006}, 0, nullptr},
 };
 
 }  // namespace

@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "dissect.h"
+#include "layout_json.h"
+
+namespace pava::tool {
+namespace {
+
+// Every id whose body length varies says what follows its fixed fields, and
+// every place a description names lies inside the body.
+TEST(LayoutDescription, EveryVariableBodyIsDescribedWithinTheBody) {
+    for (const MessageDef* def : registeredMessages()) {
+        const Layout& layout = def->layout;
+        const BodyPart& body = layout.body;
+        SCOPED_TRACE(def->id);
+        // 00802 varies only because its encoder sends no frame.
+        if (layout.length < 0 && def->id != 802) {
+            EXPECT_NE(body.kind, BodyKind::Fixed);
+            EXPECT_NE(body.words, nullptr);
+        }
+        EXPECT_GE(body.at, 0);
+        EXPECT_LE(body.at, MAX_PAVA_MSG_LEN);
+        EXPECT_LE(body.countAt + body.countWidth, MAX_PAVA_MSG_LEN);
+        if (const ListShape* list = layout.list) {
+            EXPECT_EQ(body.kind, BodyKind::Items);
+            EXPECT_EQ(body.at, list->itemsAt);
+            EXPECT_TRUE(fieldsFit(list->itemReadFields(), list->itemSize));
+        }
+        // A description the JSON carries whole: the dissector reads nothing else.
+        const auto j = layoutJson(*def);
+        EXPECT_EQ(j["body"]["kind"], bodyKindName(body.kind));
+        EXPECT_EQ(j["readFields"].size(), layout.readFields().size());
+    }
+}
+
+// 00209 is read as a count and rows its encoder writes without the count;
+// the text and the JSON both show the rows the decoder reads.
+TEST(LayoutDescription, SettingRowsAsTheDecoderReadsThem) {
+    const MessageDef* def = findMessage(209);
+    ASSERT_NE(def, nullptr);
+    const std::string text = describeLayout(*def);
+    EXPECT_NE(text.find("items of 192 bytes from byte 4 (count in 4 digits at byte 0)"), std::string::npos) << text;
+    EXPECT_NE(text.find("       0    192  text      setText\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("members: setText\n"), std::string::npos) << text;
+
+    const auto j = layoutJson(*def);
+    EXPECT_EQ(j["list"]["itemSize"], 192);
+    EXPECT_EQ(j["list"]["itemReadFields"][0]["owner"], "setting");
+    EXPECT_EQ(j["members"], nlohmann::ordered_json::array({"setText"}));
+}
+
+// Members of the algorithmic bodies are named too: what the items carry and
+// the trailer behind them.
+TEST(LayoutDescription, MembersIncludeVariableParts) {
+    const auto members = carriedMembers(*findMessage(20170));
+    EXPECT_EQ(members, (std::vector<std::string>{"text12b", "intValue2", "itemId", "itemText", "intValue4"}));
+    const auto j = layoutJson(*findMessage(20170));
+    EXPECT_EQ(j["body"]["kind"], "escaped-items");
+    EXPECT_EQ(j["body"]["countAt"], 14);
+    EXPECT_EQ(j["body"]["trailer"][0]["member"], "intValue4");
+    EXPECT_EQ(allLayoutsJson().size(), registeredMessages().size());
+}
+
+}  // namespace
+}  // namespace pava::tool

@@ -1,0 +1,208 @@
+-- Bodies whose layout is an algorithm rather than a field table: texts up to
+-- the body length, code rows, escaped and length-prefixed item lists, generic
+-- tables of type-length-value entries, reference and value lists, data object
+-- type structures and record field blocks. Each walker reads through `ctx`
+-- (the frame's body, its declared length and the tree helpers the dissector
+-- provides), stops where a count or length points past the declared body and
+-- says so, and returns the offset behind what it showed.
+local bodies = {}
+
+-- Type (2) | length (4) | value entries; returns the offset behind the last
+-- one, or nil when one runs past the body.
+local function entries(ctx, tree, pos, n, label)
+    for i = 1, n do
+        if pos + 6 > ctx.len then return ctx:past(tree, label .. " " .. i) end
+        local length = ctx:int(pos + 2, 4)
+        if length < 0 or pos + 6 + length > ctx.len then return ctx:past(tree, label .. " " .. i) end
+        local sub = ctx:subtree(tree, "field", pos, 6 + length, label .. " " .. i)
+        ctx:add(sub, "field.fieldType", pos, 2, ctx:int(pos, 2))
+        ctx:add(sub, "field.fieldLen", pos + 2, 4, length)
+        ctx:add(sub, "field.fieldText1", pos + 6, length, ctx:text(ctx:bytes(pos + 6, length)))
+        pos = pos + 6 + length
+    end
+    return pos
+end
+
+-- Records of a field count (4) and its entries; `where` adds one where-item
+-- entry per record (the last record: where-items up to the body length).
+local function records(ctx, tree, pos, n, where)
+    for i = 1, n do
+        if pos + 4 > ctx.len then return ctx:past(tree, "record " .. i) end
+        local sub = ctx:subtree(tree, "record", pos, 4, "Record " .. i)
+        local fields = ctx:int(pos, 4)
+        ctx:add(sub, "count", pos, 4, fields)
+        local after = pos + 4
+        if fields > 0 then after = entries(ctx, sub, after, fields, "Field") end
+        if after and where then
+            repeat
+                after = entries(ctx, sub, after, 1, "Where-item")
+            until not after or i < n or after >= ctx.len
+        end
+        if not after then return nil end
+        ctx:extend(sub, pos, after - pos)
+        pos = after
+    end
+    return pos
+end
+
+function bodies.text(ctx, part, tree)
+    local n = math.max(0, ctx.len - part.at)
+    ctx:add(tree, "record." .. part.member, part.at, n, ctx:text(ctx:bytes(part.at, n)))
+    return part.at + n
+end
+
+function bodies.code_rows(ctx, part, tree)
+    local count = ctx.values.fbCount or 0
+    local pos = part.at
+    for i = 1, count do
+        if i > 200 then return ctx:past(tree, "code row " .. i .. " (at most 200)") end
+        if pos + 12 > ctx.len then return ctx:past(tree, "code row " .. i) end
+        ctx:add(tree, "code", pos, 12, ctx:text(ctx:bytes(pos, 12)))
+        pos = pos + 12
+    end
+    return pos
+end
+
+function bodies.escaped_items(ctx, part, tree)
+    local pos = part.at
+    for i = 1, ctx:int(part.countAt, part.countWidth) do
+        if pos + 16 > ctx.len then return ctx:past(tree, "item " .. i) end
+        local sub = ctx:subtree(tree, "item", pos, 16, "Item " .. i)
+        ctx:add(sub, "item.itemId", pos, 8, ctx:int(pos, 8))
+        if ctx:bytes(pos + 8, 3) == "$$$" then
+            local length = ctx:int(pos + 11, 5)
+            ctx:add(sub, "item.length", pos + 11, 5, length)
+            if length < 0 or pos + 16 + length > ctx.len then return ctx:past(sub, "item " .. i .. " text") end
+            ctx:add(sub, "item.itemText", pos + 16, length, ctx:text(ctx:bytes(pos + 16, length)))
+            ctx:extend(sub, pos, 16 + length)
+            pos = pos + 16 + length
+        else
+            ctx:add(sub, "item.itemText", pos + 8, 8, ctx:text(ctx:bytes(pos + 8, 8), true))
+            pos = pos + 16
+        end
+    end
+    return pos
+end
+
+function bodies.prefixed_items(ctx, part, tree)
+    local pos = part.at
+    for i = 1, ctx:int(part.countAt, part.countWidth) do
+        if pos + 12 > ctx.len then return ctx:past(tree, "item " .. i) end
+        local sub = ctx:subtree(tree, "item", pos, 8, "Item " .. i)
+        ctx:add(sub, "item.itemId", pos, 8, ctx:int(pos, 8))
+        local at = pos + 8
+        for _, member in ipairs({"itemText", "itemText2"}) do
+            if at + 4 > ctx.len then return ctx:past(sub, "item " .. i .. " " .. member) end
+            local length = ctx:int(at, 4)
+            ctx:add(sub, "item.length", at, 4, length)
+            if length < 0 or at + 4 + length > ctx.len then return ctx:past(sub, "item " .. i .. " " .. member) end
+            ctx:add(sub, "item." .. member, at + 4, length, ctx:text(ctx:bytes(at + 4, length)))
+            at = at + 4 + length
+        end
+        ctx:extend(sub, pos, at - pos)
+        pos = at
+    end
+    return pos
+end
+
+-- What follows the prefix depends on the id, the function type (intValue14)
+-- and the sub-type (intValue16), as the decoders read it.
+function bodies.generic_table(ctx, part, tree)
+    local fn, sub = ctx.values.intValue14, ctx.values.intValue16
+    local count = ctx:int(part.countAt, 4)
+    local function counted() ctx:add(tree, "count", part.countAt, 4, count) end
+    if ctx.id == 10001 then
+        counted()
+        local pos = count > 0 and entries(ctx, tree, part.at, count, "Field") or part.at
+        if not pos or pos + 2 > ctx.len then return pos end
+        local where = ctx:int(pos, 2)
+        ctx:add(tree, "count", pos, 2, where)
+        return entries(ctx, tree, pos + 2, where, "Where-item")
+    elseif ctx.id == 10002 then
+        counted()
+        if fn == 1 then return entries(ctx, tree, part.at, count, "Field") end
+        return records(ctx, tree, part.at, count, false)
+    elseif ctx.id == 10003 then
+        if sub == 5 then return entries(ctx, tree, part.countAt, 1, "Where-item") end
+        counted()
+        return entries(ctx, tree, part.at, count, "Field")
+    elseif ctx.id == 10004 or ctx.id == 10006 then
+        if (ctx.id == 10004 and sub >= 5) or (ctx.id == 10006 and sub >= 3 and sub <= 5) then
+            ctx:add(tree, "record.intValue4", part.countAt, 1, ctx:int(part.countAt, 1))
+            return part.countAt + 1
+        end
+        counted()
+        return records(ctx, tree, part.at, count, ctx.id == 10004)
+    end
+    return part.at
+end
+
+-- Reference (100) | code (2) | width W (4) | W value bytes, per item or
+-- attribute; `keys` names the four fields.
+local ITEM_KEYS = {"item.itemText", "item.itemId", "item.itemInt2", "item.itemText2"}
+local ATTRIBUTE_KEYS = {"field.fieldText1", "field.fieldType", "field.fieldLen", "field.fieldText2"}
+
+-- `stride`: items that many bytes apart, the value bytes not skipped (the
+-- 61851 decoder reads them so; its values are texts up to their first NUL).
+local function reference_items(ctx, tree, pos, n, label, keys, stride)
+    for i = 1, n do
+        if pos + 106 > ctx.len then return ctx:past(tree, label .. " " .. i) end
+        local width = ctx:int(pos + 102, 4)
+        local sub = ctx:subtree(tree, keys == ITEM_KEYS and "item" or "field", pos, 106, label .. " " .. i)
+        ctx:add(sub, keys[1], pos, 100, ctx:text(ctx:bytes(pos, 100), true))
+        ctx:add(sub, keys[2], pos + 100, 2, ctx:int(pos + 100, 2))
+        ctx:add(sub, keys[3], pos + 102, 4, width)
+        if width < 0 or pos + 106 + width > ctx.len then return ctx:past(sub, label .. " " .. i .. " value") end
+        ctx:add(sub, keys[4], pos + 106, width, ctx:text(ctx:bytes(pos + 106, width), stride ~= nil))
+        ctx:extend(sub, pos, 106 + width)
+        pos = pos + (stride or 106 + width)
+    end
+    return pos
+end
+
+function bodies.references(ctx, part, tree)
+    local count = ctx:int(part.countAt, part.countWidth)
+    ctx:add(tree, "count", part.countAt, part.countWidth, count)
+    local finish = reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS, ctx.id == 61851 and 106 or nil)
+    return ctx.id == 61851 and finish and ctx.len or finish
+end
+
+function bodies.data_types(ctx, part, tree)
+    local count = ctx:int(part.countAt, part.countWidth)
+    ctx:add(tree, "count", part.countAt, part.countWidth, count)
+    local pos = part.at
+    for i = 1, count do
+        if pos + 4 > ctx.len then return ctx:past(tree, "structure " .. i) end
+        local sub = ctx:subtree(tree, "record", pos, 4, "Structure " .. i)
+        local attributes = ctx:int(pos, 4)
+        ctx:add(sub, "count", pos, 4, attributes)
+        local after = reference_items(ctx, sub, pos + 4, attributes, "Attribute", ATTRIBUTE_KEYS)
+        if not after then return nil end
+        ctx:extend(sub, pos, after - pos)
+        pos = after
+    end
+    return pos
+end
+
+function bodies.record_fields(ctx, part, tree)
+    local pos = part.at
+    for i = 1, ctx:int(part.countAt, part.countWidth) do
+        if pos + 5 > ctx.len then return ctx:past(tree, "record " .. i) end
+        local fields = ctx:int(pos + 2, 3)
+        local sub = ctx:subtree(tree, "record", pos, 5 + 42 * math.max(fields, 0), "Record " .. i)
+        ctx:add(sub, "record.recInt", pos, 2, ctx:int(pos, 2))
+        ctx:add(sub, "count", pos + 2, 3, fields)
+        local at = pos + 5
+        for k = 1, fields do
+            if at + 42 > ctx.len then return ctx:past(sub, "record " .. i .. " field " .. k) end
+            local f = ctx:subtree(sub, "field", at, 42, "Field " .. k)
+            ctx:add(f, "field.fieldText1", at, 12, ctx:text(ctx:bytes(at, 12), true))
+            ctx:add(f, "field.fieldText2", at + 12, 30, ctx:text(ctx:bytes(at + 12, 30), true))
+            at = at + 42
+        end
+        pos = at
+    end
+    return pos
+end
+
+return bodies
