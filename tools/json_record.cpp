@@ -245,7 +245,8 @@ PavaFullData recordFromJson(const Json& j) {
             for (size_t i = 0; i < v.size(); ++i)
                 slotFromJson(Slot{SlotType::Chars, rec.fileBlock.fbCodes[i], kCodeSize}, v[i],
                              fmt::format("{}[{}]", at, i));
-        } else if (key != "rc") {  // what `pava decode` adds to each record
+        } else if (key != "rc" && key != "offset" && key != "frames" && key != "complete" &&
+                   key != "log") {  // what `pava decode` adds to each record
             return false;
         }
         return true;
