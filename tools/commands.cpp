@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -174,11 +175,6 @@ int eachFrame(const StreamOptions& o, std::FILE* in, DamageReport& damage, Fn&& 
     return worst(rc, damage.count() > 0 ? kExitDamaged : kExitOk);
 }
 
-void appendJsonLine(std::string& buf, const Json& j) {
-    buf += jsonLine(j);
-    buf += '\n';
-}
-
 }  // namespace
 
 int runDecode(const StreamOptions& o) {
@@ -190,17 +186,26 @@ int runDecode(const StreamOptions& o) {
         Output* out = &output;
         int codec = kExitOk;
         const auto emit = [&](const PavaFullData& rec, int rc, uint64_t offset, const JoinedMessage* m) {
-            Json j = Json::object();
-            j["offset"] = offset;
-            j["rc"] = rc;
+            std::string& buf = out->buffer();
+            fmt::format_to(std::back_inserter(buf), "{{\"offset\":{},\"rc\":{}", offset, rc);
             if (m != nullptr) {
-                j["frames"] = m->frames;
-                if (!m->complete) j["complete"] = false;
+                fmt::format_to(std::back_inserter(buf), ",\"frames\":{}", m->frames);
+                if (!m->complete) buf += ",\"complete\":false";
             }
-            Json body = recordToJson(rec);
-            for (auto& [key, value] : body.items()) j[key] = std::move(value);
-            log.flushTo(&j, fmt::format("offset {}: ", offset));
-            appendJsonLine(out->buffer(), j);
+            bool first = false;
+            appendRecordMembers(buf, first, rec);
+            if (!log.lines.empty()) {
+                if (log.to == LogTo::Json) {
+                    buf += ",\"log\":";
+                    Json lines = Json::array();
+                    for (const std::string& l : log.lines) lines.push_back(bytesToUtf8(l));
+                    buf += jsonLine(lines);
+                    log.lines.clear();
+                } else {
+                    log.flushTo(nullptr, fmt::format("offset {}: ", offset));
+                }
+            }
+            buf += "}\n";
             out->endRecord();
             if (rc != PAVA_OK) codec = kExitCodec;
         };

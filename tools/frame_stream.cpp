@@ -69,7 +69,10 @@ bool plausibleHeader(const char* head) noexcept {
 }
 
 FrameStream::FrameStream(std::FILE* in, FrameForm form, DamageSink sink)
-    : m_in(in), m_form(form), m_sink(std::move(sink)), m_buf(kChunk + kLookahead) {}
+    : m_in(in), m_form(form), m_sink(std::move(sink)), m_buf(kChunk + kLookahead) {
+    struct stat st {};
+    m_regular = fstat(fileno(m_in), &st) == 0 && S_ISREG(st.st_mode);
+}
 
 void FrameStream::damage(uint64_t offset, uint64_t length, std::string what) {
     if (m_sink) m_sink(StreamDamage{offset, length, std::move(what)});
@@ -123,8 +126,7 @@ bool FrameStream::frameEndsCleanly(size_t end) {
 }
 
 bool FrameStream::nextWire(PavaMsg& frame, uint64_t& offset) {
-    struct stat st {};
-    const bool regular = fstat(fileno(m_in), &st) == 0 && S_ISREG(st.st_mode);
+    const bool regular = m_regular;
     for (;;) {
         // Line breaks between frames are how frames are often stored: skipped silently.
         while (fill(1) > 0 && isSeparator(m_buf[m_pos])) ++m_pos;

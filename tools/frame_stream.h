@@ -69,6 +69,7 @@ private:
     uint64_t m_base = 0;  // input offset of m_buf[0]
     bool m_eof = false;
     bool m_readError = false;
+    bool m_regular = false;  // a regular file: reading ahead never waits
     uint64_t m_line = 0;  // hex: lines read
 };
 
