@@ -36,12 +36,28 @@ int hexValue(char c) noexcept {
     return -1;
 }
 
+// The number at positions 9-13: an optional '-', digits, then blanks.
+// Returns false when the field is not of that form.
+bool lengthField(const char* head, int& value) noexcept {
+    int i = 9;
+    const bool negative = head[i] == '-';
+    if (negative) ++i;
+    if (!isDigit(head[i])) return false;
+    int n = 0;
+    for (; i < 14 && isDigit(head[i]); ++i) n = n * 10 + (head[i] - '0');
+    for (; i < 14; ++i)
+        if (head[i] != ' ') return false;
+    value = negative ? -n : n;
+    return true;
+}
+
 }  // namespace
 
 int headerBodyLength(const char* head) noexcept {
+    // As the wire form is written: a length outside the body counts as its nearest end.
     int n = 0;
-    for (int i = 9; i < 14 && isDigit(head[i]); ++i) n = n * 10 + (head[i] - '0');
-    return n;
+    if (!lengthField(head, n)) return 0;
+    return n < 0 ? 0 : n > MAX_PAVA_MSG_LEN ? MAX_PAVA_MSG_LEN : n;
 }
 
 bool plausibleHeader(const char* head) noexcept {
@@ -52,17 +68,11 @@ bool plausibleHeader(const char* head) noexcept {
         if (!isDigit(head[i])) return false;
         id = id * 10 + (head[i] - '0');
     }
-    if (!isDigit(head[9])) return false;
-    bool blank = false;
-    for (int i = 10; i < 14; ++i) {
-        if (head[i] == ' ')
-            blank = true;
-        else if (!isDigit(head[i]) || blank)
-            return false;
-    }
     if (head[15] != '0' && head[15] != '1') return false;
-    const int length = headerBodyLength(head);
-    if (length > MAX_PAVA_MSG_LEN) return false;
+    int length = 0;
+    // Encoders fed with odd lengths write a few bytes past the body or a
+    // negative number; nothing writes more than a whole frame.
+    if (!lengthField(head, length) || length > static_cast<int>(kFrame)) return false;
     // An id whose layout has one body length is only ever sent with it.
     const MessageDef* def = findMessage(id);
     return def == nullptr || def->layout.length < 0 || def->layout.length == length;

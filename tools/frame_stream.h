@@ -28,11 +28,13 @@ struct StreamDamage {
 };
 
 // True when the 16 header bytes could come from an encoder: RII digits,
-// blanks or NULs; a five-digit id; a body length of digits then blanks,
-// at most 8192; a continuation flag '0' or '1'.
+// blanks or NULs; a five-digit id; a body length of digits (after an
+// optional '-') then blanks, at most 8208, and for an id whose layout has
+// one length exactly that; a continuation flag '0' or '1'.
 bool plausibleHeader(const char* head) noexcept;
 
-// The body length a plausible header declares.
+// The body bytes that follow a plausible header on the wire: its length,
+// within 0..8192, as writeFrames writes them.
 int headerBodyLength(const char* head) noexcept;
 
 class FrameStream {
