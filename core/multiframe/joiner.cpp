@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 #include <utility>
@@ -267,10 +268,13 @@ void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
         }
     }
     Pending& p = *m_pending[at];
-    if (!p.byFlag && part.number != static_cast<int>(p.parts.size()) + 1)
-        p.problems.push_back({tag, "frame " + std::to_string(part.number) + " of " + std::to_string(count) +
-                                       " arrived out of order (after " + std::to_string(p.parts.size()) +
-                                       " other frames)"});
+    if (!p.byFlag) {
+        int latest = 0;
+        for (const Part& q : p.parts) latest = std::max(latest, q.number);
+        if (part.number < latest)
+            p.problems.push_back({tag, "frame " + std::to_string(part.number) + " of " + std::to_string(count) +
+                                           " arrived after frame " + std::to_string(latest)});
+    }
     const bool last = !part.continued;
     p.parts.push_back(std::move(part));
     if (p.byFlag) {
