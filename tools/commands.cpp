@@ -212,7 +212,7 @@ int runDecode(const StreamOptions& o) {
         if (!o.join) {
             auto rec = std::make_unique<PavaFullData>();
             const int rc = eachFrame(o, in.get(), damage, [&](const PavaMsg& frame, uint64_t offset) {
-                *rec = PavaFullData{};
+                // Pava_To_Data resets the record before it fills it.
                 emit(*rec, Pava_To_Data(&frame, rec.get()), offset, nullptr);
                 return kExitOk;
             });

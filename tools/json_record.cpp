@@ -293,10 +293,16 @@ void appendMembers(std::string& out, bool& first, Obj& obj, MemberOwner owner) {
             if (const uint16_t v = *static_cast<const uint16_t*>(s.ptr); v != 0)
                 appendKey(out, first, memberName(m)), fmt::format_to(std::back_inserter(out), "{}", v);
             break;
-        case SlotType::Chars:
-            if (const auto text = arrayText(static_cast<const char*>(s.ptr), s.size); !text.empty())
+        case SlotType::Chars: {
+            // Most arrays are all NUL: one wide compare rules that out before the byte scan.
+            static constexpr char kZeros[256] = {};
+            const auto* p = static_cast<const char*>(s.ptr);
+            if (s.size <= static_cast<int>(sizeof kZeros) && std::memcmp(p, kZeros, static_cast<size_t>(s.size)) == 0)
+                break;
+            if (const auto text = arrayText(p, s.size); !text.empty())
                 appendKey(out, first, memberName(m)), appendJsonText(out, text);
             break;
+        }
         case SlotType::String:
             if (const auto* str = static_cast<const std::string*>(s.ptr); !str->empty())
                 appendKey(out, first, memberName(m)), appendJsonText(out, *str);
@@ -326,7 +332,9 @@ void appendList(std::string& out, bool& first, std::string_view key, const std::
 void appendRecordMembers(std::string& out, bool& first, const PavaFullData& rec) {
     auto& r = const_cast<PavaFullData&>(rec);  // slots are only read
     appendMembers(out, first, r, MemberOwner::Record);
-    int rows = kCodeRows;
+    // Most records carry no codes: one compare of the whole table instead of a scan per row.
+    static constexpr char kNoCodes[sizeof rec.fileBlock.fbCodes] = {};
+    int rows = std::memcmp(rec.fileBlock.fbCodes, kNoCodes, sizeof kNoCodes) == 0 ? 0 : kCodeRows;
     while (rows > 0 && arrayText(rec.fileBlock.fbCodes[rows - 1], kCodeSize).empty()) --rows;
     if (rows > 0) {
         appendKey(out, first, "fbCodes");
