@@ -59,13 +59,13 @@ bool isRegular(std::FILE* f) {
     return fstat(fileno(f), &st) == 0 && S_ISREG(st.st_mode);
 }
 
-// Output in large writes; line by line when someone may be watching (a
-// terminal, or input arriving live), so a frame shows as soon as it is read.
+// Output in large writes; line by line on a terminal. Input arriving live
+// (a pipe) flushes it whenever the input goes quiet (FrameStream::onIdle),
+// so a frame shows as soon as it is read without a write per frame.
 class Output {
 public:
-    Output(const std::string& path, std::FILE* input)
-        : m_file(openOutput(path)), m_path(path),
-          m_eager(isatty(fileno(m_file.get())) != 0 || (input != nullptr && !isRegular(input))) {
+    explicit Output(const std::string& path, bool eager = false)
+        : m_file(openOutput(path)), m_path(path), m_eager(eager || isatty(fileno(m_file.get())) != 0) {
         m_buf.reserve(kFlushAt + 16384);
     }
     std::string& buffer() { return m_buf; }
@@ -161,8 +161,9 @@ int guarded(Body&& body) {
 // Frames of the input, each handed to fn(frame, offset); then the exit code
 // for what the stream itself held.
 template <class Fn>
-int eachFrame(const StreamOptions& o, std::FILE* in, DamageReport& damage, Fn&& fn) {
+int eachFrame(const StreamOptions& o, std::FILE* in, Output& out, DamageReport& damage, Fn&& fn) {
     FrameStream stream(in, o.form, [&](const StreamDamage& d) { damage(d); });
+    stream.onIdle([&] { out.flush(); });
     auto frame = std::make_unique<PavaMsg>();
     uint64_t offset = 0;
     int rc = kExitOk;
@@ -182,7 +183,7 @@ int runDecode(const StreamOptions& o) {
         LogCapture log(o.log);
         DamageReport damage(o.strict);
         File in = openInput(o.input);
-        Output output(o.output, in.get());
+        Output output(o.output);
         Output* out = &output;
         int codec = kExitOk;
         const auto emit = [&](const PavaFullData& rec, int rc, uint64_t offset, const JoinedMessage* m) {
@@ -211,7 +212,7 @@ int runDecode(const StreamOptions& o) {
         };
         if (!o.join) {
             auto rec = std::make_unique<PavaFullData>();
-            const int rc = eachFrame(o, in.get(), damage, [&](const PavaMsg& frame, uint64_t offset) {
+            const int rc = eachFrame(o, in.get(), output, damage, [&](const PavaMsg& frame, uint64_t offset) {
                 // Pava_To_Data resets the record before it fills it.
                 emit(*rec, Pava_To_Data(&frame, rec.get()), offset, nullptr);
                 return kExitOk;
@@ -227,7 +228,7 @@ int runDecode(const StreamOptions& o) {
                 emit(m.record, m.rc, m.tag, &m);
             }
         };
-        int rc = eachFrame(o, in.get(), damage, [&](const PavaMsg& frame, uint64_t offset) {
+        int rc = eachFrame(o, in.get(), output, damage, [&](const PavaMsg& frame, uint64_t offset) {
             if (joiner.push(&frame, offset) != PAVA_OK) throw std::bad_alloc();
             drain();
             return kExitOk;
@@ -253,20 +254,20 @@ int runDissect(const StreamOptions& o) {
         LogCapture log(o.log == LogTo::Json ? LogTo::Stderr : o.log);
         DamageReport damage(o.strict);
         File in = openInput(o.input);
-        Output out(o.output, in.get());
+        Output output(o.output);
         size_t number = 0;
         int codec = kExitOk;
-        const int rc = eachFrame(o, in.get(), damage, [&](const PavaMsg& frame, uint64_t offset) {
-            std::string& buf = out.buffer();
+        const int rc = eachFrame(o, in.get(), output, damage, [&](const PavaMsg& frame, uint64_t offset) {
+            std::string& buf = output.buffer();
             if (number > 0) buf += '\n';
             int decoded = PAVA_OK;
             buf += dissectFrame(frame, ++number, offset, &decoded);
             if (decoded != PAVA_OK) codec = kExitCodec;
             log.flushTo(nullptr, fmt::format("offset {}: ", offset));
-            out.endRecord();
+            output.endRecord();
             return kExitOk;
         });
-        out.flush();
+        output.flush();
         return worst(rc, codec);
     });
 }
@@ -338,7 +339,8 @@ int runEncode(const StreamOptions& o) {
     return guarded([&] {
         LogCapture log(o.log == LogTo::Json ? LogTo::Stderr : o.log);
         RecordSource source(o.input);
-        Output out(o.output, o.input == "-" ? stdin : nullptr);
+        // Records typed or piped in come out as they are read.
+        Output out(o.output, o.input == "-" && !isRegular(stdin));
         int rc = kExitOk;
         size_t number = 0;
         Json given;

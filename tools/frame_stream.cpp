@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -101,6 +102,10 @@ size_t FrameStream::fill(size_t n) {
     // buffer, so frames of a live stream come out as they arrive.
     const int fd = fileno(m_in);
     while (m_end < n) {
+        if (m_onIdle && !m_regular) {
+            pollfd ready{fd, POLLIN, 0};
+            if (::poll(&ready, 1, 0) == 0) m_onIdle();
+        }
         const ssize_t got = ::read(fd, m_buf.data() + m_end, m_buf.size() - m_end);
         if (got > 0) {
             m_end += static_cast<size_t>(got);

@@ -48,6 +48,10 @@ public:
     // zeroed) and its byte offset; false at the end of the input.
     bool next(PavaMsg& frame, uint64_t& offset);
 
+    // Called before a read that would wait for more input (a pipe, a
+    // terminal), so output held back can be written while the link is quiet.
+    void onIdle(std::function<void()> fn) { m_onIdle = std::move(fn); }
+
     // True when reading failed (not at the end of input, a read error).
     bool readError() const noexcept { return m_readError; }
 
@@ -65,6 +69,7 @@ private:
     std::FILE* m_in;
     FrameForm m_form;
     DamageSink m_sink;
+    std::function<void()> m_onIdle;
     std::vector<char> m_buf;
     size_t m_pos = 0;     // next unread byte in m_buf
     size_t m_end = 0;     // end of the bytes in m_buf
