@@ -187,7 +187,7 @@ void MessageJoiner::finish() noexcept {
             complete(0, false,
                      p.byFlag ? "message cut off at the end of the input: its last frame (continuation flag 0) never came"
                               : "message cut off at the end of the input",
-                     p.parts.back().tag);
+                     p.parts.empty() ? 0 : p.parts.back().tag);
         }
     } catch (...) {
         m_pending.clear();
@@ -262,10 +262,12 @@ void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
         // Header flag 2 numbers every frame 2: then only the continuation flag orders them.
         p->byFlag = !numbered || (rule->headFlagTwo && part.number == 2);
         m_pending.push_back(std::move(p));
-        if (m_pending.size() > kMaxPending) {
-            complete(0, false, "too many messages waiting for frames: the oldest is handed out unfinished", tag);
-            at = m_pending.size() - 1;
-        }
+        at = m_pending.size() - 1;
+    }
+    // Room for this frame: the oldest other waiting message goes out unfinished.
+    while (at > 0 && (m_pending.size() > kMaxPending || m_pendingFrames >= kMaxPendingFrames)) {
+        complete(0, false, "too many frames waiting: handed out unfinished", tag);
+        --at;
     }
     Pending& p = *m_pending[at];
     if (!p.byFlag) {
@@ -277,6 +279,7 @@ void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
     }
     const bool last = !part.continued;
     p.parts.push_back(std::move(part));
+    ++m_pendingFrames;
     if (p.byFlag) {
         if (last)
             complete(at, true, nullptr, tag);
@@ -290,6 +293,8 @@ void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
 void MessageJoiner::complete(size_t index, bool whole, const char* why, uint64_t tag) {
     std::unique_ptr<Pending> p = std::move(m_pending[index]);
     m_pending.erase(m_pending.begin() + static_cast<std::ptrdiff_t>(index));
+    m_pendingFrames -= p->parts.size();
+    if (p->parts.empty()) return;
     JoinedMessage m;
     m.problems = std::move(p->problems);
     if (!p->byFlag) {

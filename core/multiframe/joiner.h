@@ -72,9 +72,11 @@ public:
     // True for the ids whose encoders may split a message.
     static bool splits(int id) noexcept;
 
-    // How many messages may wait for frames at once; past it the oldest is
-    // handed out incomplete (keeps memory bounded on hostile input).
-    static constexpr size_t kMaxPending = 64;
+    // How many messages, and frames in all, may wait at once; past either
+    // the oldest message is handed out incomplete. Keeps memory bounded
+    // (some 30 MB at most) whatever the input holds.
+    static constexpr size_t kMaxPending = 16;
+    static constexpr size_t kMaxPendingFrames = 512;
     // Frames one message may have (the frame count is one character).
     static constexpr size_t kMaxFrames = 255;
 
@@ -86,6 +88,7 @@ private:
 
     std::vector<std::unique_ptr<Pending>> m_pending;
     std::deque<JoinedMessage> m_ready;
+    size_t m_pendingFrames = 0;
 };
 
 }  // namespace pava

@@ -226,5 +226,31 @@ TEST(Joiner, NullFrameAndHostileMarks) {
     EXPECT_EQ(frames, 300u);
 }
 
+// Messages that never end (a continuation flag always set) do not pile up:
+// past the bound the oldest are handed out, unfinished.
+TEST(Joiner, WaitingMessagesAreBounded) {
+    Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
+    PavaFullData rec = dataListRecord(61901, 1);
+    PavaMsgList frames;
+    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
+    PavaMsg frame = frames[0];
+    frame.head[kHeadContinued] = '1';
+    MessageJoiner joiner;
+    JoinedMessage m;
+    size_t out = 0;
+    for (int i = 0; i < 2000; ++i) {
+        writeIntField(i % 40, frame.head + kHeadRii, 3);
+        ASSERT_EQ(joiner.push(&frame, static_cast<uint64_t>(i)), PAVA_OK);
+        while (joiner.pop(m)) {
+            EXPECT_FALSE(m.complete);
+            out += m.frames;
+        }
+        ASSERT_GE(out + MessageJoiner::kMaxPendingFrames, static_cast<size_t>(i) + 1);
+    }
+    joiner.finish();
+    while (joiner.pop(m)) out += m.frames;
+    EXPECT_EQ(out, 2000u);
+}
+
 }  // namespace
 }  // namespace pava
