@@ -322,8 +322,10 @@ void writeFrame(std::string& buf, const PavaMsg& frame, FrameForm form) {
     case FrameForm::Raw: buf.append(frame.head, sizeof(PavaMsg)); break;
     case FrameForm::Hex: {
         static constexpr char kDigits[] = "0123456789abcdef";
+        // The frame as one block of bytes, header and body.
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&frame);
         for (size_t i = 0; i < wire; ++i) {
-            const auto b = static_cast<unsigned char>(frame.head[i]);
+            const unsigned char b = bytes[i];
             buf += kDigits[b >> 4];
             buf += kDigits[b & 15];
         }

@@ -275,6 +275,8 @@ bool FrameStream::nextHex(PavaMsg& frame, uint64_t& offset) {
         size_t digits = 0;
         for (std::string_view t : tokens) digits += t.size();
         if (digits % 2 != 0 || digits / 2 > kFrame) bad = true;
+        // The frame as one block of bytes, header and body.
+        auto* bytesOut = reinterpret_cast<unsigned char*>(&frame);
         for (size_t ti = 0; ti < tokens.size() && !bad; ++ti) {
             const std::string_view t = tokens[ti];
             for (size_t i = 0; i < t.size(); ++i) {
@@ -285,9 +287,9 @@ bool FrameStream::nextHex(PavaMsg& frame, uint64_t& offset) {
                 }
                 // Digits pair up across tokens ("303 0" is two bytes).
                 if ((n & 1) == 0)
-                    frame.head[n / 2] = static_cast<char>(v << 4);
+                    bytesOut[n / 2] = static_cast<unsigned char>(v << 4);
                 else
-                    frame.head[n / 2] = static_cast<char>(frame.head[n / 2] | v);
+                    bytesOut[n / 2] = static_cast<unsigned char>(bytesOut[n / 2] | v);
                 ++n;
             }
         }
@@ -308,7 +310,7 @@ bool FrameStream::nextHex(PavaMsg& frame, uint64_t& offset) {
         if (bytes > whole && bytes != kFrame)
             damage(lineOffset, bytes - whole,
                    fmt::format("line {}: {} bytes behind the frame ignored", m_line, bytes - whole));
-        if (bytes != kFrame) std::memset(frame.head + whole, 0, kFrame - whole);
+        if (bytes != kFrame) std::memset(bytesOut + whole, 0, kFrame - whole);
         offset = lineOffset;
         return true;
     }
