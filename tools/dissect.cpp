@@ -212,10 +212,10 @@ std::string describeLayout(const MessageDef& def) {
     return out;
 }
 
-std::string dissectFrame(const PavaMsg& frame, size_t number) {
+std::string dissectFrame(const PavaMsg& frame, size_t number, uint64_t offset, int* rc) {
     const int length = declaredLength(frame);
     std::string out;
-    put(out, "frame {}: {} header + {} body bytes\n", number, PAVA_HEAD_LEN, length);
+    put(out, "frame {} at offset {}: {} header + {} body bytes\n", number, offset, PAVA_HEAD_LEN, length);
     putHeader(out, frame);
 
     const MessageDef* def = findMessage(readHead(&frame).getMsgId());
@@ -237,8 +237,9 @@ std::string dissectFrame(const PavaMsg& frame, size_t number) {
     }
 
     PavaFullData rec;
-    const int rc = Pava_To_Data(&frame, &rec);
-    put(out, "  decoded       rc {:#x}: {}\n", rc, jsonLine(recordToJson(rec)));
+    const int decoded = Pava_To_Data(&frame, &rec);
+    if (rc != nullptr) *rc = decoded;
+    put(out, "  decoded       rc {:#x}: {}\n", decoded, jsonLine(recordToJson(rec)));
     return out;
 }
 

@@ -3,6 +3,7 @@
 #ifndef ZMPAVA_TOOLS_DISSECT_H
 #define ZMPAVA_TOOLS_DISSECT_H
 
+#include <cstdint>
 #include <string>
 
 #include "message.h"
@@ -19,8 +20,9 @@ std::string listIds();
 std::string describeLayout(const MessageDef& def);
 
 // The header, every fixed field with its bytes and decoded value, the bytes
-// behind the fixed fields, and what Pava_To_Data makes of the frame.
-std::string dissectFrame(const PavaMsg& frame, size_t number);
+// behind the fixed fields, and what Pava_To_Data makes of the frame (its
+// result also in *rc when given). offset is where the frame began in its input.
+std::string dissectFrame(const PavaMsg& frame, size_t number, uint64_t offset = 0, int* rc = nullptr);
 
 }  // namespace pava::tool
 

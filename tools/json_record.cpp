@@ -1,6 +1,8 @@
 #include "json_record.h"
 
+#include <array>
 #include <cstdint>
+#include <iterator>
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -218,6 +220,143 @@ Json recordToJson(const PavaFullData& rec) {
     return j;
 }
 
+namespace {
+
+// The members of each owner, listed once.
+const std::vector<Member>& membersOf(MemberOwner owner) {
+    static const auto lists = [] {
+        std::array<std::vector<Member>, 5> all;
+        for (int i = 0; i < static_cast<int>(Member::None); ++i) {
+            const auto m = static_cast<Member>(i);
+            all[static_cast<size_t>(memberOwner(m))].push_back(m);
+        }
+        return all;
+    }();
+    return lists[static_cast<size_t>(owner)];
+}
+
+// Bytes as a JSON string, each byte its code point, escaped as jsonLine does.
+void appendJsonText(std::string& out, std::string_view bytes) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    out += '"';
+    for (const char c : bytes) {
+        const auto b = static_cast<unsigned char>(c);
+        switch (b) {
+        case '"': out += "\\\""; continue;
+        case '\\': out += "\\\\"; continue;
+        case '\b': out += "\\b"; continue;
+        case '\f': out += "\\f"; continue;
+        case '\n': out += "\\n"; continue;
+        case '\r': out += "\\r"; continue;
+        case '\t': out += "\\t"; continue;
+        default: break;
+        }
+        if (b >= 0x20 && b < 0x7f) {
+            out += c;
+        } else {
+            const char esc[6] = {'\\', 'u', '0', '0', kHex[b >> 4], kHex[b & 15]};
+            out.append(esc, 6);
+        }
+    }
+    out += '"';
+}
+
+void appendKey(std::string& out, bool& first, std::string_view key) {
+    out += first ? "\"" : ",\"";
+    first = false;
+    out += key;
+    out += "\":";
+}
+
+template <class Obj>
+void appendMembers(std::string& out, bool& first, Obj& obj, MemberOwner owner) {
+    for (const Member m : membersOf(owner)) {
+        const Slot s = slotOf(obj, m);
+        switch (s.type) {
+        case SlotType::Int32:
+            if (const int32_t v = *static_cast<const int32_t*>(s.ptr); v != 0)
+                appendKey(out, first, memberName(m)), fmt::format_to(std::back_inserter(out), "{}", v);
+            break;
+        case SlotType::UInt16:
+            if (const uint16_t v = *static_cast<const uint16_t*>(s.ptr); v != 0)
+                appendKey(out, first, memberName(m)), fmt::format_to(std::back_inserter(out), "{}", v);
+            break;
+        case SlotType::Chars: {
+            // Most arrays are all NUL: one wide compare rules that out before the byte scan.
+            static constexpr char kZeros[256] = {};
+            const auto* p = static_cast<const char*>(s.ptr);
+            if (s.size <= static_cast<int>(sizeof kZeros) && std::memcmp(p, kZeros, static_cast<size_t>(s.size)) == 0)
+                break;
+            if (const auto text = arrayText(p, s.size); !text.empty())
+                appendKey(out, first, memberName(m)), appendJsonText(out, text);
+            break;
+        }
+        case SlotType::String:
+            if (const auto* str = static_cast<const std::string*>(s.ptr); !str->empty())
+                appendKey(out, first, memberName(m)), appendJsonText(out, *str);
+            break;
+        case SlotType::None: break;
+        }
+    }
+}
+
+template <class Item>
+void appendList(std::string& out, bool& first, std::string_view key, const std::vector<Item>& items,
+                MemberOwner owner) {
+    if (items.empty()) return;
+    appendKey(out, first, key);
+    out += '[';
+    for (size_t i = 0; i < items.size(); ++i) {
+        out += i == 0 ? "{" : ",{";
+        bool inner = true;
+        appendMembers(out, inner, const_cast<Item&>(items[i]), owner);  // slots are only read
+        out += '}';
+    }
+    out += ']';
+}
+
+}  // namespace
+
+void appendRecordMembers(std::string& out, bool& first, const PavaFullData& rec) {
+    auto& r = const_cast<PavaFullData&>(rec);  // slots are only read
+    appendMembers(out, first, r, MemberOwner::Record);
+    // Most records carry no codes: one compare of the whole table instead of a scan per row.
+    static constexpr char kNoCodes[sizeof rec.fileBlock.fbCodes] = {};
+    int rows = std::memcmp(rec.fileBlock.fbCodes, kNoCodes, sizeof kNoCodes) == 0 ? 0 : kCodeRows;
+    while (rows > 0 && arrayText(rec.fileBlock.fbCodes[rows - 1], kCodeSize).empty()) --rows;
+    if (rows > 0) {
+        appendKey(out, first, "fbCodes");
+        out += '[';
+        for (int i = 0; i < rows; ++i) {
+            if (i > 0) out += ',';
+            appendJsonText(out, arrayText(rec.fileBlock.fbCodes[i], kCodeSize));
+        }
+        out += ']';
+    }
+    appendList(out, first, "dataList", rec.dataList, MemberOwner::Item);
+    appendList(out, first, "dataList2", rec.dataList2, MemberOwner::Item);
+    appendList(out, first, "settingList", rec.settingList, MemberOwner::Setting);
+    if (rec.recordList.empty()) return;
+    appendKey(out, first, "recordList");
+    out += '[';
+    for (size_t i = 0; i < rec.recordList.size(); ++i) {
+        const PavaRecordItem& item = rec.recordList[i];
+        out += i == 0 ? "{" : ",{";
+        bool inner = true;
+        appendList(out, inner, "fieldList", item.fieldList, MemberOwner::Field);
+        appendList(out, inner, "fieldList2", item.fieldList2, MemberOwner::Field);
+        for (const RecordItemMember& m : kRecordItemMembers) {
+            const Slot s = m.slot(const_cast<PavaRecordItem&>(item));
+            if (s.type == SlotType::Int32 && *static_cast<const int32_t*>(s.ptr) != 0)
+                appendKey(out, inner, m.name), fmt::format_to(std::back_inserter(out), "{}", *static_cast<const int32_t*>(s.ptr));
+            else if (s.type == SlotType::String && !static_cast<const std::string*>(s.ptr)->empty())
+                appendKey(out, inner, m.name), appendJsonText(out, *static_cast<const std::string*>(s.ptr));
+        }
+        out += '}';
+    }
+    out += ']';
+}
+
 PavaFullData recordFromJson(const Json& j) {
     PavaFullData rec;
     membersFromJson(j, rec, MemberOwner::Record, "", [&](const std::string& key, const Json& v, const std::string& at) {
@@ -233,7 +372,8 @@ PavaFullData recordFromJson(const Json& j) {
             for (size_t i = 0; i < v.size(); ++i)
                 slotFromJson(Slot{SlotType::Chars, rec.fileBlock.fbCodes[i], kCodeSize}, v[i],
                              fmt::format("{}[{}]", at, i));
-        } else if (key != "rc") {  // what `pava decode` adds to each record
+        } else if (key != "rc" && key != "offset" && key != "frames" && key != "complete" &&
+                   key != "log") {  // what `pava decode` adds to each record
             return false;
         }
         return true;

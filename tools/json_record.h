@@ -28,6 +28,11 @@ std::string utf8ToBytes(std::string_view utf8);  // throws RecordError above U+0
 // The members of rec that are not zero or empty.
 Json recordToJson(const PavaFullData& rec);
 
+// The members of recordToJson(rec), written straight into out as jsonLine
+// writes them, without the braces: `first` says whether a member was written
+// before (and is cleared once one is). The fast path of `pava decode`.
+void appendRecordMembers(std::string& out, bool& first, const PavaFullData& rec);
+
 // A record from a JSON object; members not named stay zero. Throws
 // RecordError for an unknown member, a wrong type, a number out of range or a
 // text longer than its character array.

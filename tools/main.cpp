@@ -2,15 +2,13 @@
 // and lists the codecs' layout tables.
 #include <cstdio>
 #include <fstream>
-#include <iostream>
 #include <string>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "commands.h"
 #include "dissect.h"
-#include "frames.h"
-#include "json_record.h"
 #include "layout_json.h"
 #include "wireshark.h"
 
@@ -18,105 +16,57 @@ namespace {
 
 using namespace pava::tool;
 
-PavaMsgList loadFrames(const std::string& path, bool raw) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw FrameError("cannot open " + path);
-    return readFrames(in, raw);
-}
-
-std::vector<Json> loadRecords(const std::string& path) {
-    std::ifstream in(path);
-    if (!in) throw RecordError("cannot open " + path);
-    Json doc = Json::parse(in);
-    if (doc.is_array()) return doc.get<std::vector<Json>>();
-    return {std::move(doc)};
-}
-
-int encode(const std::string& path, const std::string& output) {
-    PavaMsgList all;
-    bool failed = false;
-    const std::vector<Json> records = loadRecords(path);
-    for (size_t i = 0; i < records.size(); ++i) {
-        PavaFullData rec;
-        try {
-            rec = recordFromJson(records[i]);
-        } catch (const RecordError& e) {
-            throw RecordError(fmt::format("record {}: {}", i + 1, e.what()));
-        }
-        PavaMsgList frames;
-        const int rc = Data_To_Pava(&rec, &frames);
-        failed |= rc != PAVA_OK;
-        fmt::print("record {}: {:05} rc {:#x}, {} frame(s)\n", i + 1, rec.msgId, rc, frames.size());
-        for (const PavaMsg& frame : frames) {
-            if (output.empty())
-                fmt::print("  header \"{}\"\n{}", escapeBytes({frame.head, PAVA_HEAD_LEN}),
-                           byteRows({frame.body, static_cast<size_t>(declaredLength(frame))}, 0, "  "));
-            all.push_back(frame);
-        }
-    }
-    if (!output.empty()) {
-        std::ofstream out(output, std::ios::binary);
-        writeFrames(out, all);
-        if (!out.flush()) throw FrameError("cannot write " + output);
-    }
-    return failed ? 1 : 0;
-}
-
-int decode(const std::string& path, bool raw) {
-    bool failed = false;
-    const PavaMsgList frames = loadFrames(path, raw);
-    // A JSON array, one record per line: `pava encode` takes it back.
-    fmt::print("[\n");
-    for (size_t i = 0; i < frames.size(); ++i) {
-        PavaFullData rec;
-        const int rc = Pava_To_Data(&frames[i], &rec);
-        failed |= rc != PAVA_OK;
-        Json j = recordToJson(rec);
-        j["rc"] = rc;
-        fmt::print("{}{}", i == 0 ? "" : ",\n", jsonLine(j));
-    }
-    fmt::print("\n]\n");
-    return failed ? 1 : 0;
-}
-
-int dissect(const std::string& path, bool raw) {
-    const PavaMsgList frames = loadFrames(path, raw);
-    for (size_t i = 0; i < frames.size(); ++i) fmt::print("{}{}", i == 0 ? "" : "\n", dissectFrame(frames[i], i + 1));
-    return 0;
-}
-
 int layout(const std::string& idText, bool json) {
     if (idText.empty()) {
-        if (!json) throw std::runtime_error("layout: an ID, or --json for every id");
-        return fmt::print("{}\n", allLayoutsJson().dump(1)), 0;
+        if (!json) {
+            fmt::print(stderr, "layout: an ID, or --json for every id\n");
+            return kExitUsage;
+        }
+        return fmt::print("{}\n", allLayoutsJson().dump(1)), kExitOk;
     }
     const int id = std::stoi(idText);
     const pava::MessageDef* def = pava::findMessage(id);
     if (def == nullptr) {
         fmt::print(stderr, "no codec for id {:05}\n", id);
-        return 1;
+        return kExitUsage;
     }
-    if (json) return fmt::print("{}\n", layoutJson(*def).dump(1)), 0;
+    if (json) return fmt::print("{}\n", layoutJson(*def).dump(1)), kExitOk;
     fmt::print("{}", describeLayout(*def));
-    return 0;
+    return kExitOk;
 }
 
 int wireshark(const std::string& output) {
     const std::string lua = wiresharkDissector();
-    if (output.empty()) return fmt::print("{}", lua), 0;
+    if (output.empty() || output == "-") return fmt::print("{}", lua), kExitOk;
     std::ofstream out(output, std::ios::binary);
     out << lua;
     if (!out.flush()) throw std::runtime_error("cannot write " + output);
-    return 0;
+    return kExitOk;
 }
 
 }  // namespace
 
+// Exit codes, as `--help` and the README list them.
+constexpr const char* kExitCodes = R"(Exit codes:
+  0  every frame or record went through
+  1  a codec call failed (rc not 0), or with --strict an encode lost data
+  2  the command line is wrong
+  3  input was skipped: bytes that are not a frame, a fragment at the end, a record that is not
+     one, a split message with frames missing (with --strict the run stops there)
+  4  a file could not be opened, read or written
+The worst that happened wins. Data goes to standard output (or -o FILE), everything else
+to standard error.)";
+
 int main(int argc, char** argv) {
     CLI::App app{"PAVA frames: encode JSON records, decode and dissect frames, show the codec tables"};
     app.require_subcommand(1);
-    bool log = false;
-    app.add_flag("--log", log, "let the codecs write their log lines to standard output");
+    app.set_version_flag("--version", std::string("pava ") + PAVA_VERSION);
+    app.footer(kExitCodes);
+    std::string logTo;
+    app.add_flag("--log{stderr}", logTo,
+                 "let the codecs' log lines through: to standard error (--log, --log=stderr), or into each "
+                 "decoded frame's JSON as \"log\": [...] (--log=json)")
+        ->check(CLI::IsMember({"stderr", "json"}));
 
     auto* ids = app.add_subcommand("ids", "every registered id: family, body length, fixed fields");
     // Ids are decimal even with leading zeros ("00101", as `ids` prints them).
@@ -129,33 +79,62 @@ int main(int argc, char** argv) {
                             text.find_first_not_of("0123456789") == std::string::npos;
         return digits ? std::string() : std::string("an id is one to five decimal digits");
     });
-    std::string input;
-    std::string output;
-    auto* enc = app.add_subcommand("encode", "JSON records (an object or an array) to frames");
-    enc->add_option("RECORDS", input, "JSON file")->required()->check(CLI::ExistingFile);
-    enc->add_option("-o,--output", output, "write the frames in wire form to this file");
-    bool raw = false;
-    auto* dec = app.add_subcommand("decode", "frames to JSON records, one per frame");
-    auto* dis = app.add_subcommand("dissect", "frames field by field, as the layout tables read them");
-    for (auto* sub : {dec, dis}) {
-        sub->add_option("FILE", input, "frames in wire form")->required()->check(CLI::ExistingFile);
-        sub->add_flag("--raw", raw, "the file holds whole 8208-byte frames");
-    }
-    auto* wsh = app.add_subcommand("wireshark", "the Lua dissector for Wireshark, generated from the layout tables");
-    wsh->add_option("-o,--output", output, "write it to this file");
-    CLI11_PARSE(app, argc, argv);
 
-    if (!log) Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
+    StreamOptions opts;
+    bool raw = false;
+    bool hex = false;
+    auto* enc = app.add_subcommand(
+        "encode",
+        "JSON records to frames: each record through Data_To_Pava, the frames decoded again and every member "
+        "that did not survive reported on standard error");
+    auto* dec = app.add_subcommand("decode", "frames to JSON Lines: one object per frame with its offset and rc");
+    auto* dis = app.add_subcommand("dissect", "frames field by field, as the layout tables read them");
+    enc->add_option("RECORDS", opts.input,
+                    "JSON records: JSON Lines, objects one after another, or one array; - for standard input")
+        ->capture_default_str();
+    for (auto* sub : {dec, dis})
+        sub->add_option("FILE", opts.input, "frames; - for standard input")->capture_default_str();
+    for (auto* sub : {enc, dec, dis}) {
+        sub->footer(kExitCodes);
+        sub->add_option("-o,--output", opts.output, "where the output goes; - for standard output")
+            ->capture_default_str();
+        const bool out = sub == enc;
+        auto* r = sub->add_flag("--raw", raw, out ? "write whole 8208-byte frames" : "the input holds whole 8208-byte frames");
+        sub->add_flag("--hex", hex,
+                      out ? "write each frame as one line of hex"
+                          : "the input is hex text, one frame per line (blanks, an offset column and a |text| "
+                            "column ignored)")
+            ->excludes(r);
+        sub->add_flag("--strict", opts.strict,
+                      out ? "stop at the first record that fails or loses data (exit 1)"
+                          : "stop at the first damage (exit 3)");
+    }
+    dec->add_flag("--join", opts.join,
+                  "one object per message: the frames of a split message joined into one record, with "
+                  "\"frames\" (and \"complete\": false when frames are missing)");
+    std::string luaOutput;
+    auto* wsh = app.add_subcommand("wireshark", "the Lua dissector for Wireshark, generated from the layout tables");
+    wsh->add_option("-o,--output", luaOutput, "write it to this file (- or none: standard output)");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? kExitOk : kExitUsage;
+    }
+
+    opts.form = raw ? FrameForm::Raw : hex ? FrameForm::Hex : FrameForm::Wire;
+    opts.log = logTo.empty() ? LogTo::Off : logTo == "json" ? LogTo::Json : LogTo::Stderr;
+    Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     try {
         if (*ids) return fmt::print("{}", listIds()), 0;
         if (*lay) return layout(idText, json);
-        if (*wsh) return wireshark(output);
-        if (*enc) return encode(input, output);
-        if (*dec) return decode(input, raw);
-        return dissect(input, raw);
+        if (*wsh) return wireshark(luaOutput);
+        if (*enc) return runEncode(opts);
+        if (*dec) return runDecode(opts);
+        return runDissect(opts);
     } catch (const std::exception& e) {
         std::fflush(stdout);
         fmt::print(stderr, "pava: {}\n", e.what());
-        return 2;
+        return kExitIo;
     }
 }

@@ -59,7 +59,7 @@ TEST(Frames, RefusesTruncatedOrOversizedFrames) {
 TEST(Dissect, KnownFrame) {
     Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     const PavaMsg frame = frameOf("6  20015a25   Z1", std::string("AB\"\\\x01\xe9\xff\0\0\0\0\0", 12) + "1x-7912 4TAIL");
-    EXPECT_EQ(dissectFrame(frame, 3), R"(frame 3: 16 header + 25 body bytes
+    EXPECT_EQ(dissectFrame(frame, 3), R"(frame 3 at offset 0: 16 header + 25 body bytes
   header        "6  20015a25   Z1"
   rii           6
   id            20015
@@ -88,7 +88,7 @@ TEST(Dissect, ListItemsFieldByField) {
     const std::string items =
         std::string("ALPHA\0\0\0\0\0\0\0" "312", 15) + "BRAVOCHARLIE9x1" + std::string("CODE\0\0\0\0\0\0\0\0", 12);
     const PavaMsg frame = frameOf("1  20002046   00", "2   " + items);
-    EXPECT_EQ(dissectFrame(frame, 1), R"(frame 1: 16 header + 46 body bytes
+    EXPECT_EQ(dissectFrame(frame, 1), R"(frame 1 at offset 0: 16 header + 46 body bytes
   header        "1  20002046   00"
   rii           1
   id            20002

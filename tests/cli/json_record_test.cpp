@@ -64,6 +64,17 @@ TEST(JsonRecord, OddBytesRoundTripThroughJsonText) {
     EXPECT_EQ(back.recordList[0].recText3, "\xff");
     EXPECT_EQ(back.recordList[0].recInt, 9);
     EXPECT_EQ(jsonLine(recordToJson(back)), text);
+
+    // The direct writer of `pava decode` writes the very same line.
+    std::string direct = "{";
+    bool first = true;
+    appendRecordMembers(direct, first, rec);
+    EXPECT_EQ(direct + "}", text);
+    std::string none = "{";
+    first = true;
+    appendRecordMembers(none, first, PavaFullData{});
+    EXPECT_TRUE(first);
+    EXPECT_EQ(none + "}", jsonLine(recordToJson(PavaFullData{})));
 }
 
 TEST(JsonRecord, ZeroAndEmptyMembersAreLeftOut) {
