@@ -345,7 +345,7 @@ void appendRecordMembers(std::string& out, bool& first, const PavaFullData& rec)
         bool inner = true;
         appendList(out, inner, "fieldList", item.fieldList, MemberOwner::Field);
         appendList(out, inner, "fieldList2", item.fieldList2, MemberOwner::Field);
-        for (const RecordItemMember& m : kRecordItemMembers) {
+        for (const RecordItemMember& m : recordItemMembers()) {
             const Slot s = m.slot(const_cast<PavaRecordItem&>(item));
             if (s.type == SlotType::Int32 && *static_cast<const int32_t*>(s.ptr) != 0)
                 appendKey(out, inner, m.name), fmt::format_to(std::back_inserter(out), "{}", *static_cast<const int32_t*>(s.ptr));
