@@ -23,4 +23,7 @@ exports=$(sed -n '/Ordinal\/Name Pointer/,/^$/p' <<<"$dump" | grep -E '^\s+\[ *[
 grep -q 'file format pei-i386' <<<"$dump" || { echo "not a 32-bit DLL"; exit 1; }
 imports=$(grep 'DLL Name' <<<"$dump" | awk '{print $3}' | sort | tr '\n' ' ')
 [ "$imports" = "KERNEL32.dll msvcrt.dll " ] || { echo "unexpected imports: $imports"; exit 1; }
-echo "windows-x86: $dll exports $exports"
+# The record layout seen by 32-bit Windows callers is the one the Linux i386
+# build checks (tests/record_layout.h): compiled here with the DLL's compiler.
+i686-w64-mingw32-g++-posix -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -Icore tests/record_layout.cpp
+echo "windows-x86: $dll exports $exports; record layout as on Linux i386"

@@ -4,7 +4,12 @@
 set -euo pipefail
 
 packages=(cmake g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev libfmt-dev)
+          libcli11-dev nlohmann-json3-dev libfmt-dev
+          # packaging and consumer tests: cpack's dpkg-shlibdeps, pkg-config
+          dpkg-dev pkg-config
+          # the test suite for 64-bit Windows under wine, and for 32-bit x86 under qemu
+          googletest g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64
+          g++-multilib qemu-user-static)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
