@@ -12,8 +12,7 @@ set(ZMPAVA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZMPavaAnalyzer)
 install(TARGETS ZMPavaAnalyzer EXPORT ZMPavaAnalyzerTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
 
 # Public headers: the C++ interface, and the C interface where the tree has it.
 set(ZMPAVA_PUBLIC_HEADERS ${PROJECT_SOURCE_DIR}/core/ZMPavaAnalyzer.h)
@@ -52,16 +51,21 @@ if(ZMPAVA_DISSECTOR_LUA)
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tool)
 endif()
 
-# The Python package, beside Debian's own Python modules.
+# The Python package, by default where Debian's python3 finds packages of /usr.
+set(ZMPAVA_PYTHON_DIR lib/python3/dist-packages CACHE PATH "Python package directory, relative to the prefix")
 set(ZMPAVA_HAS_PYTHON OFF)
 if(EXISTS ${PROJECT_SOURCE_DIR}/python/pava/__init__.py)
   set(ZMPAVA_HAS_PYTHON ON)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/pava
-          DESTINATION lib/python3/dist-packages COMPONENT python
+          DESTINATION ${ZMPAVA_PYTHON_DIR} COMPONENT python
           PATTERN "__pycache__" EXCLUDE PATTERN "*.pyc" EXCLUDE)
 endif()
 
-# Debian packages: `cpack -G DEB` in the build tree.
+# Debian packages: `cpack -G DEB` in the build tree. A parent project that adds
+# this one keeps its own packaging.
+if(NOT PROJECT_IS_TOP_LEVEL)
+  return()
+endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zmpavaanalyzer)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})

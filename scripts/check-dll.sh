@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Cross-builds the 32-bit Windows DLL and checks that it exports exactly the
-# entry points, undecorated, and needs nothing beyond the system's DLLs.
+# entry points, undecorated, needs nothing beyond the system's DLLs and has its
+# DllMain; and that 32-bit Windows callers see the record layout the i386 tests check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,6 +24,8 @@ exports=$(sed -n '/Ordinal\/Name Pointer/,/^$/p' <<<"$dump" | grep -E '^\s+\[ *[
 grep -q 'file format pei-i386' <<<"$dump" || { echo "not a 32-bit DLL"; exit 1; }
 imports=$(grep 'DLL Name' <<<"$dump" | awk '{print $3}' | sort | tr '\n' ' ')
 [ "$imports" = "KERNEL32.dll msvcrt.dll " ] || { echo "unexpected imports: $imports"; exit 1; }
+# DllMain, which the CRT's entry point calls on load, is in the DLL.
+i686-w64-mingw32-nm "$dll" | grep -qE ' T _DllMain@12$' || { echo "no DllMain in $dll"; exit 1; }
 # The record layout seen by 32-bit Windows callers is the one the Linux i386
 # build checks (tests/record_layout.h): compiled here with the DLL's compiler.
 i686-w64-mingw32-g++-posix -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -Icore tests/record_layout.cpp

@@ -98,6 +98,9 @@ int layout(int id) {
 int main(int argc, char** argv) {
     CLI::App app{"PAVA frames: encode JSON records, decode and dissect frames, show the codec tables"};
     app.require_subcommand(1);
+    // The same command line on every platform: on Windows CLI11 would otherwise
+    // read a path such as /data/frames.pava as an option. Subcommands inherit this.
+    app.allow_windows_style_options(false);
     bool log = false;
     app.add_flag("--log", log, "let the codecs write their log lines to standard output");
 
