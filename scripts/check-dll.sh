@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Cross-builds the 32-bit Windows DLL and checks that it exports exactly the
-# entry points of the C++ and the C interface, undecorated, and needs nothing
-# beyond the system's DLLs.
+# entry points of the C++ and the C interface, undecorated, needs nothing beyond
+# the system's DLLs and has its DllMain; and that 32-bit Windows callers see the
+# record layout the i386 tests check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,4 +26,15 @@ expected="Data_To_Pava Pava_SetLogOutput Pava_To_Data pava_decode pava_encode pa
 grep -q 'file format pei-i386' <<<"$dump" || { echo "not a 32-bit DLL"; exit 1; }
 imports=$(grep 'DLL Name' <<<"$dump" | awk '{print $3}' | sort | tr '\n' ' ')
 [ "$imports" = "KERNEL32.dll msvcrt.dll " ] || { echo "unexpected imports: $imports"; exit 1; }
-echo "windows-x86: $dll exports $exports"
+# The DLL's entry point is the CRT's DLL startup, which calls our DllMain.
+symbols=$(i686-w64-mingw32-nm "$dll")
+grep -qE ' T _DllMain@12$' <<<"$symbols" || { echo "no DllMain in $dll"; exit 1; }
+base=$(awk '$1 == "ImageBase" {print $2}' <<<"$dump")
+entry=$(awk '$1 == "AddressOfEntryPoint" {print $2}' <<<"$dump")
+startup=$(awk '$3 == "_DllMainCRTStartup@12" {print $1}' <<<"$symbols")
+[ -n "$startup" ] && [ $((16#$base + 16#$entry)) -eq $((16#$startup)) ] || {
+  echo "the entry point of $dll is not the CRT's DLL startup"; exit 1; }
+# The record layout seen by 32-bit Windows callers is the one the Linux i386
+# build checks (tests/record_layout.h): compiled here with the DLL's compiler.
+i686-w64-mingw32-g++-posix -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -Icore tests/record_layout.cpp
+echo "windows-x86: $dll exports $exports; record layout as on Linux i386"

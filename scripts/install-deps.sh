@@ -4,7 +4,14 @@
 set -euo pipefail
 
 packages=(cmake gcc g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev libfmt-dev python3 python3-pytest tshark)
+          libcli11-dev nlohmann-json3-dev libfmt-dev
+          # the Python package, the tool's tests and the Wireshark dissector's tests
+          python3 python3-pytest tshark
+          # packaging and consumer tests: cpack's dpkg-shlibdeps, pkg-config
+          dpkg-dev pkg-config
+          # the test suite for 64-bit Windows under wine, and for 32-bit x86 under qemu
+          googletest g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64
+          g++-multilib qemu-user-static)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

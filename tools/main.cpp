@@ -60,6 +60,9 @@ to standard error.)";
 int main(int argc, char** argv) {
     CLI::App app{"PAVA frames: encode JSON records, decode and dissect frames, show the codec tables"};
     app.require_subcommand(1);
+    // The same command line on every platform: on Windows CLI11 would otherwise
+    // read a path such as /data/frames.pava as an option. Subcommands inherit this.
+    app.allow_windows_style_options(false);
     app.set_version_flag("--version", std::string("pava ") + PAVA_VERSION);
     app.footer(kExitCodes);
     std::string logTo;

@@ -10,6 +10,8 @@
 // may be written as pieces: ["abc", {"repeat": "x", "times": 8154}, ...].
 // Records use the tool's JSON names; members not named are zero.
 // PAVA_CORPUS_UPDATE=1 rewrites the files with what the codecs produce (review the diff).
+// PAVA_CORPUS_DUMP=DIR writes what the codecs produce, case by case, to DIR/<file>.json,
+// so builds for other platforms can be compared with this one byte for byte.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -237,9 +239,12 @@ TEST_P(Corpus, EveryCaseGivesItsGoldenResult) {
     std::ifstream in(path);
     Json file = Json::parse(in);
     const bool update = std::getenv("PAVA_CORPUS_UPDATE") != nullptr;
+    const char* dumpDir = std::getenv("PAVA_CORPUS_DUMP");
+    std::string dump;
     for (Json& c : file.at("cases")) {
         const std::string name = c.at("name").get<std::string>();
         const Json got = caseResult(c);
+        if (dumpDir != nullptr) dump += jsonLine(Json{{"name", name}, {"got", got}}) + "\n";
         if (!update) {
             expectResult(c, got, name);
             continue;
@@ -253,6 +258,11 @@ TEST_P(Corpus, EveryCaseGivesItsGoldenResult) {
                                    : std::initializer_list<const char*>{"id", "record"});
         take(got, {"rc", "frames", "record", "log", "recordAfter", "decoded"});
         c = std::move(out);
+    }
+    if (dumpDir != nullptr) {
+        std::ofstream out(fs::path(dumpDir) / (GetParam() + ".json"), std::ios::binary);
+        out << dump;
+        EXPECT_TRUE(out.good()) << "cannot write the dump to " << dumpDir;
     }
     if (!update) return;
     std::string text = "{\"about\": " + jsonLine(file["about"]) + ",\n \"cases\": [\n";
