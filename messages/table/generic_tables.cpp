@@ -488,6 +488,7 @@ int encode10006(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
 // for a failure or a count below 1.
 int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem>& list, int base = 15) {
     if (count < 1) return 0;
+    reserveFor(list, count, kBodyEnd - pos, kEntryHead);
     int consumed = 0;
     for (int i = 0; i < count; ++i) {
         if (base + consumed + 27 > kBodyEnd) return 0;
@@ -508,6 +509,7 @@ int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem
 // Records back to back from pos: a field count (4), then its fields. Ends at
 // the first record whose fields fail to parse.
 void parseRecords(const char* body, int pos, int count, std::vector<PavaRecordItem>& records) {
+    reserveFor(records, count, kBodyEnd - pos, 4 + kEntryHead);
     for (int i = 0; i < count && pos + 4 <= kBodyEnd; ++i) {
         PavaRecordItem record;
         const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fieldList);
