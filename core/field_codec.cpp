@@ -43,6 +43,23 @@ void writeDigits(uint32_t v, char* end) noexcept {
     }
 }
 
+// Copies width (1-16) bytes with fixed-size moves, overlapping where width is
+// not a power of two.
+void copySmall(char* dest, const char* src, int width) noexcept {
+    const auto w = static_cast<size_t>(width);
+    if (w >= 8) {
+        std::memcpy(dest, src, 8);
+        std::memcpy(dest + w - 8, src + w - 8, 8);
+    } else if (w >= 4) {
+        std::memcpy(dest, src, 4);
+        std::memcpy(dest + w - 4, src + w - 4, 4);
+    } else {
+        dest[0] = src[0];
+        dest[w / 2] = src[w / 2];
+        dest[w - 1] = src[w - 1];
+    }
+}
+
 bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 }  // namespace
@@ -60,6 +77,15 @@ int formatDecimal(int value, char* out) noexcept {
 }
 
 int formatZeroPadded(int value, int width, char* out) noexcept {
+    if (width == 5 && value >= 0 && value <= 99999) {
+        // The header id: five digits.
+        const auto v = static_cast<uint32_t>(value);
+        out[0] = static_cast<char>('0' + v / 10000);
+        const uint32_t low = v % 10000;
+        std::memcpy(out + 1, kDigitPairs + 2 * (low / 100), 2);
+        std::memcpy(out + 3, kDigitPairs + 2 * (low % 100), 2);
+        return 5;
+    }
     auto magnitude = static_cast<uint32_t>(value);
     int sign = 0;
     if (value < 0) {
@@ -81,7 +107,7 @@ void writeIntField(int value, char* dest, int width) noexcept {
     char text[kMaxIntFieldWidth];
     std::memset(text, ' ', sizeof text);
     formatDecimal(value, text);
-    std::memcpy(dest, text, static_cast<size_t>(width));
+    copySmall(dest, text, width);
 }
 
 int readDecimal(const char* p, const char* end) noexcept {
