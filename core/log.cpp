@@ -57,8 +57,8 @@ void withId(const char (&before)[N], int id, const char (&after)[M]) noexcept {
 
 }  // namespace
 
-void encodeEntry(int id) noexcept { withId("Data_To_Pava_", id, "!\n"); }
-void decodeEntry(int id) noexcept { withId("Pava_", id, "_To_Data!\n"); }
+void detail::encodeEntry(int id) noexcept { withId("Data_To_Pava_", id, "!\n"); }
+void detail::decodeEntry(int id) noexcept { withId("Pava_", id, "_To_Data!\n"); }
 void headError(int id) noexcept {
     withId("error:: CPavaMsgAnalyze::Data_To_Pava_", id, " set pava head erorr! ");
 }
