@@ -105,6 +105,7 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
+    rec.string4.reserve(65);  // the name field and its NUL, in one allocation
     readFields(kHeadIn, body, kBodyEnd, rec);
     rec.string4.resize(65);
     const int structures = readIntField(body + kCountPos, 4);

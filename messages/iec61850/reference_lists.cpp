@@ -221,6 +221,7 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
+    rec.string4.reserve(65);  // the name field and its NUL, in one allocation
     readFields(k61901HeadIn, body, kBodyEnd, rec);
     rec.string4.resize(65);
     const int count = readIntField(body + 88, 4);

@@ -634,6 +634,7 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const int end = bodyLength < kBodyEnd ? bodyLength : kBodyEnd;
     const int count = readIntField(body + kCountPos, 4);
     int pos = kEntriesPos;
+    reserveFor(rec->recordList, count, end - pos, 4 + kEntryHead);
     for (int i = 0; i < count && pos + 4 <= end; ++i) {
         PavaRecordItem record;
         const int fieldCount = readIntField(body + pos, 4);
