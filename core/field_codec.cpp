@@ -1,46 +1,133 @@
 #include "field_codec.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
 namespace pava {
 
+namespace {
+
+// "00" to "99", two characters per pair.
+constexpr char kDigitPairs[] =
+    "0001020304050607080910111213141516171819"
+    "2021222324252627282930313233343536373839"
+    "4041424344454647484950515253545556575859"
+    "6061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+constexpr uint32_t kPowersOf10[] = {1,      10,      100,      1000,      10000,
+                                    100000, 1000000, 10000000, 100000000, 1000000000};
+
+int digitCount(uint32_t v) noexcept {
+    // log10 from the bit length (1233 / 4096 ~ log10(2)), corrected by one
+    // table step. 0 counts as 1, which has as many digits.
+    v |= 1u;
+    const int bits = 32 - std::countl_zero(v);
+    const int guess = (bits * 1233) >> 12;
+    return guess + (v >= kPowersOf10[guess] ? 1 : 0);
+}
+
+// Writes the `count` digits of v so that the last lands just before end.
+void writeDigits(uint32_t v, char* end) noexcept {
+    while (v >= 100) {
+        const uint32_t pair = v % 100;
+        v /= 100;
+        end -= 2;
+        std::memcpy(end, kDigitPairs + 2 * pair, 2);
+    }
+    if (v >= 10) {
+        std::memcpy(end - 2, kDigitPairs + 2 * v, 2);
+    } else {
+        end[-1] = static_cast<char>('0' + v);
+    }
+}
+
+// Copies width (1-16) bytes with fixed-size moves, overlapping where width is
+// not a power of two.
+void copySmall(char* dest, const char* src, int width) noexcept {
+    const auto w = static_cast<size_t>(width);
+    if (w >= 8) {
+        std::memcpy(dest, src, 8);
+        std::memcpy(dest + w - 8, src + w - 8, 8);
+    } else if (w >= 4) {
+        std::memcpy(dest, src, 4);
+        std::memcpy(dest + w - 4, src + w - 4, 4);
+    } else {
+        dest[0] = src[0];
+        dest[w / 2] = src[w / 2];
+        dest[w - 1] = src[w - 1];
+    }
+}
+
+bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+}  // namespace
+
+int formatDecimal(int value, char* out) noexcept {
+    auto magnitude = static_cast<uint32_t>(value);
+    int n = 0;
+    if (value < 0) {
+        magnitude = 0u - magnitude;
+        out[n++] = '-';
+    }
+    n += digitCount(magnitude);
+    writeDigits(magnitude, out + n);
+    return n;
+}
+
+int formatZeroPadded(int value, int width, char* out) noexcept {
+    if (width == 5 && value >= 0 && value <= 99999) {
+        // The header id: five digits.
+        const auto v = static_cast<uint32_t>(value);
+        out[0] = static_cast<char>('0' + v / 10000);
+        const uint32_t low = v % 10000;
+        std::memcpy(out + 1, kDigitPairs + 2 * (low / 100), 2);
+        std::memcpy(out + 3, kDigitPairs + 2 * (low % 100), 2);
+        return 5;
+    }
+    auto magnitude = static_cast<uint32_t>(value);
+    int sign = 0;
+    if (value < 0) {
+        magnitude = 0u - magnitude;
+        out[sign++] = '-';
+    }
+    const int digits = digitCount(magnitude);
+    // The sign counts towards the width, as it does for printf's zero flag.
+    const int zeros = width - sign - digits > 0 ? width - sign - digits : 0;
+    std::memset(out + sign, '0', static_cast<size_t>(zeros));
+    const int n = sign + zeros + digits;
+    writeDigits(magnitude, out + n);
+    return n;
+}
+
 void writeIntField(int value, char* dest, int width) noexcept {
     if (width > kMaxIntFieldWidth || width <= 0) return;
-    // Digits of the number, sign first, as "%d" would print them.
-    char digits[12];
-    int n = 0;
-    auto magnitude = static_cast<uint32_t>(value);
-    if (value < 0) magnitude = 0u - magnitude;
-    char reversed[10];
-    int r = 0;
-    do {
-        reversed[r++] = static_cast<char>('0' + magnitude % 10);
-        magnitude /= 10;
-    } while (magnitude != 0);
-    if (value < 0) digits[n++] = '-';
-    while (r > 0) digits[n++] = reversed[--r];
-    // Left-aligned, blank-padded, cut on the right.
-    for (int i = 0; i < width; ++i) dest[i] = i < n ? digits[i] : ' ';
+    // Left-aligned in blanks; a longer number is cut on the right.
+    char text[kMaxIntFieldWidth];
+    std::memset(text, ' ', sizeof text);
+    formatDecimal(value, text);
+    copySmall(dest, text, width);
 }
 
 int readDecimal(const char* p, const char* end) noexcept {
-    auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-    while (p < end && isSpace(*p)) ++p;
+    while (p < end && isBlank(*p)) ++p;
     bool negative = false;
     if (p < end && (*p == '+' || *p == '-')) {
         negative = *p == '-';
         ++p;
     }
     // Saturate like a 32-bit strtol: out-of-range digits give the limit.
-    constexpr int64_t kMax = 2147483647LL;
-    const int64_t limit = negative ? kMax + 1 : kMax;
-    int64_t acc = 0;
-    for (; p < end && *p >= '0' && *p <= '9'; ++p) {
-        acc = acc * 10 + (*p - '0');
+    constexpr uint64_t kMax = 2147483647u;
+    const uint64_t limit = negative ? kMax + 1 : kMax;
+    uint64_t acc = 0;
+    for (; p < end; ++p) {
+        const auto digit = static_cast<unsigned>(static_cast<unsigned char>(*p) - '0');
+        if (digit > 9) break;
+        acc = acc * 10 + digit;
         if (acc > limit) acc = limit;
     }
-    return static_cast<int>(negative ? -acc : acc);
+    return negative ? static_cast<int>(0 - static_cast<uint32_t>(acc)) : static_cast<int>(acc);
 }
 
 int readIntField(const char* src, int width) noexcept {

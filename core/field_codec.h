@@ -14,6 +14,15 @@ constexpr int kMaxIntFieldWidth = 16;
 // right. Widths above 16, zero or negative write nothing.
 void writeIntField(int value, char* dest, int width) noexcept;
 
+// Writes value as "%d" would (sign and digits, no terminator) into out, which
+// holds at least 11 characters. Returns the number of characters.
+int formatDecimal(int value, char* out) noexcept;
+
+// Writes value as "%0<width>d" would (the sign counts towards the width; a
+// longer number keeps all its digits, no terminator) into out, which holds at
+// least max(width, 11) characters. Returns the number of characters.
+int formatZeroPadded(int value, int width, char* out) noexcept;
+
 // Reads a decimal number from a window of `width` characters (at most 16):
 // leading white space skipped, optional sign, stops at the first non-digit,
 // saturating at the 32-bit range. Widths above 16, zero or negative give 0.

@@ -1,6 +1,5 @@
 #include "frame_header.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "field_codec.h"
@@ -30,7 +29,8 @@ int PavaHeadAccessor::getMsgId() const noexcept { return readIntField(m_head + k
 
 void PavaHeadAccessor::setMsgId(int value) noexcept {
     char text[16];
-    const int n = std::snprintf(text, sizeof text, "%05d", value);
+    const int n = formatZeroPadded(value, 5, text);
+    text[n] = '\0';
     // The digits and their terminator, kept inside the header.
     const int room = PAVA_HEAD_LEN - kHeadMsgId;
     const int count = n + 1 < room ? n + 1 : room;

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <type_traits>
 
 #include "analyzer.h"
 
@@ -14,7 +15,9 @@ void resetFullData(PavaFullData& rec) noexcept {
     zero(rec.text12a), zero(rec.text12b), zero(rec.text20a), zero(rec.text20b);
     zero(rec.text15a), zero(rec.text15b), zero(rec.text12c), zero(rec.text12d);
     zero(rec.text64a), zero(rec.text64b), zero(rec.text32), zero(rec.text26);
-    rec.fileBlock = PavaFileBlock{};
+    // A plain block of characters and numbers, cleared in one go.
+    static_assert(std::is_trivially_copyable_v<PavaFileBlock>);
+    std::memset(static_cast<void*>(&rec.fileBlock), 0, sizeof rec.fileBlock);
     // Strings and lists are emptied; their capacity stays for the next decode.
     rec.string1.clear();
     rec.string2.clear();

@@ -1,5 +1,6 @@
 #include "layout.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -132,6 +133,51 @@ bool readFields(std::span<const Field> fields, const char* src, int room, Obj& o
     for (const Field& f : fields) readField(f, src + f.offset, slotOf(obj, f.member));
     return true;
 }
+
+template <class Item>
+ItemFields<Item>::ItemFields(std::span<const Field> fields) noexcept : m_fields(fields) {
+    for (const Field& f : fields) m_end = std::max(m_end, f.offset + f.width);
+    if (fields.size() > kMaxSteps) return;
+    Item probe{};
+    const auto* base = reinterpret_cast<const char*>(&probe);
+    for (const Field& f : fields) {
+        const Slot slot = slotOf(probe, f.member);
+        const std::ptrdiff_t at = slot.ptr != nullptr ? static_cast<const char*>(slot.ptr) - base : 0;
+        m_steps[m_count++] = Step{f, slot.type, slot.size, at};
+    }
+    m_resolved = true;
+}
+
+template <class Item>
+bool ItemFields<Item>::write(const Item& item, char* dest, int room) const noexcept {
+    if (!m_resolved) return writeFields(m_fields, item, dest, room);
+    if (!fits(room)) return false;
+    // Slots are only read here.
+    auto* base = reinterpret_cast<char*>(const_cast<Item*>(&item));
+    for (size_t i = 0; i < m_count; ++i) {
+        const Step& step = m_steps[i];
+        const Slot slot{step.type, step.type == SlotType::None ? nullptr : base + step.at, step.size};
+        writeField(step.field, slot, dest + step.field.offset);
+    }
+    return true;
+}
+
+template <class Item>
+bool ItemFields<Item>::read(const char* src, int room, Item& item) const {
+    if (!m_resolved) return readFields(m_fields, src, room, item);
+    if (!fits(room)) return false;
+    auto* base = reinterpret_cast<char*>(&item);
+    for (size_t i = 0; i < m_count; ++i) {
+        const Step& step = m_steps[i];
+        const Slot slot{step.type, step.type == SlotType::None ? nullptr : base + step.at, step.size};
+        readField(step.field, src + step.field.offset, slot);
+    }
+    return true;
+}
+
+template class ItemFields<PavaDataItem>;
+template class ItemFields<PavaSettingItem>;
+template class ItemFields<PavaFieldItem>;
 
 template bool writeFields(std::span<const Field>, const PavaFullData&, char*, int) noexcept;
 template bool writeFields(std::span<const Field>, const PavaDataItem&, char*, int) noexcept;

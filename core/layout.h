@@ -4,6 +4,8 @@
 #ifndef ZMPAVA_CORE_LAYOUT_H
 #define ZMPAVA_CORE_LAYOUT_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -115,6 +117,35 @@ bool readFields(std::span<const Field> fields, const char* src, int room, Obj& o
 
 // True when every field lies within `room` bytes.
 bool fieldsFit(std::span<const Field> fields, int room) noexcept;
+
+// A field table over the items of a list, each member resolved once to its
+// place within an item, so that the table runs per item without a member
+// lookup per field. write and read behave as writeFields and readFields over
+// one item. Tables of more than kMaxSteps fields run through those instead.
+template <class Item>
+class ItemFields {
+public:
+    explicit ItemFields(std::span<const Field> fields) noexcept;
+
+    bool write(const Item& item, char* dest, int room) const noexcept;
+    bool read(const char* src, int room, Item& item) const;
+
+private:
+    static constexpr size_t kMaxSteps = 8;
+    struct Step {
+        Field field;
+        SlotType type;
+        int size;            // of a character array
+        std::ptrdiff_t at;   // the member's byte offset within an item
+    };
+    bool fits(int room) const noexcept { return m_fields.empty() || m_end <= room; }
+
+    std::span<const Field> m_fields;
+    std::array<Step, kMaxSteps> m_steps{};
+    size_t m_count = 0;
+    bool m_resolved = false;
+    int m_end = 0;  // end of the field that reaches furthest
+};
 
 }  // namespace pava
 

@@ -2,8 +2,10 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include "ZMPavaAnalyzer.h"
+#include "field_codec.h"
 
 namespace pava::log {
 
@@ -39,13 +41,29 @@ void format(const char* fmt, ...) noexcept {
     emit(text);
 }
 
-void encodeEntry(int id) noexcept { format("Data_To_Pava_%05d!\n", id); }
-void decodeEntry(int id) noexcept { format("Pava_%05d_To_Data!\n", id); }
+namespace {
+
+// A shared text with the id in place, put together without printf: the text
+// before the id, the id as "%05d", the text after it.
+template <size_t N, size_t M>
+void withId(const char (&before)[N], int id, const char (&after)[M]) noexcept {
+    if (!enabled()) return;
+    char text[N + M + 16];
+    std::memcpy(text, before, N - 1);
+    const int digits = formatZeroPadded(id, 5, text + N - 1);
+    std::memcpy(text + N - 1 + digits, after, M);  // with its terminator
+    emit(text);
+}
+
+}  // namespace
+
+void detail::encodeEntry(int id) noexcept { withId("Data_To_Pava_", id, "!\n"); }
+void detail::decodeEntry(int id) noexcept { withId("Pava_", id, "_To_Data!\n"); }
 void headError(int id) noexcept {
-    format("error:: CPavaMsgAnalyze::Data_To_Pava_%05d set pava head erorr! ", id);
+    withId("error:: CPavaMsgAnalyze::Data_To_Pava_", id, " set pava head erorr! ");
 }
 void nullFrame(int id) noexcept {
-    format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data pPavaMsg == NULL! ", id);
+    withId("error:: CPavaMsgAnalyze::Pava_", id, "_To_Data pPavaMsg == NULL! ");
 }
 
 }  // namespace pava::log

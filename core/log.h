@@ -26,11 +26,21 @@ void format(const char* fmt, ...) noexcept
 #endif
     ;
 
-// The texts every codec shares, with the five-digit id in place.
-void encodeEntry(int id) noexcept;  // "Data_To_Pava_%05d!\n"
-void decodeEntry(int id) noexcept;  // "Pava_%05d_To_Data!\n"
-void headError(int id) noexcept;    // "error:: CPavaMsgAnalyze::Data_To_Pava_%05d set pava head erorr! "
-void nullFrame(int id) noexcept;    // "error:: CPavaMsgAnalyze::Pava_%05d_To_Data pPavaMsg == NULL! "
+namespace detail {
+void encodeEntry(int id) noexcept;
+void decodeEntry(int id) noexcept;
+}  // namespace detail
+
+// The texts every codec shares, with the five-digit id in place. The entry
+// lines are printed on every call: with logging off they cost one load.
+inline void encodeEntry(int id) noexcept {  // "Data_To_Pava_%05d!\n"
+    if (enabled()) detail::encodeEntry(id);
+}
+inline void decodeEntry(int id) noexcept {  // "Pava_%05d_To_Data!\n"
+    if (enabled()) detail::decodeEntry(id);
+}
+void headError(int id) noexcept;  // "error:: CPavaMsgAnalyze::Data_To_Pava_%05d set pava head erorr! "
+void nullFrame(int id) noexcept;  // "error:: CPavaMsgAnalyze::Pava_%05d_To_Data pPavaMsg == NULL! "
 
 }  // namespace pava::log
 

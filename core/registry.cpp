@@ -1,6 +1,9 @@
 // The registry of codecs: every family's table, merged once per process into
-// one array sorted by id. Later entries replace earlier ones with the same id.
+// one array sorted by id, with an index by id. Later entries replace earlier
+// ones with the same id.
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <vector>
 
 #include "messages/catalog.h"
@@ -27,21 +30,39 @@ std::vector<const MessageDef*> buildRegistry() {
     return unique;
 }
 
-const std::vector<const MessageDef*>& registry() {
-    static const std::vector<const MessageDef*> instance = buildRegistry();
+// The codecs in id order, and for every 16-bit id the position of its codec
+// plus one (0: none), so that a lookup is two loads.
+struct Registry {
+    std::vector<const MessageDef*> all;
+    std::array<uint8_t, 65536> slot{};
+
+    Registry() : all(buildRegistry()) {
+        if (all.size() > 255) return;  // positions would not fit: lookups search instead
+        for (size_t i = 0; i < all.size(); ++i)
+            if (all[i]->id >= 0 && all[i]->id < 65536) slot[static_cast<size_t>(all[i]->id)] = static_cast<uint8_t>(i + 1);
+    }
+};
+
+const Registry& registry() {
+    static const Registry instance;
     return instance;
 }
 
 }  // namespace
 
 const MessageDef* findMessage(int id) {
-    const auto& all = registry();
-    const auto it = std::lower_bound(all.begin(), all.end(), id,
+    const Registry& r = registry();
+    if (r.all.size() <= 255) {
+        if (id < 0 || id >= 65536) return nullptr;
+        const uint8_t at = r.slot[static_cast<size_t>(id)];
+        return at != 0 ? r.all[at - 1u] : nullptr;
+    }
+    const auto it = std::lower_bound(r.all.begin(), r.all.end(), id,
                                      [](const MessageDef* def, int key) { return def->id < key; });
-    return it != all.end() && (*it)->id == id ? *it : nullptr;
+    return it != r.all.end() && (*it)->id == id ? *it : nullptr;
 }
 
-std::span<const MessageDef* const> registeredMessages() { return registry(); }
+std::span<const MessageDef* const> registeredMessages() { return registry().all; }
 
 const char* familyName(const MessageDef& def) noexcept {
     for (const messages::Family& family : messages::kFamilies) {

@@ -21,7 +21,9 @@ void readFixedText(std::string& dest, const char* src, int width) {
 }
 
 PavaMsg& continueInCopy(PavaMsgList& out) {
-    out.reserve(out.size() + 1);  // the element copied from stays valid
+    // Grown geometrically, so that a long message copies each frame a bounded
+    // number of times; growing first keeps the frame copied from valid.
+    if (out.size() == out.capacity()) out.reserve(out.size() * 2);
     out.push_back(out.back());
     return out.back();
 }

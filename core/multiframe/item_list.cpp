@@ -27,17 +27,27 @@ ItemSize itemSize(const ItemFormat& format, const PavaDataItem& item) {
     return {format.size, format.size};
 }
 
-void writeItem(const ItemFormat& format, const PavaDataItem& item, char* dest, int room) {
+// Writes one item: a fixed-size item through its resolved field table, a
+// variable one through its own function.
+void writeItem(const ItemFormat& format, const ItemFields<PavaDataItem>& fields, const PavaDataItem& item,
+               char* dest, int room) {
     if (format.write != nullptr)
         format.write(format, item, dest);
     else
-        writeFields(format.fields, item, dest, room);
+        fields.write(item, dest, room);
 }
 
-int64_t readItem(const ItemFormat& format, const char* src, int room, PavaDataItem& item) {
+int64_t readItem(const ItemFormat& format, const ItemFields<PavaDataItem>& fields, const char* src, int room,
+                 PavaDataItem& item) {
     if (format.read != nullptr) return format.read(format, src, room, item);
-    if (format.size > room || !readFields(format.readFields(), src, room, item)) return -1;
+    if (format.size > room || !fields.read(src, room, item)) return -1;
     return format.size;
+}
+
+// The fewest bytes one item of the format takes in a body.
+int smallestItem(const ItemFormat& format) noexcept {
+    if (format.size > 0) return format.size;
+    return 16;  // an escaped or length-prefixed item with empty texts
 }
 
 // Bytes the trailer fields take behind the last item; the length may count
@@ -134,12 +144,13 @@ size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const Pa
                  size_t next, char* body, int& pos) {
     const size_t first = next;
     const int trailer = trailerExtent(list);
+    const ItemFields<PavaDataItem> fields(list.item.write != nullptr ? std::span<const Field>() : list.item.fields);
     for (; next < items.size(); ++next) {
         const PavaDataItem& item = items[next];
         const ItemSize size = itemSize(list.item, item);
         if (!passes(rule, next - first, pos, size.declared)) break;
         if (pos + size.written + trailer > kBody) break;
-        writeItem(list.item, item, body + pos, static_cast<int>(kBody - pos));
+        writeItem(list.item, fields, item, body + pos, static_cast<int>(kBody - pos));
         pos += static_cast<int>(size.written);
     }
     return next;
@@ -154,12 +165,20 @@ bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
     const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);
     rec.dataList.clear();
     int64_t pos = list.itemsAt;
+    // One allocation for the list: as many items as the count says and the
+    // rest of the body can hold.
+    reserveFor(rec.dataList, count, static_cast<int>(kBody - pos), smallestItem(list.item));
+    const ItemFields<PavaDataItem> fields(list.item.read != nullptr ? std::span<const Field>()
+                                                                     : list.item.readFields());
     for (int i = 0; i < count; ++i) {
         if (pos > kBody) return false;
-        PavaDataItem item;
-        const int64_t used = readItem(list.item, body + pos, static_cast<int>(kBody - pos), item);
-        if (used < 0) return false;
-        rec.dataList.push_back(std::move(item));
+        // Read in place; an item that cannot be read is dropped again.
+        PavaDataItem& item = rec.dataList.emplace_back();
+        const int64_t used = readItem(list.item, fields, body + pos, static_cast<int>(kBody - pos), item);
+        if (used < 0) {
+            rec.dataList.pop_back();
+            return false;
+        }
         pos += used;
     }
     if (!list.trailerRead || list.trailer.empty()) return true;

@@ -50,6 +50,7 @@ int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     }
     writeIntField(static_cast<int>(records), body + 12, 2);
     int pos = 14;
+    const ItemFields<PavaFieldItem> fieldTable(kField);
     for (const PavaRecordItem& record : rec.recordList) {
         const size_t fields = record.fieldList.size();
         // A record whose block would pass the body is refused with the
@@ -63,7 +64,7 @@ int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
         writeIntField(static_cast<int>(fields), body + pos + 2, 3);
         pos += kRecordHead;
         for (const PavaFieldItem& field : record.fieldList) {
-            writeFields(kField, field, body + pos, kFieldSize);
+            fieldTable.write(field, body + pos, kFieldSize);
             pos += kFieldSize;
         }
     }
@@ -78,6 +79,8 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     readFields(kHead, body, kBodyEnd, rec);
     const int records = readIntField(body + 12, 2);
     int pos = 14;
+    reserveFor(rec.recordList, records, kBodyEnd - pos, kRecordHead);
+    const ItemFields<PavaFieldItem> fieldTable(kField);
     // Counts that would read past the body end the decode with what fits.
     for (int r = 0; r < records; ++r) {
         if (pos + kRecordHead > kBodyEnd) return -1;
@@ -85,6 +88,7 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         record.recInt = readIntField(body + pos, 2);
         const int fields = readIntField(body + pos + 2, 3);
         pos += kRecordHead;
+        reserveFor(record.fieldList, fields, kBodyEnd - pos, kFieldSize);
         for (int f = 0; f < fields; ++f) {
             if (pos + kFieldSize > kBodyEnd) return -1;
             PavaFieldItem field;

@@ -8,7 +8,6 @@
 // The numbers inside a structure are digits followed by NUL bytes, not
 // blanks. The body is not cleared between frames, and the final frame's
 // structure count is not rewritten.
-#include <cstdio>
 #include <cstring>
 
 #include "field_codec.h"
@@ -45,7 +44,7 @@ constexpr Field kReference[] = {{0, 100, Text, M::fieldText1}};
 // copied: digits, then NUL bytes; a longer number keeps its first digits.
 void writeNulPaddedInt(int value, char* dest, int width) noexcept {
     char text[40] = {};
-    std::snprintf(text, sizeof text, "%d", value);
+    formatDecimal(value, text);
     std::memcpy(dest, text, static_cast<size_t>(width));
 }
 
@@ -106,10 +105,12 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
+    rec.string4.reserve(65);  // the name field and its NUL, in one allocation
     readFields(kHeadIn, body, kBodyEnd, rec);
     rec.string4.resize(65);
     const int structures = readIntField(body + kCountPos, 4);
     int pos = kHeadSize;
+    reserveFor(rec.recordList, structures, kBodyEnd - pos, 4);
     // Counts and widths that would read past the body end the decode with
     // the structures read so far, in the family's words.
     for (int s = 0; s < structures; ++s) {
@@ -120,6 +121,7 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         const int attributes = readIntField(body + pos, 4);
         pos += 4;
         PavaRecordItem structure;
+        reserveFor(structure.fieldList, attributes, kBodyEnd - pos, kAttributeHead);
         for (int a = 0; a < attributes; ++a) {
             if (pos + kAttributeHead > kBodyEnd) {
                 log::write("over the max pava message length");

@@ -96,8 +96,9 @@ int encode61850(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     writeFields(k61850Head, rec, frame->body, kBodyEnd);
     writeIntField(count, frame->body + 78, 4);
     char* at = frame->body + k61850Items;
+    const ItemFields<PavaDataItem> reference(kReference);
     for (const PavaDataItem& item : rec.dataList) {
-        writeFields(kReference, item, at, kReferenceWidth);
+        reference.write(item, at, kReferenceWidth);
         at += kReferenceWidth;
     }
     finishFrame(*frame, k61850Items + kReferenceWidth * count);
@@ -109,10 +110,12 @@ int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     PavaFullData& rec = *an->record();
     readFields(k61850HeadIn, frame->body, kBodyEnd, rec);
     const int count = readIntField(frame->body + 78, 4);
+    reserveFor(rec.dataList, count, kBodyEnd - k61850Items, kReferenceWidth);
+    const ItemFields<PavaDataItem> reference(kReference);
     for (int i = 0; i < count; ++i) {
         const int at = k61850Items + kReferenceWidth * i;
         PavaDataItem item;
-        if (!readFields(kReference, frame->body + at, kBodyEnd - at, item)) {
+        if (!reference.read(frame->body + at, kBodyEnd - at, item)) {
             log::write(kHeadTooLong);
             return -1;
         }
@@ -149,6 +152,7 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
     writeIntField(static_cast<int>(rec.dataList.size()), frame->body + p.countPos, 4);
     int used = p.headSize;
     int inFrame = 0;
+    const ItemFields<PavaDataItem> itemHead(kValueItem);
     for (const PavaDataItem& item : rec.dataList) {
         const size_t valueLen = item.itemText2.size();
         if (static_cast<size_t>(used) + valueLen + kItemHead > kBodyEnd) {
@@ -169,7 +173,7 @@ int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an
             return -1;
         }
         char* at = out->back().body + used;
-        writeFields(kValueItem, item, at, kItemHead);
+        itemHead.write(item, at, kItemHead);
         writeIntField(width, at + 102, 4);
         copyValueBytes(at + kItemHead, item.itemText2, width);
         used += kItemHead + width;
@@ -188,9 +192,11 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     readFields(k61851HeadIn, body, kBodyEnd, rec);
     const int count = readIntField(body + 76, 4);
     int at = 80;
+    reserveFor(rec.dataList, count, kBodyEnd - at, kItemHead);
+    const ItemFields<PavaDataItem> itemHead(kValueItemIn);
     for (int i = 0; i < count; ++i, at += kItemHead) {
         PavaDataItem item;
-        if (!readFields(kValueItemIn, body + at, kBodyEnd - at, item)) {
+        if (!itemHead.read(body + at, kBodyEnd - at, item)) {
             log::write(kHeadTooLong);
             return -1;
         }
@@ -215,10 +221,12 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
+    rec.string4.reserve(65);  // the name field and its NUL, in one allocation
     readFields(k61901HeadIn, body, kBodyEnd, rec);
     rec.string4.resize(65);
     const int count = readIntField(body + 88, 4);
     int used = 92;
+    reserveFor(rec.dataList, count, kBodyEnd - used, kItemHead);
     for (int i = 0; i < count; ++i) {
         if (used + kItemHead > kBodyEnd) {
             log::write(kHeadTooLong);

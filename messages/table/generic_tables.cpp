@@ -539,6 +539,7 @@ int readOutside(int64_t reach) {
 // (a read of negative size), gives kOutside.
 int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem>& list, int base = 15) {
     if (count < 1) return 0;
+    reserveFor(list, count, kBodyEnd - pos, kEntryHead);
     int consumed = 0;
     for (int i = 0; i < count; ++i) {
         if (base + consumed + 27 > kBodyEnd) return 0;
@@ -563,6 +564,7 @@ int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem
 // pass the body end stops quietly when countEndsQuietly, else fails.
 int parseRecords(const char* body, int pos, int count, std::vector<PavaRecordItem>& records,
                  bool countEndsQuietly) {
+    reserveFor(records, count, kBodyEnd - pos, 4 + kEntryHead);
     for (int i = 0; i < count; ++i) {
         if (pos + 4 > kBodyEnd) return countEndsQuietly ? 0 : readOutside(int64_t{pos} + 4);
         PavaRecordItem record;
@@ -691,6 +693,7 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const int end = bodyLength < kBodyEnd ? bodyLength : kBodyEnd;
     const int count = readIntField(body + kCountPos, 4);
     int pos = kEntriesPos;
+    reserveFor(rec->recordList, count, end - pos, 4 + kEntryHead);
     for (int i = 0; i < count && pos + 4 <= end; ++i) {
         PavaRecordItem record;
         const int fieldCount = readIntField(body + pos, 4);

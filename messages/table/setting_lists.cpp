@@ -59,13 +59,15 @@ int decodeSettings(const void* params, const PavaMsg& frame, PavaFullData& rec) 
     const SettingRows& rows = static_cast<const SettingList*>(params)->decode;
     const int count = readIntField(body + rows.countAt, rows.countWidth);
     int at = rows.first;
+    if (rows.stride > 0) reserveFor(rec.settingList, count, rows.limit, rows.stride);
+    const ItemFields<PavaSettingItem> fields(rows.fields);
     for (int k = 0; k < count; ++k, at += rows.stride) {
         if (static_cast<int64_t>(rows.stride) * (k + 1) > rows.limit) {
             log::write(rows.tooMany);
             return -1;
         }
         PavaSettingItem item;
-        if (!readFields(rows.fields, body + at, MAX_PAVA_MSG_LEN - at, item)) return -1;
+        if (!fields.read(body + at, MAX_PAVA_MSG_LEN - at, item)) return -1;
         rec.settingList.push_back(std::move(item));
     }
     return 0;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <span>
 #include <string>
 
 #include "layout.h"
@@ -92,6 +94,48 @@ TEST(Layout, MembersResolveOnlyOnTheirOwner) {
     EXPECT_STREQ(memberName(M::intValue16), "intValue16");
     EXPECT_STREQ(memberName(M::fieldText2), "fieldText2");
     EXPECT_EQ(memberOwner(M::setText30), MemberOwner::Setting);
+}
+
+// A list's item table resolved once runs exactly as the field-by-field path:
+// every kind and flag, members of every storage type, a field without member,
+// a window too small, and a table too long to resolve.
+TEST(ItemFieldsTable, WritesAndReadsAsTheFieldByFieldPath) {
+    constexpr Field table[] = {
+        {0, 8, Decimal, M::itemId},           {8, 3, Text, M::itemText},
+        {11, 15, Raw, M::itemBlock},          {26, 20, TextRaw, M::itemText2, kNulPadded},
+        {46, 2, Decimal, M::itemInt2, kWriteZero}, {48, 4, Decimal, M::None},
+        {52, 6, Raw, M::itemText},            {58, 4, Text, M::itemBlock, kClearMember},
+    };
+    constexpr Field longTable[] = {
+        {0, 2, Decimal, M::itemId},  {2, 2, Decimal, M::itemInt},  {4, 2, Decimal, M::itemInt2},
+        {6, 2, Decimal, M::itemInt3}, {8, 2, Text, M::itemText},   {10, 2, Text, M::itemText2},
+        {12, 2, Raw, M::itemBlock},  {14, 2, Decimal, M::itemId},  {16, 2, Raw, M::itemText},
+    };
+    PavaDataItem item;
+    item.itemId = -1234567;
+    item.itemInt = 5;
+    item.itemInt2 = 77;
+    item.itemInt3 = 123;
+    item.itemText = std::string("ab\0c", 4);
+    item.itemText2 = "a longer second text";
+    std::memcpy(item.itemBlock, "BLOCK\0OF-15-CH", 15);
+    for (const std::span<const Field> fields : {std::span<const Field>(table), std::span<const Field>(longTable)}) {
+        const ItemFields<PavaDataItem> resolved(fields);
+        for (const int room : {70, 61, 0}) {
+            std::string generic(70, '\x7f');
+            std::string once(70, '\x7f');
+            EXPECT_EQ(resolved.write(item, once.data(), room), writeFields(fields, item, generic.data(), room));
+            EXPECT_EQ(test::printable(once), test::printable(generic)) << room;
+            PavaDataItem readGeneric;
+            PavaDataItem readOnce;
+            EXPECT_EQ(resolved.read(generic.data(), room, readOnce), readFields(fields, generic.data(), room, readGeneric));
+            EXPECT_EQ(readOnce.itemId, readGeneric.itemId);
+            EXPECT_EQ(readOnce.itemInt2, readGeneric.itemInt2);
+            EXPECT_EQ(readOnce.itemText, readGeneric.itemText);
+            EXPECT_EQ(readOnce.itemText2, readGeneric.itemText2);
+            EXPECT_EQ(std::string(readOnce.itemBlock, 16), std::string(readGeneric.itemBlock, 16));
+        }
+    }
 }
 
 }  // namespace

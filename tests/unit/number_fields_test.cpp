@@ -1,0 +1,145 @@
+// The fixed-width number writer and reader against the C library paths they
+// replace ("%-<width>d" into a scratch buffer, strtol over a zeroed 17-byte
+// window, "%05d" for the header id), on fixed edge values and many random ones.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "field_codec.h"
+#include "frame_header.h"
+#include "log.h"
+#include "support.h"
+
+namespace pava {
+namespace {
+
+// The printf path: the number formatted left-aligned in `width`, its first
+// `width` characters copied; widths outside 1-16 write nothing.
+std::string printfField(int value, int width) {
+    std::string field(20, '#');
+    if (width >= 1 && width <= kMaxIntFieldWidth) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%-*d", width, value);
+        std::memcpy(field.data(), text, static_cast<size_t>(width));
+    }
+    return field;
+}
+
+std::string fastField(int value, int width) {
+    std::string field(20, '#');
+    writeIntField(value, field.data(), width);
+    return field;
+}
+
+// The strtol path, saturating at the 32-bit range as a 32-bit long does.
+int strtolField(const char* src, int width) {
+    if (width > kMaxIntFieldWidth || width <= 0) return 0;
+    char window[kMaxIntFieldWidth + 1] = {};
+    std::memcpy(window, src, static_cast<size_t>(width));
+    const long long v = std::strtoll(window, nullptr, 10);
+    return v > INT_MAX ? INT_MAX : v < INT_MIN ? INT_MIN : static_cast<int>(v);
+}
+
+// Values of every digit count and sign, the limits among them.
+std::vector<int> sampleValues() {
+    std::vector<int> values = {0, 1, -1, 9, 10, -10, 99, 100, 99999, 100000, -99999, -100000,
+                               INT_MAX, INT_MIN, INT_MAX - 1, INT_MIN + 1, 999999999, 1000000000};
+    std::mt19937 rng(20240501);
+    for (int i = 0; i < 200000; ++i) {
+        const auto bits = static_cast<int>(rng() % 32);
+        const auto v = static_cast<int>(rng()) >> bits;  // spread over all lengths
+        values.push_back(v);
+    }
+    return values;
+}
+
+TEST(NumberWriter, MatchesThePrintfPathAtEveryWidth) {
+    for (const int v : sampleValues())
+        for (int width = -1; width <= 18; ++width)
+            ASSERT_EQ(fastField(v, width), printfField(v, width)) << "value " << v << " width " << width;
+}
+
+TEST(NumberWriter, FormatsAsPrintfDoes) {
+    for (const int v : sampleValues()) {
+        char fast[16];
+        char slow[32];
+        const int n = formatDecimal(v, fast);
+        ASSERT_EQ(std::string(fast, static_cast<size_t>(n)),
+                  std::string(slow, static_cast<size_t>(std::snprintf(slow, sizeof slow, "%d", v))));
+        const int z = formatZeroPadded(v, 5, fast);
+        ASSERT_EQ(std::string(fast, static_cast<size_t>(z)),
+                  std::string(slow, static_cast<size_t>(std::snprintf(slow, sizeof slow, "%05d", v))));
+    }
+}
+
+TEST(NumberReader, MatchesTheStrtolPathOnRandomFields) {
+    // Fields of blanks, signs, digits, letters and NUL in any order, digit-heavy.
+    const std::string alphabet = std::string("0123456789012345678901234567890123456789 \t\n+-x") + '\0';
+    std::mt19937 rng(7);
+    char field[kMaxIntFieldWidth + 2];
+    for (int i = 0; i < 300000; ++i) {
+        for (char& c : field) c = alphabet[rng() % alphabet.size()];
+        if (i % 3 == 0) std::memset(field, ' ', rng() % 8);  // leading blanks
+        const int width = static_cast<int>(rng() % 20) - 1;
+        ASSERT_EQ(readIntField(field, width), strtolField(field, width))
+            << "field '" << std::string(field, sizeof field) << "' width " << width;
+    }
+}
+
+TEST(NumberReader, ReadsBackWhatTheWriterWrote) {
+    for (const int v : sampleValues()) {
+        char field[16];
+        writeIntField(v, field, 11);
+        ASSERT_EQ(readIntField(field, 11), v);
+        // Cut fields read as their leading part, as the old path read them.
+        writeIntField(v, field, 4);
+        ASSERT_EQ(readIntField(field, 4), strtolField(field, 4));
+    }
+}
+
+TEST(HeaderId, WrittenAsFiveZeroPaddedDigitsWithTheirTerminator) {
+    for (const int v : sampleValues()) {
+        PavaMsg fast;
+        PavaMsg slow;
+        std::memset(fast.head, '#', PAVA_HEAD_LEN);
+        std::memset(slow.head, '#', PAVA_HEAD_LEN);
+        PavaHeadAccessor(&fast).setMsgId(v);
+        char text[32];
+        const int n = std::snprintf(text, sizeof text, "%05d", v);
+        std::memcpy(slow.head + 3, text, static_cast<size_t>(std::min(n + 1, PAVA_HEAD_LEN - 3)));
+        ASSERT_EQ(test::headOf(fast), test::headOf(slow)) << v;
+    }
+}
+
+TEST(LogLines, SharedTextsCarryTheIdAsPrintfWouldWriteIt) {
+    test::LogCapture capture;
+    for (const int id : {0, 7, 101, 20001, 65535, 123456, -12}) {
+        char expected[256];
+        capture.clear();
+        log::encodeEntry(id);
+        std::snprintf(expected, sizeof expected, "Data_To_Pava_%05d!\n", id);
+        EXPECT_EQ(capture.text(), expected);
+        capture.clear();
+        log::decodeEntry(id);
+        std::snprintf(expected, sizeof expected, "Pava_%05d_To_Data!\n", id);
+        EXPECT_EQ(capture.text(), expected);
+        capture.clear();
+        log::headError(id);
+        std::snprintf(expected, sizeof expected, "error:: CPavaMsgAnalyze::Data_To_Pava_%05d set pava head erorr! ", id);
+        EXPECT_EQ(capture.text(), expected);
+        capture.clear();
+        log::nullFrame(id);
+        std::snprintf(expected, sizeof expected, "error:: CPavaMsgAnalyze::Pava_%05d_To_Data pPavaMsg == NULL! ", id);
+        EXPECT_EQ(capture.text(), expected);
+    }
+}
+
+}  // namespace
+}  // namespace pava
