@@ -203,6 +203,13 @@ typedef struct pava_layout_info {
     int list_item_size;            /* bytes of one item */
     size_t item_field_count;       /* PAVA_TABLE_ITEM_FIELDS */
     size_t item_decode_field_count; /* PAVA_TABLE_ITEM_DECODE_FIELDS */
+    /* What follows the fixed fields, as `pava layout` describes it. */
+    const char* body_kind;         /* "fixed", "text", "items", "generic-table", ... */
+    int body_at;                   /* body offset where that part starts */
+    int body_count_at;             /* its item or record count's offset; -1 when none */
+    int body_count_width;          /* the count's digits */
+    const char* body_member;       /* the text or row-count member it fills; NULL when none */
+    const char* body_words;        /* the part in words; NULL for a fixed body */
 } pava_layout_info;
 
 /* Field tables of a layout. Item fields are offsets within the item. */

@@ -666,6 +666,13 @@ PAVA_API int PAVA_CALL pava_layout(int id, pava_layout_info* info) {
             out.item_field_count = list->itemFields.size();
             out.item_decode_field_count = list->itemDecodeFields.size();
         }
+        const BodyPart& body = layout.body;
+        out.body_kind = bodyKindName(body.kind);
+        out.body_at = body.at;
+        out.body_count_at = body.countAt;
+        out.body_count_width = body.countWidth;
+        out.body_member = body.member == Member::None ? nullptr : memberName(body.member);
+        out.body_words = body.words;
         *info = out;
         return PAVA_RC_OK;
     });

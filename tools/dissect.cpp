@@ -12,7 +12,6 @@
 #include "frames.h"
 #include "json_record.h"
 #include "layout_json.h"
-#include "messages/catalog.h"
 
 namespace pava::tool {
 
@@ -154,20 +153,12 @@ void putHeader(std::string& out, const PavaMsg& frame) {
 
 }  // namespace
 
-const char* familyOf(const MessageDef& def) {
-    for (const messages::Family& family : messages::kFamilies) {
-        const auto defs = family.messages();
-        if (!defs.empty() && &def >= defs.data() && &def < defs.data() + defs.size()) return family.name;
-    }
-    return "?";
-}
-
 std::string listIds() {
     std::string out;
     put(out, "id     family                      length  fields\n");
     for (const MessageDef* def : registeredMessages()) {
         const std::string length = def->layout.length < 0 ? "varies" : std::to_string(def->layout.length);
-        put(out, "{:05}  {:<26}  {:>6}  {:>6}\n", def->id, familyOf(*def), length, def->layout.fields.size());
+        put(out, "{:05}  {:<26}  {:>6}  {:>6}\n", def->id, familyName(*def), length, def->layout.fields.size());
     }
     return out;
 }
@@ -175,7 +166,7 @@ std::string listIds() {
 std::string describeLayout(const MessageDef& def) {
     const Layout& layout = def.layout;
     std::string out;
-    put(out, "{:05} ({}), body length {}\n", def.id, familyOf(def),
+    put(out, "{:05} ({}), body length {}\n", def.id, familyName(def),
         layout.length < 0 ? "varies" : std::to_string(layout.length));
     putFieldTable(out, layout.fields);
     if (!layout.decodeFields.empty()) {
@@ -225,7 +216,7 @@ std::string dissectFrame(const PavaMsg& frame, size_t number, uint64_t offset, i
     } else {
         const auto fields = def->layout.readFields();
         end = fixedEnd(fields);
-        put(out, "  {:05} ({}): fixed fields as the decoder reads them\n", def->id, familyOf(*def));
+        put(out, "  {:05} ({}): fixed fields as the decoder reads them\n", def->id, familyName(*def));
         put(out, "  offset  width  member      kind      bytes -> value\n");
         putFieldRows(out, fields, frame.body, 0);
         if (def->layout.list != nullptr) end = putItems(out, *def->layout.list, frame.body, length, end);

@@ -10,9 +10,6 @@
 
 namespace pava::tool {
 
-// The family a registered codec comes from.
-const char* familyOf(const MessageDef& def);
-
 // One line per registered id: id, family, declared body length, fixed fields.
 std::string listIds();
 

@@ -102,7 +102,7 @@ Json layoutJson(const MessageDef& def) {
     const Layout& layout = def.layout;
     Json j;
     j["id"] = def.id;
-    j["family"] = familyOf(def);
+    j["family"] = familyName(def);
     j["length"] = layout.length < 0 ? Json(nullptr) : Json(layout.length);
     j["fields"] = fieldsJson(layout.fields);
     j["readFields"] = fieldsJson(layout.readFields());

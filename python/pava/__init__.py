@@ -257,9 +257,10 @@ def _fields(id_, table, count):
 def layout(id_):
     """An id's layout as the codecs run it: fixed fields (offset, width, kind,
     member, flags), the decoder's fields where it reads otherwise, the
-    declared length (None when it varies) and the item table of a list of
-    fixed-size items (None when there is none). PavaError 0x10008 for an id
-    without a codec."""
+    declared length (None when it varies), the item table of a list of
+    fixed-size items (None when there is none) and what follows the fixed
+    fields ("body": kind, offset, count place, member, words). PavaError
+    0x10008 for an id without a codec."""
     info = _lib.LayoutInfo()
     rc = lib.pava_layout(id_, ctypes.byref(info))
     if rc != _lib.RC_OK:
@@ -268,7 +269,12 @@ def layout(id_):
            "length": None if info.length < 0 else info.length,
            "fields": _fields(id_, _lib.TABLE_FIELDS, info.field_count),
            "decode_fields": _fields(id_, _lib.TABLE_DECODE_FIELDS, info.decode_field_count),
-           "list": None}
+           "list": None,
+           "body": {"kind": info.body_kind.decode(), "at": info.body_at,
+                    "count_at": None if info.body_count_at < 0 else info.body_count_at,
+                    "count_width": info.body_count_width,
+                    "member": info.body_member.decode() if info.body_member else None,
+                    "words": info.body_words.decode() if info.body_words else None}}
     if info.has_list:
         out["list"] = {"count_at": info.list_count_at, "count_width": info.list_count_width,
                        "items_at": info.list_items_at, "item_size": info.list_item_size,

@@ -43,7 +43,10 @@ class LayoutInfo(ctypes.Structure):
                 ("has_list", ctypes.c_int), ("list_count_at", ctypes.c_int),
                 ("list_count_width", ctypes.c_int), ("list_items_at", ctypes.c_int),
                 ("list_item_size", ctypes.c_int), ("item_field_count", ctypes.c_size_t),
-                ("item_decode_field_count", ctypes.c_size_t)]
+                ("item_decode_field_count", ctypes.c_size_t), ("body_kind", ctypes.c_char_p),
+                ("body_at", ctypes.c_int), ("body_count_at", ctypes.c_int),
+                ("body_count_width", ctypes.c_int), ("body_member", ctypes.c_char_p),
+                ("body_words", ctypes.c_char_p)]
 
 
 class FieldInfo(ctypes.Structure):

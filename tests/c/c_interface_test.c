@@ -293,6 +293,10 @@ static void test_tables(void) {
 
     CHECK_RC(pava_layout(20020, &layout), PAVA_RC_OK);
     CHECK(layout.id == 20020 && layout.length == -1 && layout.has_list == 1 && layout.list_item_size == 20);
+    CHECK(layout.body_words != NULL && strcmp(layout.body_kind, "fixed") != 0 && layout.body_count_at >= 0);
+    CHECK_RC(pava_layout(20001, &layout), PAVA_RC_OK);
+    CHECK(strcmp(layout.body_kind, "fixed") == 0 && layout.body_words == NULL && layout.body_count_at == -1);
+    CHECK_RC(pava_layout(20020, &layout), PAVA_RC_OK);
     CHECK_RC(pava_layout_field(20020, PAVA_TABLE_ITEM_FIELDS, 0, &field), PAVA_RC_OK);
     CHECK(strcmp(field.member, "itemId") == 0 && field.kind == PAVA_FIELD_DECIMAL &&
           strcmp(field.kind_name, "decimal") == 0);
