@@ -30,6 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::fillRecord(fdp, static_cast<uint16_t>(def.id), rec);
     const size_t stale = fdp.ConsumeIntegralInRange<size_t>(0, 3);
 
+    fuzz::dumpRecord(rec);
     PavaFullData again = rec;
     PavaMsgList frames;
     const int rc = Data_To_Pava(&rec, &frames);

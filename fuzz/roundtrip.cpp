@@ -107,6 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (f.member != Member::None && !(f.flags & kWriteZero) && memberOwner(f.member) == MemberOwner::Record)
             fitField(fdp, f, rec);
 
+    fuzz::dumpRecord(rec);
     PavaMsgList first;
     if (Data_To_Pava(&rec, &first) != PAVA_OK) fuzz::fail("a record whose values fit is refused", def.id);
     if (first.size() != 1) fuzz::fail("a field table gives one frame", def.id);

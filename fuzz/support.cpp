@@ -82,45 +82,6 @@ void forEachRecordMember(auto&& fn) {
         if (isRecordMember(static_cast<Member>(i))) fn(static_cast<Member>(i));
 }
 
-template <class Obj>
-void appendMembers(std::string& out, Obj& obj, MemberOwner owner) {
-    for (size_t i = 0; i < kMemberCount; ++i) {
-        const Member m = static_cast<Member>(i);
-        if (memberOwner(m) != owner) continue;
-        const Slot s = slotOf(obj, m);
-        switch (s.type) {
-            case SlotType::Int32: out.append(static_cast<const char*>(s.ptr), 4); break;
-            case SlotType::UInt16: out.append(static_cast<const char*>(s.ptr), 2); break;
-            case SlotType::Chars: out.append(static_cast<const char*>(s.ptr), static_cast<size_t>(s.size)); break;
-            case SlotType::String: {
-                const auto& text = *static_cast<const std::string*>(s.ptr);
-                out += std::to_string(text.size()) + ':';
-                out += text;
-                break;
-            }
-            case SlotType::None: break;
-        }
-    }
-}
-
-template <class Item>
-void appendList(std::string& out, const std::vector<Item>& items, MemberOwner owner) {
-    out += "[" + std::to_string(items.size()) + "]";
-    for (const Item& item : items) appendMembers(out, const_cast<Item&>(item), owner);
-}
-
-void appendRecordList(std::string& out, const std::vector<PavaRecordItem>& items) {
-    out += "{" + std::to_string(items.size()) + "}";
-    for (const PavaRecordItem& r : items) {
-        appendList(out, r.fieldList, MemberOwner::Field);
-        appendList(out, r.fieldList2, MemberOwner::Field);
-        out += std::to_string(r.recText1.size()) + ':' + r.recText1;
-        out += std::to_string(r.recText2.size()) + ':' + r.recText2;
-        out += std::to_string(r.recText3.size()) + ':' + r.recText3;
-        out.append(reinterpret_cast<const char*>(&r.recInt), sizeof r.recInt);
-    }
-}
-
 }  // namespace
 
 std::span<const MessageDef* const> registered() { return registeredMessages(); }
@@ -211,35 +172,8 @@ void guardRecord(PavaFullData& rec, const Carried& carried) {
     }
 }
 
-std::string image(const PavaFullData& rec, const Carried& parts, bool inverted) {
-    std::string out;
-    auto& r = const_cast<PavaFullData&>(rec);
-    const auto wanted = [&](bool has) { return has != inverted; };
-    for (size_t i = 0; i < kMemberCount; ++i) {
-        const Member m = static_cast<Member>(i);
-        if (!isRecordMember(m) || !wanted(parts.has(m))) continue;
-        out += memberName(m);
-        out += '=';
-        const Slot s = slotOf(r, m);
-        if (s.type == SlotType::String) {
-            const auto& text = *static_cast<const std::string*>(s.ptr);
-            out += std::to_string(text.size()) + ':' + text;
-        } else {
-            out.append(static_cast<const char*>(s.ptr),
-                       s.type == SlotType::Int32 ? 4 : s.type == SlotType::UInt16 ? 2 : static_cast<size_t>(s.size));
-        }
-    }
-    if (wanted(parts.containers & kFbCodes)) out.append(&rec.fileBlock.fbCodes[0][0], sizeof rec.fileBlock.fbCodes);
-    if (wanted(parts.containers & kDataList)) appendList(out, rec.dataList, MemberOwner::Item);
-    if (wanted(parts.containers & kDataList2)) appendList(out, rec.dataList2, MemberOwner::Item);
-    if (wanted(parts.containers & kSettingList)) appendList(out, rec.settingList, MemberOwner::Setting);
-    if (wanted(parts.containers & kRecordList)) appendRecordList(out, rec.recordList);
-    return out;
-}
-
-std::string image(const PavaFullData& rec) { return image(rec, Carried{}, true); }
-
 int checkedDecode(const PavaMsg& frame, PavaFullData* out) {
+    dumpFrame(frame);
     static PavaMsg before;
     std::memcpy(&before, &frame, sizeof frame);
     PavaFullData rec;

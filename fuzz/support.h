@@ -4,7 +4,6 @@
 #ifndef ZMPAVA_FUZZ_SUPPORT_H
 #define ZMPAVA_FUZZ_SUPPORT_H
 
-#include <bitset>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -12,29 +11,11 @@
 #include "ZMPavaAnalyzer.h"
 #include "members.h"
 #include "message.h"
+#include "record_image.h"
 
 class FuzzedDataProvider;
 
 namespace pava::fuzz {
-
-constexpr size_t kMemberCount = static_cast<size_t>(Member::None);
-
-// Parts of the record that are no member a layout names.
-enum Container : uint8_t {
-    kDataList = 1,
-    kDataList2 = 2,
-    kSettingList = 4,
-    kRecordList = 8,
-    kFbCodes = 16,
-};
-
-// The parts of PavaFullData one id's decoder may write.
-struct Carried {
-    std::bitset<kMemberCount> members;  // record members (owner Record)
-    uint8_t containers = 0;             // Container bits
-
-    bool has(Member m) const { return members.test(static_cast<size_t>(m)); }
-};
 
 // The header members, what the layout tables name (fields, decoder fields, the
 // list's item table and trailer) and, for codecs whose body is an algorithm,
@@ -45,12 +26,6 @@ Carried carriedBy(const MessageDef& def);
 // reset state into every part it does: the record a decode starts from,
 // except that a stray write now shows.
 void guardRecord(PavaFullData& rec, const Carried& carried);
-
-// A byte image of the record (every member, fbCodes, list items member by
-// member); with `only`, of the parts it carries, and with `except`, of all
-// others. Equal images mean equal records.
-std::string image(const PavaFullData& rec);
-std::string image(const PavaFullData& rec, const Carried& parts, bool inverted);
 
 // The return codes the entry points document.
 bool documentedCode(int rc);
@@ -78,6 +53,11 @@ const MessageDef& pickById(std::span<const MessageDef* const> ids, uint16_t key)
 
 // Quiet logging, once.
 void quietLogs();
+
+// With PAVA_FUZZ_DUMP set, appends the frame or record to that file as a
+// JSON line (for golden corpus cases made from findings).
+void dumpFrame(const PavaMsg& frame);
+void dumpRecord(const PavaFullData& rec);
 
 // Prints what went wrong and aborts, so that libFuzzer keeps the input.
 [[noreturn]] void fail(const char* what, int id, const std::string& detail = {});

@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(cmake g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev libfmt-dev)
+          libcli11-dev nlohmann-json3-dev libfmt-dev
+          clang-14 libclang-rt-14-dev python3)  # the libFuzzer harnesses (fuzz preset)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
