@@ -290,9 +290,10 @@ std::string pickString(FuzzedDataProvider& fdp, size_t cap) {
     }
 }
 
-// Longest text pickString makes now: less inside long lists and dirty records.
+// Longest text and longest list the fill makes now: a long list holds short
+// texts and short inner lists, so that one input stays within megabytes.
 thread_local size_t textCap = 70000;
-thread_local size_t textCapOfRecord = 70000;
+thread_local size_t listCapNow = 2000;
 
 size_t pickCount(FuzzedDataProvider& fdp, size_t cap) {
     static constexpr size_t kCounts[] = {0, 1, 2, 3, 9, 10, 11, 49, 50, 51, 99, 100, 101, 199, 200, 201,
@@ -304,16 +305,22 @@ size_t pickCount(FuzzedDataProvider& fdp, size_t cap) {
     }
 }
 
-// The first few items from the input, the rest copies with their index as id.
+// The first few items from the input, the rest copies of them. Texts inside
+// a list stay shorter than a record's own, shorter still in a long list or
+// in a list inside a list of more than a few items.
 template <class Item, class Fill>
-void fillList(FuzzedDataProvider& fdp, std::vector<Item>& list, Fill fill, size_t cap) {
-    const size_t n = pickCount(fdp, cap);
+void fillList(FuzzedDataProvider& fdp, std::vector<Item>& list, Fill fill) {
+    const size_t n = pickCount(fdp, listCapNow);
     list.resize(n);
-    // Long lists carry short texts, so that one input stays within milliseconds.
-    textCap = n > 50 ? 300 : textCapOfRecord;
+    const size_t outerText = textCap, outerList = listCapNow;
+    textCap = std::min<size_t>(textCap, n > 50 ? 300 : 9000);
+    listCapNow = n > 50 ? 4 : n > 4 ? 50 : 300;
+    if (n > 4) textCap = std::min<size_t>(textCap, 300);
     const size_t own = std::min<size_t>(n, 4);
     for (size_t i = 0; i < own; ++i) fill(list[i]);
     for (size_t i = own; i < n; ++i) list[i] = list[i % own];
+    textCap = outerText;
+    listCapNow = outerList;
 }
 
 void fillItem(FuzzedDataProvider& fdp, PavaDataItem& item) {
@@ -336,8 +343,8 @@ void fillField(FuzzedDataProvider& fdp, PavaFieldItem& f) {
 }  // namespace
 
 void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool small) {
-    textCap = textCapOfRecord = small ? 300 : 70000;
-    const size_t listCap = small ? 4 : 2000;
+    textCap = small ? 300 : 70000;
+    listCapNow = small ? 4 : 2000;
     forEachRecordMember([&](Member m) {
         const Slot s = slotOf(rec, m);
         switch (s.type) {
@@ -351,22 +358,22 @@ void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool sm
     rec.msgId = id;
     const int rows = std::min<int>(rec.fileBlock.fbCount, 200);
     for (int i = 0; i < rows; ++i) fillChars(fdp, rec.fileBlock.fbCodes[i], 13);
-    fillList(fdp, rec.dataList, [&](PavaDataItem& item) { fillItem(fdp, item); }, listCap);
-    fillList(fdp, rec.dataList2, [&](PavaDataItem& item) { fillItem(fdp, item); }, listCap);
+    fillList(fdp, rec.dataList, [&](PavaDataItem& item) { fillItem(fdp, item); });
+    fillList(fdp, rec.dataList2, [&](PavaDataItem& item) { fillItem(fdp, item); });
     fillList(fdp, rec.settingList, [&](PavaSettingItem& s) {
         s.setId = pickInt32(fdp);
         s.setInt = pickInt32(fdp);
         fillChars(fdp, s.setText30, sizeof s.setText30);
         s.setText = pickString(fdp, textCap);
         s.setText2 = pickString(fdp, textCap);
-    }, listCap);
+    });
     // Nested lists stay small enough that one input runs in milliseconds.
     fillList(fdp, rec.recordList, [&](PavaRecordItem& r) {
-        fillList(fdp, r.fieldList, [&](PavaFieldItem& f) { fillField(fdp, f); }, std::min<size_t>(listCap, 300));
-        fillList(fdp, r.fieldList2, [&](PavaFieldItem& f) { fillField(fdp, f); }, std::min<size_t>(listCap, 300));
+        fillList(fdp, r.fieldList, [&](PavaFieldItem& f) { fillField(fdp, f); });
+        fillList(fdp, r.fieldList2, [&](PavaFieldItem& f) { fillField(fdp, f); });
         r.recText1 = pickString(fdp, textCap);
         r.recInt = pickInt32(fdp);
-    }, listCap);
+    });
 }
 
 }  // namespace pava::fuzz
