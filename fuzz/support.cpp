@@ -356,6 +356,17 @@ void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool sm
         }
     });
     rec.msgId = id;
+    // The numbers of the id's own fields at and just past what their digits hold.
+    if (const MessageDef* def = findMessage(id); def != nullptr)
+        for (const Field& f : def->layout.fields) {
+            const Slot s = slotOf(rec, f.member);
+            if (f.kind != FieldKind::Decimal || s.type != SlotType::Int32 || !fdp.ConsumeBool()) continue;
+            int64_t top = 1;
+            for (int i = 0; i < f.width && top < INT32_MAX; ++i) top *= 10;
+            const int64_t edges[] = {top - 1, top, top / 10 - 1, -(top / 10 - 1), -(top / 10)};
+            *static_cast<int32_t*>(s.ptr) =
+                static_cast<int32_t>(std::clamp<int64_t>(fdp.PickValueInArray(edges), INT32_MIN, INT32_MAX));
+        }
     const int rows = std::min<int>(rec.fileBlock.fbCount, 200);
     for (int i = 0; i < rows; ++i) fillChars(fdp, rec.fileBlock.fbCodes[i], 13);
     fillList(fdp, rec.dataList, [&](PavaDataItem& item) { fillItem(fdp, item); });
