@@ -122,7 +122,10 @@ TEST(Concurrency, ThreadsMatchASingleThreadedRun) {
             });
     }
     const Results reference = runAll(0);
-    ASSERT_FALSE(reference.empty());
+    // The comparison means something only when most codecs produce frames.
+    size_t framed = 0;
+    for (const auto& [key, text] : reference) framed += text.starts_with("encode 0\n") && text.size() > sizeof(PavaMsg);
+    EXPECT_GT(framed, reference.size() / 2) << framed << " of " << reference.size() << " runs produced frames";
     for (int t = 0; t < kThreads; ++t) {
         EXPECT_EQ(firstCalls[t], runOne(t % 2 == 0 ? 20001 : 61850, 0)) << "first call of thread " << t;
         ASSERT_EQ(perThread[t].size(), reference.size()) << "thread " << t;
