@@ -36,11 +36,13 @@ seeds() {
 }
 
 # run HARNESS SECONDS LOG [extra libFuzzer flags]: one libFuzzer run; its status.
+# An input normally runs in milliseconds; the timeout (wall clock) is generous
+# because a campaign at the lowest priority on a busy machine can stall for seconds.
 run() {
   local h=$1 seconds=$2 log=$3
   shift 3
   mkdir -p "$out/corpus/$h" "$out/findings"
-  "$bin/fuzz_$h" -dict=fuzz/pava.dict -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2560 \
+  "$bin/fuzz_$h" -dict=fuzz/pava.dict -max_total_time="$seconds" -timeout="${timeout:-60}" -rss_limit_mb=2560 \
     -max_len=8400 -print_final_stats=1 -artifact_prefix="$out/findings/$h-" "$@" \
     "$out/corpus/$h" "$out/seeds/$h" >"$log" 2>&1
 }
@@ -88,7 +90,7 @@ case "${1:-ci}" in
       while [ "$(date +%s)" -lt "$end" ]; do
         round=$((round + 1))
         log="$out/campaign-$h-$round.log"
-        if ! nice -n 19 bash -c "$(declare -f run); out=$out bin=$bin run $h $((end - $(date +%s))) $log"; then
+        if ! nice -n 19 bash -c "$(declare -f run); out=$out bin=$bin timeout=180 run $h $((end - $(date +%s))) $log"; then
           echo "fuzz_$h: finding in round $round (log $log)"
           grep -E 'invariant broken|ERROR|runtime error' "$log" | head -3 || true
         fi
