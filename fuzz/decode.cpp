@@ -7,6 +7,8 @@
 // its frame, or answers with a code outside the documented set.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "frame_header.h"
@@ -64,13 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // exactly as a fresh one: the entry point resets it first.
     static PavaFullData previous;
     PavaFullData fresh;
-    fuzz::checkedDecode(frame, &fresh);
+    const int freshRc = fuzz::checkedDecode(frame, &fresh);
     if (dirty) {
         FuzzedDataProvider junk(data, size);
         fuzz::fillRecord(junk, static_cast<uint16_t>(def.id), previous, true);
     }
-    const int rc = Pava_To_Data(&frame, &previous);
-    (void)rc;
-    if (fuzz::image(previous) != fuzz::image(fresh)) fuzz::fail("a dirty record decodes differently", def.id);
+    if (Pava_To_Data(&frame, &previous) != freshRc || fuzz::image(previous) != fuzz::image(fresh))
+        fuzz::fail("a dirty record decodes differently", def.id);
     return 0;
 }

@@ -21,7 +21,7 @@ namespace {
 constexpr unsigned char kGuardByte = 0xA5;
 const std::string kGuardText = "\xA5\xA5 guard";
 
-bool isRecordMember(Member m) { return memberOwner(m) == MemberOwner::Record; }
+using detail::isRecordMember;
 
 void addFields(Carried& c, std::span<const Field> fields) {
     for (const Field& f : fields)
@@ -62,9 +62,11 @@ struct Algorithm {
     uint8_t containers;
 };
 const Algorithm kAlgorithms[] = {
-    // Generic tables: the function and sub type, the table's records, a text.
-    {10001, 10006, {Member::intValue4, Member::intValue14, Member::intValue16, Member::text64b, Member::string4},
-     kRecordList},
+    // Generic tables: the table's records, a one-digit count, a text.
+    {10001, 10003, {}, kRecordList},
+    {10004, 10004, {Member::intValue4}, kRecordList},
+    {10005, 10005, {Member::string4}, 0},
+    {10006, 10006, {Member::intValue4}, kRecordList},
     // Record structure list.
     {20138, 20138, {}, kRecordList},
     // Reference and value lists, data object types.
@@ -104,18 +106,12 @@ void fail(const char* what, int id, const std::string& detail) {
     std::abort();
 }
 
-bool documentedCode(int rc) {
-    return rc == PAVA_OK || rc == PAVA_ERR_NULL || rc == PAVA_ERR_NO_HANDLER || rc == PAVA_ERR_DECODE ||
-           rc == PAVA_ERR_ENCODE;
-}
-
 Carried carriedBy(const MessageDef& def) {
     Carried c;
     for (const Member m : {Member::rii, Member::msgId, Member::msgType, Member::msgLen, Member::headFlag,
                            Member::contFlag})
         c.members.set(static_cast<size_t>(m));
-    addFields(c, def.layout.fields);
-    addFields(c, def.layout.decodeFields);
+    addFields(c, def.layout.readFields());
     bool described = def.decode == decodeFixedLayout;
     if (def.layout.list != nullptr) c.containers |= listOf(def.layout.list->itemReadFields());
     if (def.decode == decodeOneFrameList) {

@@ -27,9 +27,6 @@ Carried carriedBy(const MessageDef& def);
 // except that a stray write now shows.
 void guardRecord(PavaFullData& rec, const Carried& carried);
 
-// The return codes the entry points document.
-bool documentedCode(int rc);
-
 // Decodes one frame the way the entry point does, but into a record whose
 // parts outside the id's decoder carry the guard pattern, and aborts with a
 // message when the decoder writes one of them, or when the entry point's own
