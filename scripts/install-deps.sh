@@ -11,7 +11,9 @@ packages=(cmake gcc g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
           dpkg-dev pkg-config
           # the test suite for 64-bit Windows under wine, and for 32-bit x86 under qemu
           googletest g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64
-          g++-multilib qemu-user-static)
+          g++-multilib qemu-user-static
+          # the libFuzzer harnesses (fuzz preset)
+          clang-14 libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
