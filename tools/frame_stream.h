@@ -34,7 +34,7 @@ struct StreamDamage {
 bool plausibleHeader(const char* head) noexcept;
 
 // The body bytes that follow a plausible header on the wire: its length,
-// within 0..8192, as writeFrames writes them.
+// within 0..8192, as the encoders write them.
 int headerBodyLength(const char* head) noexcept;
 
 class FrameStream {

@@ -1,8 +1,5 @@
 #include "frames.h"
 
-#include <istream>
-#include <ostream>
-
 #include <fmt/format.h>
 
 #include "field_codec.h"
@@ -17,45 +14,11 @@ int headerLength(const PavaMsg& frame) noexcept {
     return readDecimal(frame.head + kHeadLength, frame.head + PAVA_HEAD_LEN);
 }
 
-bool readExactly(std::istream& in, char* dest, size_t n) {
-    in.read(dest, static_cast<std::streamsize>(n));
-    return static_cast<size_t>(in.gcount()) == n;
-}
-
 }  // namespace
 
 int declaredLength(const PavaMsg& frame) noexcept {
     const int n = headerLength(frame);
     return n < 0 ? 0 : n > MAX_PAVA_MSG_LEN ? MAX_PAVA_MSG_LEN : n;
-}
-
-PavaMsgList readFrames(std::istream& in, bool raw) {
-    PavaMsgList frames;
-    while (in.peek() != std::char_traits<char>::eof()) {
-        PavaMsg& frame = frames.emplace_back();
-        const size_t at = frames.size();
-        if (raw) {
-            if (!readExactly(in, frame.head, sizeof(PavaMsg)))
-                throw FrameError(fmt::format("frame {}: shorter than {} bytes", at, sizeof(PavaMsg)));
-            continue;
-        }
-        if (!readExactly(in, frame.head, PAVA_HEAD_LEN))
-            throw FrameError(fmt::format("frame {}: header shorter than {} bytes", at, PAVA_HEAD_LEN));
-        const int length = headerLength(frame);
-        if (length < 0 || length > MAX_PAVA_MSG_LEN)
-            throw FrameError(fmt::format("frame {}: declared body length {} is outside 0..{}", at, length,
-                                         MAX_PAVA_MSG_LEN));
-        if (!readExactly(in, frame.body, static_cast<size_t>(length)))
-            throw FrameError(fmt::format("frame {}: body shorter than its declared {} bytes", at, length));
-    }
-    return frames;
-}
-
-void writeFrames(std::ostream& out, std::span<const PavaMsg> frames) {
-    for (const PavaMsg& frame : frames) {
-        out.write(frame.head, PAVA_HEAD_LEN);
-        out.write(frame.body, declaredLength(frame));
-    }
 }
 
 std::string escapeBytes(std::string_view bytes) {

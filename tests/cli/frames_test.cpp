@@ -1,8 +1,7 @@
-// Frames in files and the dissection of one known frame.
+// The dissection of known frames.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
 #include <string>
 
 #include "dissect.h"
@@ -16,42 +15,6 @@ PavaMsg frameOf(const std::string& head, const std::string& body) {
     std::memcpy(frame.head, head.data(), PAVA_HEAD_LEN);
     std::memcpy(frame.body, body.data(), body.size());
     return frame;
-}
-
-TEST(Frames, WireFormCarriesTheDeclaredBodyOnly) {
-    const PavaMsgList frames = {frameOf("1  20001012   00", "ABCDEFGHIJKL-not sent"),
-                                frameOf("2  20002000   00", "")};
-    std::stringstream wire;
-    writeFrames(wire, frames);
-    EXPECT_EQ(wire.str(), std::string("1  20001012   00ABCDEFGHIJKL2  20002000   00"));
-
-    const PavaMsgList back = readFrames(wire, false);
-    ASSERT_EQ(back.size(), 2u);
-    EXPECT_EQ(std::string(back[0].body, 13), std::string("ABCDEFGHIJKL\0", 13));
-    EXPECT_EQ(std::memcmp(back[1].head, frames[1].head, PAVA_HEAD_LEN), 0);
-}
-
-TEST(Frames, RefusesTruncatedOrOversizedFrames) {
-    const struct {
-        std::string bytes;
-        bool raw;
-        const char* message;
-    } cases[] = {
-        {"1  20001012   00ABC", false, "frame 1: body shorter than its declared 12 bytes"},
-        {"1  200010", false, "frame 1: header shorter than 16 bytes"},
-        {"1  2000108193 00", false, "frame 1: declared body length 8193 is outside 0..8192"},
-        {"1  200010-1   00", false, "frame 1: declared body length -1 is outside 0..8192"},
-        {std::string(8208 + 5, '0'), true, "frame 2: shorter than 8208 bytes"},
-    };
-    for (const auto& c : cases) {
-        std::istringstream in(c.bytes);
-        try {
-            readFrames(in, c.raw);
-            ADD_FAILURE() << "accepted " << c.bytes;
-        } catch (const FrameError& e) {
-            EXPECT_STREQ(e.what(), c.message);
-        }
-    }
 }
 
 // A 20015 frame with odd bytes in its address, a number field that is not

@@ -115,14 +115,14 @@ def test_wire_form_counts_only_the_declared_body():
 def test_ids_and_layouts():
     ids = pava.ids()
     assert ids == sorted(set(ids)) and 20001 in ids and 12345 not in ids
+    assert pava.layout(209)["body"]["kind"] != "fixed"
     members = {t: pava._SCHEMA[t] for t in range(6)}
     owners = {"fields": (0, 1), "item": (2, 3, 5)}
     for id_ in ids:
         lay = pava.layout(id_)
         assert lay["id"] == id_ and lay["family"] != "?"
-        # A body whose length varies is described past its fixed fields.
-        if lay["length"] is None:
-            assert lay["body"]["kind"] != "fixed" and lay["body"]["words"], lay
+        # What follows the fixed fields is described in words.
+        assert (lay["body"]["kind"] == "fixed") == (lay["body"]["words"] is None), lay
         # Every member a table names is a member the record API reaches.
         for field in lay["fields"] + lay["decode_fields"]:
             assert field["member"] is None or any(field["member"] in members[t] for t in owners["fields"])
