@@ -150,6 +150,47 @@ PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* 
 PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wire_size);
 
 /* ------------------------------------------------------------------------ */
+/* Split messages                                                            */
+/* ------------------------------------------------------------------------ */
+
+/* Puts the frames of split messages back together: frames go in as they were
+ * received, one record per message comes out holding every item (or record)
+ * of all its frames in order. Frames belong to one message by id and RII;
+ * missing, repeated or misplaced frames and a message cut off by the end of
+ * the input are reported with the tag the caller gave the frame concerned
+ * (a byte offset, a packet number). Frames of ids that never split come out
+ * as messages of one frame. */
+typedef struct pava_joiner pava_joiner;
+
+/* What pava_joiner_pop handed out besides the record. */
+typedef struct pava_join_info {
+    int rc;               /* the first failing decode result of its frames, else 0 */
+    uint64_t tag;         /* the tag of its first frame */
+    size_t frames;        /* frames joined */
+    int complete;         /* 0: frames are missing (see the problems) */
+    size_t problem_count; /* read with pava_joiner_problem until the next pop */
+} pava_join_info;
+
+PAVA_API int PAVA_CALL pava_joiner_new(pava_joiner** out);
+PAVA_API void PAVA_CALL pava_joiner_free(pava_joiner* joiner);
+
+/* Takes one received frame, whole (PAVA_FRAME_SIZE) or in wire form, as
+ * pava_decode reads it. */
+PAVA_API int PAVA_CALL pava_joiner_push(pava_joiner* joiner, const char* frame, size_t size, uint64_t tag);
+
+/* The end of the input: unfinished messages become ready, incomplete. */
+PAVA_API int PAVA_CALL pava_joiner_finish(pava_joiner* joiner);
+
+/* The oldest ready message into record (replaced whole) and info. Returns
+ * PAVA_RC_OK, or PAVA_RC_INDEX when no message is ready. */
+PAVA_API int PAVA_CALL pava_joiner_pop(pava_joiner* joiner, pava_record* record, pava_join_info* info);
+
+/* Problem `index` of the message last popped: the tag of the frame concerned
+ * and a text owned by the joiner (valid until the next pop or free). */
+PAVA_API int PAVA_CALL pava_joiner_problem(const pava_joiner* joiner, size_t index, uint64_t* tag,
+                                           const char** text);
+
+/* ------------------------------------------------------------------------ */
 /* Members                                                                   */
 /* ------------------------------------------------------------------------ */
 

@@ -18,6 +18,7 @@
 #include "frame_header.h"
 #include "members.h"
 #include "message.h"
+#include "multiframe/joiner.h"
 
 static_assert(PAVA_RC_OK == PAVA_OK && PAVA_RC_NULL == PAVA_ERR_NULL && PAVA_RC_NO_HANDLER == PAVA_ERR_NO_HANDLER &&
               PAVA_RC_DECODE == PAVA_ERR_DECODE && PAVA_RC_ENCODE == PAVA_ERR_ENCODE);
@@ -38,6 +39,11 @@ struct pava_record {
 
 struct pava_frames {
     PavaMsgList list;
+};
+
+struct pava_joiner {
+    pava::MessageJoiner joiner;
+    std::vector<pava::JoinProblem> problems;  // of the message last popped
 };
 
 namespace {
@@ -605,6 +611,52 @@ PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* 
     const size_t n = std::min(size, wireSizeOf(frame));
     std::memcpy(whole.head, frame, n);
     return Pava_To_Data(&whole, &record->data);
+}
+
+PAVA_API int PAVA_CALL pava_joiner_new(pava_joiner** out) {
+    if (out == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        *out = new pava_joiner;
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API void PAVA_CALL pava_joiner_free(pava_joiner* joiner) { delete joiner; }
+
+PAVA_API int PAVA_CALL pava_joiner_push(pava_joiner* joiner, const char* frame, size_t size, uint64_t tag) {
+    if (joiner == nullptr || frame == nullptr) return PAVA_RC_NULL;
+    if (size < PAVA_HEADER_SIZE || size > PAVA_FRAME_SIZE) return PAVA_RC_SIZE;
+    if (size == PAVA_FRAME_SIZE) return joiner->joiner.push(reinterpret_cast<const PavaMsg*>(frame), tag);
+    PavaMsg whole{};
+    std::memcpy(whole.head, frame, std::min(size, wireSizeOf(frame)));
+    return joiner->joiner.push(&whole, tag);
+}
+
+PAVA_API int PAVA_CALL pava_joiner_finish(pava_joiner* joiner) {
+    if (joiner == nullptr) return PAVA_RC_NULL;
+    joiner->joiner.finish();
+    return PAVA_RC_OK;
+}
+
+PAVA_API int PAVA_CALL pava_joiner_pop(pava_joiner* joiner, pava_record* record, pava_join_info* info) {
+    if (joiner == nullptr || record == nullptr || info == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        JoinedMessage m;
+        if (!joiner->joiner.pop(m)) return PAVA_RC_INDEX;
+        record->data = std::move(m.record);
+        joiner->problems = std::move(m.problems);
+        *info = {m.rc, m.tag, m.frames, m.complete ? 1 : 0, joiner->problems.size()};
+        return PAVA_RC_OK;
+    });
+}
+
+PAVA_API int PAVA_CALL pava_joiner_problem(const pava_joiner* joiner, size_t index, uint64_t* tag,
+                                           const char** text) {
+    if (joiner == nullptr || tag == nullptr || text == nullptr) return PAVA_RC_NULL;
+    if (index >= joiner->problems.size()) return PAVA_RC_INDEX;
+    *tag = joiner->problems[index].tag;
+    *text = joiner->problems[index].what.c_str();
+    return PAVA_RC_OK;
 }
 
 PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wire_size) {

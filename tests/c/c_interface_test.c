@@ -46,7 +46,7 @@ static int same_frames(const pava_record* a, const pava_record* b) {
     static char fa[2 * PAVA_FRAME_SIZE], fb[2 * PAVA_FRAME_SIZE];
     size_t na = 0, nb = 0;
     int ra = pava_encode_into(a, fa, 2, &na), rb = pava_encode_into(b, fb, 2, &nb);
-    return ra == rb && na == nb && memcmp(fa, fb, na * PAVA_FRAME_SIZE) == 0;
+    return ra == PAVA_RC_OK && rb == PAVA_RC_OK && na == nb && memcmp(fa, fb, na * PAVA_FRAME_SIZE) == 0;
 }
 
 static void test_members_by_path(void) {
@@ -339,12 +339,81 @@ static void test_log(void) {
     pava_record_free(rec);
 }
 
+/* A list split over three frames joined again; one frame lost and reported. */
+static void test_joiner(void) {
+    pava_record* rec = NULL;
+    pava_record* joined = NULL;
+    pava_frames* frames = NULL;
+    pava_frames* again = NULL;
+    pava_joiner* joiner = NULL;
+    pava_join_info info;
+    const char* frame = NULL;
+    const char* text = NULL;
+    size_t wire = 0, n = 0, i;
+    uint64_t tag = 0;
+    char path[40];
+    CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
+    CHECK_RC(pava_record_new(&joined), PAVA_RC_OK);
+    CHECK_RC(pava_frames_new(&frames), PAVA_RC_OK);
+    CHECK_RC(pava_joiner_new(&joiner), PAVA_RC_OK);
+    pava_set_int(rec, "msgId", 20018);
+    pava_set_int(rec, "rii", 3);
+    pava_set_bytes(rec, "text12b", "ADDRESS00001", 12);
+    for (i = 0; i < 900; ++i) {
+        sprintf(path, "dataList[%u].itemId", (unsigned)i);
+        CHECK_RC(pava_set_int(rec, path, (int64_t)i + 1), PAVA_RC_OK);
+    }
+    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
+    CHECK(pava_frames_count(frames) == 3);
+
+    /* In order, the middle one in wire form: one message, the whole list. */
+    for (i = 0; i < 3; ++i) {
+        CHECK_RC(pava_frames_at(frames, i, &frame, &wire), PAVA_RC_OK);
+        CHECK_RC(pava_joiner_push(joiner, frame, i == 1 ? wire : PAVA_FRAME_SIZE, 100 + i), PAVA_RC_OK);
+    }
+    CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_OK);
+    CHECK(info.rc == 0 && info.tag == 100 && info.frames == 3 && info.complete == 1 && info.problem_count == 0);
+    CHECK_RC(pava_list_size(joined, "dataList", &n), PAVA_RC_OK);
+    CHECK(n == 900 && get_int(joined, "dataList[899].itemId") == 900);
+    CHECK_RC(pava_frames_new(&again), PAVA_RC_OK);
+    CHECK_RC(pava_encode(joined, again), PAVA_RC_OK); /* the same frames again */
+    CHECK(pava_frames_count(again) == 3);
+    for (i = 0; i < 3 && pava_frames_count(again) == 3; ++i) {
+        pava_frames_at(frames, i, &frame, &wire);
+        pava_frames_at(again, i, &text, &n);
+        CHECK(n == wire && memcmp(frame, text, PAVA_FRAME_SIZE) == 0);
+    }
+    pava_frames_free(again);
+    CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_INDEX);
+
+    /* The second frame lost: the message is handed out incomplete at the end. */
+    CHECK_RC(pava_frames_at(frames, 0, &frame, &wire), PAVA_RC_OK);
+    CHECK_RC(pava_joiner_push(joiner, frame, PAVA_FRAME_SIZE, 7), PAVA_RC_OK);
+    CHECK_RC(pava_frames_at(frames, 2, &frame, &wire), PAVA_RC_OK);
+    CHECK_RC(pava_joiner_push(joiner, frame, PAVA_FRAME_SIZE, 9), PAVA_RC_OK);
+    CHECK_RC(pava_joiner_finish(joiner), PAVA_RC_OK);
+    CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_OK);
+    CHECK(info.complete == 0 && info.problem_count > 0);
+    CHECK_RC(pava_joiner_problem(joiner, 0, &tag, &text), PAVA_RC_OK);
+    CHECK(text != NULL && text[0] != '\0' && (tag == 7 || tag == 9));
+    CHECK_RC(pava_joiner_problem(joiner, info.problem_count, &tag, &text), PAVA_RC_INDEX);
+
+    CHECK_RC(pava_joiner_push(joiner, frame, 15, 0), PAVA_RC_SIZE);
+    CHECK_RC(pava_joiner_push(NULL, frame, PAVA_FRAME_SIZE, 0), PAVA_RC_NULL);
+    CHECK_RC(pava_joiner_pop(joiner, NULL, &info), PAVA_RC_NULL);
+    pava_joiner_free(joiner);
+    pava_frames_free(frames);
+    pava_record_free(joined);
+    pava_record_free(rec);
+}
+
 int main(void) {
     pava_set_log(PAVA_LOG_SINK_OFF, NULL, NULL);
     test_members_by_path();
     test_encode_and_decode();
     test_tables();
     test_log();
+    test_joiner();
     if (failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", failures);
         return 1;
