@@ -82,6 +82,8 @@ struct BodyPart {
     std::span<const Member> carries = {};
     // Record fields behind the part, offsets counted from its end.
     std::span<const Field> trailer = {};
+    // Escaped items: the most text bytes an item carries (0: its whole text).
+    int textCut = 0;
 };
 
 const char* bodyKindName(BodyKind kind) noexcept;

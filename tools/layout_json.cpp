@@ -131,6 +131,7 @@ Json layoutJson(const MessageDef& def) {
     for (const Member m : body.carries) carries.push_back(memberName(m));
     b["carries"] = std::move(carries);
     b["trailer"] = fieldsJson(body.trailer);
+    b["textCut"] = body.textCut > 0 ? Json(body.textCut) : Json(nullptr);
     j["body"] = std::move(b);
     j["members"] = carriedMembers(def);
     return j;

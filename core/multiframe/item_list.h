@@ -159,7 +159,7 @@ constexpr BodyPart listBodyOf(int itemsAt, int countAt, const ItemFormat& item, 
     const int count = countAt == kNoCount ? -1 : countAt;
     if (item.kind == BodyKind::EscapedItems)
         return {BodyKind::EscapedItems, itemsAt, count, countWidth, Member::None, kEscapedItemsWords,
-                kEscapedItemMembers, trailer};
+                kEscapedItemMembers, trailer, item.textCut == kNoCut ? 0 : item.textCut};
     if (item.kind == BodyKind::PrefixedItems)
         return {BodyKind::PrefixedItems, itemsAt, count, countWidth, Member::None, kPrefixedItemsWords,
                 kPrefixedItemMembers, trailer};

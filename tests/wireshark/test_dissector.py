@@ -80,6 +80,7 @@ def generated_frames(tmp_path):
         items = [{"itemId": k + 1, "itemText": "item-%d" % k, "itemText2": "v%d" % k, "itemInt2": 2,
                   "itemBlock": "B%d" % k} for k in range(3)]
         items[1]["itemText"] = "a text longer than eight"
+        items[2]["itemText"] = "".join(chr(65 + k % 26) for k in range(300))  # past an escaped item's cut
         rec.update(dataList=items, settingList=[{"setId": 4, "setText": "set", "setText30": "s30"}],
                    recordList=[{"fieldList": [{"fieldType": 1, "fieldLen": 3, "fieldText1": "abc"}],
                                 "fieldList2": [{"fieldType": 2, "fieldLen": 2, "fieldText1": "wh"}]}],

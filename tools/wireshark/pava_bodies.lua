@@ -72,9 +72,13 @@ function bodies.escaped_items(ctx, part, tree)
         if ctx:bytes(pos + 8, 3) == "$$$" then
             local length = ctx:int(pos + 11, 5)
             ctx:add(sub, "item.length", pos + 11, 5, length)
-            if length < 0 or pos + 16 + length > ctx.len then return ctx:past(sub, "item " .. i .. " text") end
-            ctx:add(sub, "item.itemText", pos + 16, length, ctx:text(ctx:bytes(pos + 16, length)))
-            ctx:extend(sub, pos, 16 + length)
+            -- Where the id cuts long texts only the first textCut bytes are
+            -- carried; the next item still starts behind the declared length.
+            local carried = length
+            if part.textCut and carried > part.textCut then carried = part.textCut end
+            if length < 0 or pos + 16 + carried > ctx.len then return ctx:past(sub, "item " .. i .. " text") end
+            ctx:add(sub, "item.itemText", pos + 16, carried, ctx:text(ctx:bytes(pos + 16, carried)))
+            ctx:extend(sub, pos, 16 + carried)
             pos = pos + 16 + length
         else
             ctx:add(sub, "item.itemText", pos + 8, 8, ctx:text(ctx:bytes(pos + 8, 8), true))
