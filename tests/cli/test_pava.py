@@ -153,6 +153,10 @@ def test_encode_reports_what_did_not_survive():
         {"msgId": 20001, "text12b": "A", "string1": "not carried"},
         {"msgId": 10001, "intValue14": 4},
         {"msgId": 20001, "text12b": "ABCDEFGHIJKL"},
+        # Decoded as two records (without and with the where-items): nothing lost.
+        {"msgId": 10001, "text64b": "TABLE", "intValue14": 2, "intValue16": 2,
+         "recordList": [{"fieldList": [{"fieldType": 1, "fieldLen": 3, "fieldText1": "abc"}],
+                         "fieldList2": [{"fieldType": 2, "fieldLen": 2, "fieldText1": "wh"}]}]},
     ]
     text = "\n".join(json.dumps(r) for r in records).encode()
     p = run("encode", "-", stdin=text, check_rc=0)
@@ -162,7 +166,7 @@ def test_encode_reports_what_did_not_survive():
         'pava: record 2 (20001): string1: "not carried" not sent',
         "pava: record 3 (10001): no frame sent: the codec produced none for this record",
     ]
-    assert len(lines(run("decode", "-", stdin=p.stdout).stdout)) == 3
+    assert len(lines(run("decode", "-", stdin=p.stdout).stdout)) == 4
     strict = run("encode", "--strict", "-", stdin=text, check_rc=1)
     assert strict.stdout == b""
     bad = run("encode", "-", stdin=b'{"msgId": 20001, "nosuch": 1}\n{"msgId": 20001}', check_rc=3)
