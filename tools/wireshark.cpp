@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "ZMPavaAnalyzer.h"
+#include "frames.h"
 #include "layout_json.h"
 
 namespace pava::tool {
@@ -14,20 +15,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// A Lua string literal.
-std::string luaString(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto b = static_cast<unsigned char>(c);
-        if (c == '\\' || c == '"')
-            out += {'\\', c};
-        else if (b >= 0x20 && b < 0x7f)
-            out += c;
-        else
-            out += fmt::format("\\{:03d}", b);
-    }
-    return out + '"';
-}
+// A Lua string literal (Lua 5.2 and later read \xNN escapes).
+std::string luaString(std::string_view text) { return '"' + escapeBytes(text) + '"'; }
 
 // A JSON value as a Lua constructor: objects become tables with named keys
 // (null members are left out), arrays become sequences.
