@@ -14,7 +14,12 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include "dissect.h"
 #include "frames.h"
@@ -38,8 +43,16 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
+// Standard input and output carry bytes, never text with line-end translation.
+std::FILE* binary(std::FILE* f) {
+#if defined(_WIN32)
+    _setmode(_fileno(f), _O_BINARY);
+#endif
+    return f;
+}
+
 File openInput(const std::string& path) {
-    if (path == "-") return File(stdin);
+    if (path == "-") return File(binary(stdin));
     struct stat st {};
     if (::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) throw IoError(path + ": is a directory");
     std::FILE* f = std::fopen(path.c_str(), "rb");
@@ -48,7 +61,7 @@ File openInput(const std::string& path) {
 }
 
 File openOutput(const std::string& path) {
-    if (path == "-") return File(stdout);
+    if (path == "-") return File(binary(stdout));
     std::FILE* f = std::fopen(path.c_str(), "wb");
     if (f == nullptr) throw IoError(fmt::format("{}: {}", path, std::strerror(errno)));
     return File(f);

@@ -7,9 +7,13 @@
 #include <utility>
 
 #include <fmt/format.h>
-#include <poll.h>
 #include <sys/stat.h>
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <poll.h>
 #include <unistd.h>
+#endif
 
 #include "message.h"
 
@@ -85,6 +89,30 @@ FrameStream::FrameStream(std::FILE* in, FrameForm form, DamageSink sink)
     m_regular = fstat(fileno(m_in), &st) == 0 && S_ISREG(st.st_mode);
 }
 
+namespace {
+
+// One read of what the descriptor holds now, without waiting for a whole buffer.
+long readSome(int fd, char* dest, size_t n) {
+#if defined(_WIN32)
+    return _read(fd, dest, static_cast<unsigned>(std::min<size_t>(n, 1u << 30)));
+#else
+    return static_cast<long>(::read(fd, dest, n));
+#endif
+}
+
+// True when nothing more can be read at once (a live pipe gone quiet).
+bool quiet(int fd) {
+#if defined(_WIN32)
+    (void)fd;
+    return false;  // no poll(): output is flushed as the buffer fills
+#else
+    pollfd ready{fd, POLLIN, 0};
+    return ::poll(&ready, 1, 0) == 0;
+#endif
+}
+
+}  // namespace
+
 void FrameStream::damage(uint64_t offset, uint64_t length, std::string what) {
     if (m_sink) m_sink(StreamDamage{offset, length, std::move(what)});
 }
@@ -102,11 +130,8 @@ size_t FrameStream::fill(size_t n) {
     // buffer, so frames of a live stream come out as they arrive.
     const int fd = fileno(m_in);
     while (m_end < n) {
-        if (m_onIdle && !m_regular) {
-            pollfd ready{fd, POLLIN, 0};
-            if (::poll(&ready, 1, 0) == 0) m_onIdle();
-        }
-        const ssize_t got = ::read(fd, m_buf.data() + m_end, m_buf.size() - m_end);
+        if (m_onIdle && !m_regular && quiet(fd)) m_onIdle();
+        const long got = readSome(fd, m_buf.data() + m_end, m_buf.size() - m_end);
         if (got > 0) {
             m_end += static_cast<size_t>(got);
         } else if (got == 0) {
