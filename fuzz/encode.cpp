@@ -13,14 +13,6 @@
 
 using namespace pava;
 
-namespace {
-
-std::string framesImage(const PavaMsgList& frames) {
-    return {reinterpret_cast<const char*>(frames.data()), frames.size() * sizeof(PavaMsg)};
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::quietLogs();
     if (size < 2) return -1;
@@ -44,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     PavaMsgList prefilled(stale, old);
     const int rc2 = Data_To_Pava(&again, &prefilled);
     if (rc2 != rc) fuzz::fail("encode result depends on the list's prior content", def.id);
-    if (framesImage(prefilled) != framesImage(frames))
+    if (fuzz::framesImage(prefilled) != fuzz::framesImage(frames))
         fuzz::fail("frames differ with a list that held frames (stale frames left?)", def.id,
                    std::to_string(prefilled.size()) + " vs " + std::to_string(frames.size()) + " frames");
 

@@ -88,10 +88,6 @@ void fitField(FuzzedDataProvider& fdp, const Field& f, PavaFullData& rec) {
     }
 }
 
-std::string framesImage(const PavaMsgList& frames) {
-    return {reinterpret_cast<const char*>(frames.data()), frames.size() * sizeof(PavaMsg)};
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -126,6 +122,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     PavaMsgList second;
     if (Data_To_Pava(&back, &second) != PAVA_OK) fuzz::fail("a decoded record is refused", def.id);
-    if (framesImage(second) != framesImage(first)) fuzz::fail("encode, decode, encode changes the frame", def.id);
+    if (fuzz::framesImage(second) != fuzz::framesImage(first)) fuzz::fail("encode, decode, encode changes the frame", def.id);
     return 0;
 }

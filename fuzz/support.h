@@ -48,6 +48,11 @@ std::span<const MessageDef* const> registered();
 // when ids are added.
 const MessageDef& pickById(std::span<const MessageDef* const> ids, uint16_t key);
 
+// The frames of a list as one byte string, for exact comparison.
+inline std::string framesImage(const PavaMsgList& frames) {
+    return {reinterpret_cast<const char*>(frames.data()), frames.size() * sizeof(PavaMsg)};
+}
+
 // Quiet logging, once.
 void quietLogs();
 
