@@ -15,7 +15,8 @@ install(TARGETS ZMPavaAnalyzer EXPORT ZMPavaAnalyzerTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
 
 # Public headers: the C++ interface, and the C interface where the tree has it.
-set(ZMPAVA_PUBLIC_HEADERS ${PROJECT_SOURCE_DIR}/core/ZMPavaAnalyzer.h)
+set(ZMPAVA_PUBLIC_HEADERS ${PROJECT_SOURCE_DIR}/core/ZMPavaAnalyzer.h
+                          ${PROJECT_SOURCE_DIR}/core/ZMPavaAnalyzerExport.h)
 if(EXISTS ${PROJECT_SOURCE_DIR}/core/ZMPavaAnalyzerC.h)
   list(APPEND ZMPAVA_PUBLIC_HEADERS ${PROJECT_SOURCE_DIR}/core/ZMPavaAnalyzerC.h)
 endif()

@@ -13,17 +13,7 @@
 #include <string>
 #include <vector>
 
-#if defined(_WIN32)
-#  define PAVA_CALL __cdecl
-#  if defined(ZMPAVAANALYZER_BUILDING)
-#    define PAVA_API __declspec(dllexport)
-#  else
-#    define PAVA_API __declspec(dllimport)
-#  endif
-#else
-#  define PAVA_CALL
-#  define PAVA_API __attribute__((visibility("default")))
-#endif
+#include "ZMPavaAnalyzerExport.h"
 
 // ---------------------------------------------------------------------------
 // Frames

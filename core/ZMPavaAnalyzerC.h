@@ -29,19 +29,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/* The same definitions as in ZMPavaAnalyzer.h, so that both headers may be
- * included in one translation unit. */
-#if defined(_WIN32)
-#  define PAVA_CALL __cdecl
-#  if defined(ZMPAVAANALYZER_BUILDING)
-#    define PAVA_API __declspec(dllexport)
-#  else
-#    define PAVA_API __declspec(dllimport)
-#  endif
-#else
-#  define PAVA_CALL
-#  define PAVA_API __attribute__((visibility("default")))
-#endif
+#include "ZMPavaAnalyzerExport.h"
 
 #ifdef __cplusplus
 extern "C" {

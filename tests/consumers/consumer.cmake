@@ -27,7 +27,7 @@ endfunction()
 # The installed tree has the versioned library, its SONAME and every development file.
 function(check_tree prefix)
   set(lib ${prefix}/${LIBDIR})
-  foreach(f include/ZMPavaAnalyzer.h ${LIBDIR}/libZMPavaAnalyzer.so ${LIBDIR}/libZMPavaAnalyzer.so.${SOVERSION}
+  foreach(f include/ZMPavaAnalyzer.h include/ZMPavaAnalyzerExport.h ${LIBDIR}/libZMPavaAnalyzer.so ${LIBDIR}/libZMPavaAnalyzer.so.${SOVERSION}
             ${LIBDIR}/libZMPavaAnalyzer.so.${VERSION} ${LIBDIR}/pkgconfig/ZMPavaAnalyzer.pc
             ${LIBDIR}/cmake/ZMPavaAnalyzer/ZMPavaAnalyzerConfig.cmake
             ${LIBDIR}/cmake/ZMPavaAnalyzer/ZMPavaAnalyzerConfigVersion.cmake bin/pava)
