@@ -60,6 +60,8 @@ void copySmall(char* dest, const char* src, int width) noexcept {
     }
 }
 
+constexpr char kBlanks[kMaxIntFieldWidth + 1] = "                ";
+
 bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 }  // namespace
@@ -104,8 +106,19 @@ int formatZeroPadded(int value, int width, char* out) noexcept {
 void writeIntField(int value, char* dest, int width) noexcept {
     if (width > kMaxIntFieldWidth || width <= 0) return;
     // Left-aligned in blanks; a longer number is cut on the right.
+    auto magnitude = static_cast<uint32_t>(value);
+    const int sign = value < 0 ? 1 : 0;
+    if (sign != 0) magnitude = 0u - magnitude;
+    const int n = sign + digitCount(magnitude);
+    if (n <= width) {
+        // Straight into the field: blanks, then the sign and digits over them.
+        // Nothing written here is read back, so no store waits on another.
+        copySmall(dest, kBlanks, width);
+        dest[0] = '-';  // overwritten by the first digit when there is no sign
+        writeDigits(magnitude, dest + n);
+        return;
+    }
     char text[kMaxIntFieldWidth];
-    std::memset(text, ' ', sizeof text);
     formatDecimal(value, text);
     copySmall(dest, text, width);
 }

@@ -28,6 +28,12 @@ void PavaHeadAccessor::setRii(int value) noexcept {
 int PavaHeadAccessor::getMsgId() const noexcept { return readIntField(m_head + kHeadMsgId, 5); }
 
 void PavaHeadAccessor::setMsgId(int value) noexcept {
+    if (value >= 0 && value <= 99999) {
+        // Five digits and their terminator, written in place.
+        formatZeroPadded(value, 5, m_head + kHeadMsgId);
+        m_head[kHeadMsgId + 5] = '\0';
+        return;
+    }
     char text[16];
     const int n = formatZeroPadded(value, 5, text);
     text[n] = '\0';
