@@ -3,6 +3,7 @@
 #include <new>
 
 #include "frame_header.h"
+#include "frame_list.h"
 #include "message.h"
 
 #if defined(_WIN32)
@@ -40,8 +41,8 @@ int CPavaMsgAnalyze::Data_To_Pava(PavaMsgList* out) {
     const MessageDef* def = findMessage(m_record->msgId);
     if (def == nullptr) return PAVA_ERR_NO_HANDLER;
     if (out == nullptr) return PAVA_ERR_NULL;
-    out->clear();
-    return def->encode(*def, out, this) != 0 ? PAVA_ERR_ENCODE : PAVA_OK;
+    FrameList frames(*out);
+    return def->encode(*def, &frames, this) != 0 ? PAVA_ERR_ENCODE : PAVA_OK;
 }
 
 int CPavaMsgAnalyze::Pava_To_Data(const PavaMsg* frame) {

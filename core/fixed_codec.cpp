@@ -6,7 +6,7 @@
 
 namespace pava {
 
-PavaMsg* beginFrame(PavaMsgList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet) {
+PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet) {
     // Built in place at the end of the list, starting all zero.
     PavaMsg& frame = out->emplace_back();
     *rc = an->setHeadFromData(&frame);
@@ -16,7 +16,7 @@ PavaMsg* beginFrame(PavaMsgList* out, CPavaMsgAnalyze* an, int id, int* rc, bool
     return nullptr;
 }
 
-PavaMsg* enterEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc) {
+PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc) {
     log::encodeEntry(def.encodeLogName());
     return beginFrame(out, an, def.id, rc);
 }
@@ -34,7 +34,7 @@ void finishFrame(PavaMsg& frame, int length) noexcept {
     head.setContinued(false);
 }
 
-int encodeFixedLayout(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encodeFixedLayout(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;

@@ -2,6 +2,7 @@
 #include <type_traits>
 
 #include "analyzer.h"
+#include "zero_fill.h"
 
 namespace pava {
 
@@ -17,7 +18,7 @@ void resetFullData(PavaFullData& rec) noexcept {
     zero(rec.text64a), zero(rec.text64b), zero(rec.text32), zero(rec.text26);
     // A plain block of characters and numbers, cleared in one go.
     static_assert(std::is_trivially_copyable_v<PavaFileBlock>);
-    std::memset(static_cast<void*>(&rec.fileBlock), 0, sizeof rec.fileBlock);
+    zeroFill(&rec.fileBlock, sizeof rec.fileBlock);
     // Strings and lists are emptied; their capacity stays for the next decode.
     rec.string1.clear();
     rec.string2.clear();

@@ -7,6 +7,7 @@
 
 #include "ZMPavaAnalyzer.h"
 #include "analyzer.h"
+#include "frame_list.h"
 #include "layout.h"
 
 namespace pava {
@@ -15,7 +16,7 @@ struct MessageDef;
 
 // An encoder appends frames to out (0 on success, anything else is failure);
 // a decoder fills the analyzer's record from one frame (which may be null).
-using EncodeFn = int (*)(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+using EncodeFn = int (*)(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
 using DecodeFn = int (*)(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 struct MessageDef {
@@ -54,7 +55,7 @@ const char* familyName(const MessageDef& def) noexcept;
 
 // Codec of the fixed-layout messages: header from the record, zeroed body,
 // the layout's fields, the declared length, continuation '0', one frame.
-int encodeFixedLayout(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+int encodeFixedLayout(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
 int decodeFixedLayout(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 constexpr MessageDef fixedMessage(int id, std::span<const Field> fields, int length,
@@ -66,10 +67,10 @@ constexpr MessageDef fixedMessage(int id, std::span<const Field> fields, int len
 // Appends a zeroed frame to out whose header is set from the record; on a
 // header failure logs the encoder's "set pava head erorr!" text (unless
 // quiet), drops the frame and returns the setter's code in *rc.
-PavaMsg* beginFrame(PavaMsgList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false);
+PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false);
 
 // The encoder's first steps: its entry line, then beginFrame.
-PavaMsg* enterEncode(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an, int* rc);
+PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc);
 
 // The decoder's first steps: its entry line; for a null frame the null-frame
 // line and false.

@@ -20,15 +20,9 @@ void readFixedText(std::string& dest, const char* src, int width) {
     dest.replace(0, static_cast<size_t>(width), src, static_cast<size_t>(width));
 }
 
-PavaMsg& continueInCopy(PavaMsgList& out) {
-    // Grown geometrically, so that a long message copies each frame a bounded
-    // number of times; growing first keeps the frame copied from valid.
-    if (out.size() == out.capacity()) out.reserve(out.size() * 2);
-    out.push_back(out.back());
-    return out.back();
-}
+PavaMsg& continueInCopy(FrameList& out) { return out.pushCopyOfBack(); }
 
-PavaMsg& carryOver(PavaMsgList& out, int countPos, int count, int length) {
+PavaMsg& carryOver(FrameList& out, int countPos, int count, int length) {
     PavaMsg& full = out.back();
     writeIntField(count, full.body + countPos, 4);
     PavaHeadAccessor head(&full);
@@ -37,7 +31,7 @@ PavaMsg& carryOver(PavaMsgList& out, int countPos, int count, int length) {
     return continueInCopy(out);
 }
 
-void closeLastFrame(PavaMsgList& out, int length) noexcept {
+void closeLastFrame(FrameList& out, int length) noexcept {
     PavaHeadAccessor head(&out.back());
     head.setLength(length);
     head.setContinued(false);

@@ -18,14 +18,14 @@ void readFixedText(std::string& dest, const char* src, int width);
 
 // Appends a copy of the last frame (body included) and returns it: the frame
 // built so far stays in the list and the copy goes on from its content.
-PavaMsg& continueInCopy(PavaMsgList& out);
+PavaMsg& continueInCopy(FrameList& out);
 
 // Closes the last frame as a continued one (its item count, body length and
 // continuation '1') and goes on in a copy of it, body not cleared.
-PavaMsg& carryOver(PavaMsgList& out, int countPos, int count, int length);
+PavaMsg& carryOver(FrameList& out, int countPos, int count, int length);
 
 // Body length of the last frame, and continuation '0' as the final frame.
-void closeLastFrame(PavaMsgList& out, int length) noexcept;
+void closeLastFrame(FrameList& out, int length) noexcept;
 
 }  // namespace pava::messages
 

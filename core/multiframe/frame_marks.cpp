@@ -14,7 +14,7 @@ void writeOwnHead(PavaMsg& frame, const PavaFullData& rec) noexcept {
     head.setContinued(false);
 }
 
-void markFrameCount(PavaMsgList& out, size_t first) noexcept {
+void markFrameCount(FrameList& out, size_t first) noexcept {
     if (first >= out.size()) return;
     const char count = frameDigit(out.size() - first);
     for (size_t i = first; i < out.size(); ++i) {

@@ -5,13 +5,14 @@
 #include <cstddef>
 
 #include "ZMPavaAnalyzer.h"
+#include "frame_list.h"
 
 namespace pava {
 
 // Over the frames out[first..]: header position 8 becomes '0' plus their
 // number (past nine frames this runs on through ':' and up the character
 // set), the continuation flag '1' on every frame but the last, '0' on the last.
-void markFrameCount(PavaMsgList& out, size_t first = 0) noexcept;
+void markFrameCount(FrameList& out, size_t first = 0) noexcept;
 
 // The header that split messages build for themselves: RII (when at most
 // 999) and id from the record, NUL bytes at positions 8 and 14, length 0,

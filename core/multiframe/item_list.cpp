@@ -192,7 +192,7 @@ int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMs
     return -1;
 }
 
-int encodeOneFrameList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encodeOneFrameList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const OneFrameList& params = def.param<OneFrameList>();
     const ListLayout& list = params.list;
     const PavaFullData& rec = *an->record();

@@ -239,7 +239,7 @@ struct OneFrameList {
     const char* tooLong = kTooLongIdFirst;  // printf text taking the id
 };
 
-int encodeOneFrameList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+int encodeOneFrameList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
 int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 constexpr MessageDef oneFrameList(int id, const OneFrameList& params, int encodeLogId = 0) {

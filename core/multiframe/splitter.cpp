@@ -24,7 +24,7 @@ void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& fr
 namespace {
 
 // Appends a frame with the message's header and prefix.
-PavaMsg& openFrame(PavaMsgList& out, const char (&head)[PAVA_HEAD_LEN], const ListLayout& list,
+PavaMsg& openFrame(FrameList& out, const char (&head)[PAVA_HEAD_LEN], const ListLayout& list,
                    const PavaFullData& rec) {
     PavaMsg& frame = out.emplace_back();
     std::memcpy(frame.head, head, PAVA_HEAD_LEN);
@@ -34,7 +34,7 @@ PavaMsg& openFrame(PavaMsgList& out, const char (&head)[PAVA_HEAD_LEN], const Li
 
 }  // namespace
 
-int encodeSplitList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const SplitList& params = def.param<SplitList>();
     const ListLayout& list = params.list;
     const PavaFullData& rec = *an->record();

@@ -38,7 +38,7 @@ struct SplitList {
 void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& frame, int pos,
                     size_t index, size_t count, bool withTrailer = true) noexcept;
 
-int encodeSplitList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
 int decodeSplitList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 constexpr MessageDef splitList(int id, const SplitList& params) {

@@ -35,7 +35,7 @@ constexpr Field kField[] = {
 constexpr char kRecordsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  item count(%d) Illegal! ";
 constexpr char kFieldsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  equipment count(%d) Illegal! ";
 
-int encode20138(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode20138(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);

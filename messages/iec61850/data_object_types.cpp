@@ -71,7 +71,7 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
     return pos - used;
 }
 
-int encode61858(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);

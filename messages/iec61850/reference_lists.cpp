@@ -82,7 +82,7 @@ constexpr Field kValueItemIn[] = {
 constexpr int k61850Items = 82;
 constexpr int k61850MaxItems = (kBodyEnd - k61850Items) / kReferenceWidth;  // 81
 
-int encode61850(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode61850(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);
@@ -142,7 +142,7 @@ constexpr ValueList k61851{k61851Head, 80, 76, true, false,
 constexpr ValueList k61901{k61901Head, 92, 88, false, true,
                            "convert failed that Reference value width is too long"};
 
-int encodeValueList(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const ValueList& p = def.param<ValueList>();
     const PavaFullData& rec = *an->record();
     int rc = 0;

@@ -67,7 +67,7 @@ constexpr char kFuncType10003[] = "error:: CPavaMsgAnalyze::Data_To_Pava_10003 e
 // ---------------------------------------------------------------------------
 
 // A zeroed frame at the end of out with the header these encoders build.
-PavaMsg& ownFrame(PavaMsgList* out, const PavaFullData& rec) {
+PavaMsg& ownFrame(FrameList* out, const PavaFullData& rec) {
     PavaMsg& frame = out->emplace_back();
     writeOwnHead(frame, rec);
     return frame;
@@ -91,7 +91,7 @@ void closeInsertedFrame(PavaMsg& frame, int length) noexcept {
 
 // The frame 10003 sends in place of an absent item: the prefix and a zero
 // count, marked as an inserted frame.
-void sendInsertedPrefix(PavaMsgList* out, const PavaFullData& rec) {
+void sendInsertedPrefix(FrameList* out, const PavaFullData& rec) {
     PavaMsg& frame = ownFrame(out, rec);
     writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
     writeIntField(0, frame.body + kCountPos, 4);
@@ -99,7 +99,7 @@ void sendInsertedPrefix(PavaMsgList* out, const PavaFullData& rec) {
 }
 
 // One frame that holds the prefix (and optionally a zero count) only.
-int sendPrefixOnly(PavaMsgList* out, const PavaFullData& rec, int length) {
+int sendPrefixOnly(FrameList* out, const PavaFullData& rec, int length) {
     PavaMsg& frame = ownFrame(out, rec);
     writeFields(kTablePrefix, rec, frame.body, kBodyEnd);
     if (length > kTablePrefixLen) writeIntField(0, frame.body + kCountPos, 4);
@@ -117,7 +117,7 @@ void logOutside(int64_t reach) {
 
 // A refusal where a write would leave the body: the frame in progress is
 // dropped, frames appended before it stay.
-int refuseUnsafe(PavaMsgList* out, int64_t reach) {
+int refuseUnsafe(FrameList* out, int64_t reach) {
     logOutside(reach);
     out->pop_back();
     return -1;
@@ -257,7 +257,7 @@ RecordResult writeRecord(const RecordSplit& p, const PavaRecordItem& record, cha
 // Cuts the record list into frames: every frame holds whole records; a
 // record that does not fit is taken back and starts the next frame. The
 // caller has appended the first frame with its prefix.
-int splitRecords(const RecordSplit& p, const PavaFullData& rec, PavaMsgList* out) {
+int splitRecords(const RecordSplit& p, const PavaFullData& rec, FrameList* out) {
     const std::vector<PavaRecordItem>& records = rec.recordList;
     size_t frameNo = 1;
     int inFrame = 0;
@@ -318,7 +318,7 @@ int splitRecords(const RecordSplit& p, const PavaFullData& rec, PavaMsgList* out
 
 const PavaFullData& recordOf(CPavaMsgAnalyze* an) { return *an->record(); }
 
-int encode10001(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode10001(const MessageDef&, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = recordOf(an);
     const int fn = rec.intValue14;
     if (fn != 1 && fn != 2 && fn != 3) return 0;
@@ -364,7 +364,7 @@ int encode10001(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return 0;
 }
 
-int encode10002(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode10002(const MessageDef&, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = recordOf(an);
     const int fn = rec.intValue14;
     if (fn == 1) {
@@ -402,7 +402,7 @@ int encode10002(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return splitRecords(kSplit10002, rec, out);
 }
 
-int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode10003(const MessageDef&, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = recordOf(an);
     const int sub = rec.intValue16;
     if (sub < 3 || sub > 5) {
@@ -447,7 +447,7 @@ int encode10003(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return 0;
 }
 
-int encode10004(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode10004(const MessageDef&, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = recordOf(an);
     const int sub = rec.intValue16;
     if (sub < 3 || sub > 7) {
@@ -471,7 +471,7 @@ int encode10004(const MessageDef&, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return splitRecords(kSplit10004, rec, out);
 }
 
-int encode10005(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode10005(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
@@ -488,7 +488,7 @@ int encode10005(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
     return 0;
 }
 
-int encode10006(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encode10006(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     log::encodeEntry(def.id);
     PavaFullData& rec = *an->record();
     PavaMsg& frame = ownFrame(out, rec);

@@ -8,7 +8,7 @@
 
 namespace pava::messages {
 
-int encodeFrame(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an) {
+int encodeFrame(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const auto& rules = def.param<FrameRules>();
     if (rules.encodeEntry != nullptr)
         log::write(rules.encodeEntry);

@@ -43,7 +43,7 @@ struct FrameRules {
 // Fixed fields and nothing else, with the common texts.
 inline constexpr FrameRules kPlainFrame{};
 
-int encodeFrame(const MessageDef& def, PavaMsgList* out, CPavaMsgAnalyze* an);
+int encodeFrame(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
 int decodeFrame(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 // A message of this codec. `length` is the body length of a fixed body (the

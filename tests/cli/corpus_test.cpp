@@ -132,8 +132,8 @@ Json encodeResult(const Json& c) {
         if (c.at("record").is_null()) {
             const MessageDef* def = findMessage(c.at("id").get<int>());
             CPavaMsgAnalyze an(nullptr);
-            frames.clear();
-            result["rc"] = def->encode(*def, &frames, &an);
+            FrameList out(frames);
+            result["rc"] = def->encode(*def, &out, &an);
         } else {
             rec = recordFromJson(joined(c["record"]));
             result["rc"] = Data_To_Pava(&rec, &frames);

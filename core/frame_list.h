@@ -1,0 +1,42 @@
+// The frames an encoder appends to.
+#ifndef ZMPAVA_CORE_FRAME_LIST_H
+#define ZMPAVA_CORE_FRAME_LIST_H
+
+#include <cstddef>
+
+#include "ZMPavaAnalyzer.h"
+
+namespace pava {
+
+// The caller's list, refilled from its front. A frame the list already holds
+// is cleared in place and reused, so an encode into the list of an earlier
+// call writes each frame once, where a new element would be zeroed by the
+// list and then written. Frames the encode did not reach are dropped when the
+// FrameList goes, so the caller sees exactly the frames appended.
+class FrameList {
+public:
+    explicit FrameList(PavaMsgList& frames) noexcept : m_frames(frames) {}
+    FrameList(const FrameList&) = delete;
+    FrameList& operator=(const FrameList&) = delete;
+    ~FrameList();
+
+    // A zeroed frame at the end.
+    PavaMsg& emplace_back();
+    // A copy of the last frame at the end (the list is not empty).
+    PavaMsg& pushCopyOfBack();
+
+    void pop_back() noexcept { --m_size; }
+    void clear() noexcept { m_size = 0; }
+    size_t size() const noexcept { return m_size; }
+    bool empty() const noexcept { return m_size == 0; }
+    PavaMsg& back() noexcept { return m_frames[m_size - 1]; }
+    PavaMsg& operator[](size_t i) noexcept { return m_frames[i]; }
+
+private:
+    PavaMsgList& m_frames;
+    size_t m_size = 0;
+};
+
+}  // namespace pava
+
+#endif
