@@ -61,6 +61,7 @@ void copySmall(char* dest, const char* src, int width) noexcept {
 }
 
 constexpr char kBlanks[kMaxIntFieldWidth + 1] = "                ";
+constexpr char kNuls[kMaxIntFieldWidth] = {};
 
 bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -103,17 +104,17 @@ int formatZeroPadded(int value, int width, char* out) noexcept {
     return n;
 }
 
-void writeIntField(int value, char* dest, int width) noexcept {
+void writePaddedInt(int value, char* dest, int width, char pad) noexcept {
     if (width > kMaxIntFieldWidth || width <= 0) return;
-    // Left-aligned in blanks; a longer number is cut on the right.
+    // Left-aligned; a longer number is cut on the right.
     auto magnitude = static_cast<uint32_t>(value);
     const int sign = value < 0 ? 1 : 0;
     if (sign != 0) magnitude = 0u - magnitude;
     const int n = sign + digitCount(magnitude);
     if (n <= width) {
-        // Straight into the field: blanks, then the sign and digits over them.
+        // Straight into the field: padding, then the sign and digits over it.
         // Nothing written here is read back, so no store waits on another.
-        copySmall(dest, kBlanks, width);
+        copySmall(dest, pad == ' ' ? kBlanks : kNuls, width);
         dest[0] = '-';  // overwritten by the first digit when there is no sign
         writeDigits(magnitude, dest + n);
         return;
@@ -122,6 +123,8 @@ void writeIntField(int value, char* dest, int width) noexcept {
     formatDecimal(value, text);
     copySmall(dest, text, width);
 }
+
+void writeIntField(int value, char* dest, int width) noexcept { writePaddedInt(value, dest, width, ' '); }
 
 int readDecimal(const char* p, const char* end) noexcept {
     while (p < end && isBlank(*p)) ++p;

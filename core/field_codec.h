@@ -14,6 +14,9 @@ constexpr int kMaxIntFieldWidth = 16;
 // right. Widths above 16, zero or negative write nothing.
 void writeIntField(int value, char* dest, int width) noexcept;
 
+// The same padded with blanks (pad ' ') or NUL bytes (any other pad).
+void writePaddedInt(int value, char* dest, int width, char pad) noexcept;
+
 // Writes value as "%d" would (sign and digits, no terminator) into out, which
 // holds at least 11 characters. Returns the number of characters.
 int formatDecimal(int value, char* out) noexcept;

@@ -21,6 +21,11 @@ PavaMsg& FrameList::emplace_back() {
     return m_frames.back();
 }
 
+void FrameList::reserve(size_t more) {
+    if (more > m_frames.max_size() - m_size) return;
+    if (m_size + more > m_frames.capacity()) m_frames.reserve(m_size + more);
+}
+
 PavaMsg& FrameList::pushCopyOfBack() {
     if (m_size < m_frames.size()) {
         std::memcpy(&m_frames[m_size], &m_frames[m_size - 1], sizeof(PavaMsg));

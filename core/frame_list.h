@@ -24,6 +24,9 @@ public:
     PavaMsg& emplace_back();
     // A copy of the last frame at the end (the list is not empty).
     PavaMsg& pushCopyOfBack();
+    // Room for `more` frames behind the current ones in one allocation, so
+    // that a long message is not copied again each time the list grows.
+    void reserve(size_t more);
 
     void pop_back() noexcept { --m_size; }
     void clear() noexcept { m_size = 0; }

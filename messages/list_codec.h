@@ -3,6 +3,8 @@
 #ifndef ZMPAVA_MESSAGES_LIST_CODEC_H
 #define ZMPAVA_MESSAGES_LIST_CODEC_H
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "message.h"
@@ -23,6 +25,11 @@ PavaMsg& continueInCopy(FrameList& out);
 // Closes the last frame as a continued one (its item count, body length and
 // continuation '1') and goes on in a copy of it, body not cleared.
 PavaMsg& carryOver(FrameList& out, int countPos, int count, int length);
+
+// At most how many frames a message of `items` items of `total` bytes in
+// all, none larger than `largest`, takes when each frame holds `room` bytes
+// of items and is closed only when the next item does not fit.
+size_t framesAtMost(size_t items, uint64_t total, uint64_t largest, int room) noexcept;
 
 // Body length of the last frame, and continuation '0' as the final frame.
 void closeLastFrame(FrameList& out, int length) noexcept;

@@ -8,6 +8,7 @@
 // The numbers inside a structure are digits followed by NUL bytes, not
 // blanks. The body is not cleared between frames, and the final frame's
 // structure count is not rewritten.
+#include <algorithm>
 #include <cstring>
 
 #include "field_codec.h"
@@ -40,13 +41,8 @@ constexpr Field kHeadIn[] = {
 };
 constexpr Field kReference[] = {{0, 100, Text, M::fieldText1}};
 
-// "%d" into a cleared 40-byte buffer, of which the first `width` bytes are
-// copied: digits, then NUL bytes; a longer number keeps its first digits.
-void writeNulPaddedInt(int value, char* dest, int width) noexcept {
-    char text[40] = {};
-    formatDecimal(value, text);
-    std::memcpy(dest, text, static_cast<size_t>(width));
-}
+// Digits, then NUL bytes; a longer number keeps its first digits.
+void writeNulPaddedInt(int value, char* dest, int width) noexcept { writePaddedInt(value, dest, width, '\0'); }
 
 // Writes one structure at `used`. Returns its size, or -1 when it does not
 // fit the frame (what was written of it stays behind the frame's length).
@@ -80,6 +76,16 @@ int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
     int used = kHeadSize;
     int inFrame = 0;
+    uint64_t total = 0;
+    uint64_t largest = 0;
+    for (const PavaRecordItem& structure : rec.recordList) {
+        uint64_t size = 4;
+        for (const PavaFieldItem& attr : structure.fieldList)
+            size += kAttributeHead + static_cast<uint64_t>(std::max(attr.fieldLen, 0));
+        total += size;
+        largest = std::max(largest, size);
+    }
+    out->reserve(framesAtMost(rec.recordList.size(), total, largest, kBodyEnd - kHeadSize) - 1);
     for (size_t s = 0; s < rec.recordList.size();) {
         const int size = writeStructure(rec.recordList[s], out->back().body, used);
         if (size >= 0) {

@@ -7,6 +7,7 @@
 // The split frames share one body that is never cleared: each frame is a
 // copy of the body as it stands, so bytes behind a frame's length may keep
 // the previous frame's items.
+#include <algorithm>
 #include <cstring>
 
 #include "field_codec.h"
@@ -153,6 +154,16 @@ int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
     int used = p.headSize;
     int inFrame = 0;
     const ItemFields<PavaDataItem> itemHead(kValueItem);
+    uint64_t total = 0;
+    uint64_t largest = 0;
+    for (const PavaDataItem& item : rec.dataList) {
+        // What the item takes and what its fit is tested with, whichever is more.
+        const auto width = static_cast<uint64_t>(p.widthFromMember ? std::max(item.itemInt2, 0) : 0);
+        const uint64_t size = kItemHead + std::max<uint64_t>(item.itemText2.size(), width);
+        total += size;
+        largest = std::max(largest, size);
+    }
+    out->reserve(framesAtMost(rec.dataList.size(), total, largest, kBodyEnd - p.headSize) - 1);
     for (const PavaDataItem& item : rec.dataList) {
         const size_t valueLen = item.itemText2.size();
         if (static_cast<size_t>(used) + valueLen + kItemHead > kBodyEnd) {
