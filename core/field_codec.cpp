@@ -60,6 +60,19 @@ void copySmall(char* dest, const char* src, int width) noexcept {
     }
 }
 
+// Copies n (0-16) bytes, reading no byte outside src[0, n).
+void copyShort(char* dest, const char* src, int n) noexcept {
+    if (n > 0) copySmall(dest, src, n);
+}
+
+// Length of the text in field[0, limit) up to its first NUL; for the short
+// fields of list items a plain scan beats a library call.
+int shortTextLength(const char* field, int limit) noexcept {
+    int n = 0;
+    while (n < limit && field[n] != '\0') ++n;
+    return n;
+}
+
 constexpr char kBlanks[kMaxIntFieldWidth + 1] = "                ";
 constexpr char kNuls[kMaxIntFieldWidth] = {};
 
@@ -182,8 +195,27 @@ char* reverseText(char* text) noexcept {
 
 void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept {
     if (width <= 0) return;
-    int n = 0;
-    if (src != nullptr && srcSize > 0) n = fieldTextLength(src, width < srcSize ? width : srcSize);
+    const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
+    if (width <= kMaxIntFieldWidth) {
+        // Short fields: NUL bytes over the whole width, then the text over them.
+        copySmall(dest, kNuls, width);
+        copyShort(dest, src, shortTextLength(src, limit));
+        return;
+    }
+    const int n = limit > 0 ? fieldTextLength(src, limit) : 0;
+    if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
+    std::memset(dest + n, 0, static_cast<size_t>(width - n));
+}
+
+void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept {
+    if (width <= 0) return;
+    // Bytes past the end of the source count as NUL.
+    const int n = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
+    if (width <= kMaxIntFieldWidth) {
+        copySmall(dest, kNuls, width);
+        copyShort(dest, src, n);
+        return;
+    }
     if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
     std::memset(dest + n, 0, static_cast<size_t>(width - n));
 }

@@ -47,6 +47,10 @@ char* reverseText(char* text) noexcept;
 // the rest of the field with NUL bytes (the semantics of strncpy).
 void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept;
 
+// Copies exactly `width` bytes of src into dest; bytes past srcSize are
+// written as NUL.
+void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept;
+
 // Length of the text in a field: up to the first NUL, at most `width`.
 int fieldTextLength(const char* field, int width) noexcept;
 

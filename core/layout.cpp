@@ -79,10 +79,7 @@ void writeField(const Field& f, const Slot& s, char* dest) noexcept {
     }
     const Source src = slotSource(s);
     if (f.kind == FieldKind::Raw) {
-        // Bytes past the end of the source count as NUL.
-        const int n = src.size < f.width ? src.size : f.width;
-        if (n > 0) std::memcpy(dest, src.data, static_cast<size_t>(n));
-        std::memset(dest + n, 0, static_cast<size_t>(f.width - n));
+        copyRawField(dest, f.width, src.data, src.size);
     } else {
         copyTextField(dest, f.width, src.data, src.size);
     }
