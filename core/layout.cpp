@@ -115,6 +115,24 @@ void readField(const Field& f, const char* src, const Slot& s) {
 
 }  // namespace
 
+template <class Item>
+typename ItemFields<Item>::Plan ItemFields<Item>::planOf(const Field& f, SlotType type) noexcept {
+    if (f.flags != 0) return Plan::Generic;
+    switch (type) {
+    case SlotType::Int32: return f.kind == FieldKind::Decimal ? Plan::Number : Plan::Generic;
+    case SlotType::Chars:
+        // Character arrays read back through the generic path (the width
+        // bound by the array); only writing has forms of its own.
+        if (f.kind == FieldKind::Decimal) return Plan::Generic;
+        return f.kind == FieldKind::Raw ? Plan::RawChars : Plan::TextChars;
+    case SlotType::String:
+        // TextRaw writes as text but reads raw: the generic path.
+        if (f.kind == FieldKind::Raw) return Plan::RawString;
+        return f.kind == FieldKind::Text ? Plan::TextString : Plan::Generic;
+    default: return Plan::Generic;
+    }
+}
+
 template <class Obj>
 bool writeFields(std::span<const Field> fields, const Obj& obj, char* dest, int room) noexcept {
     if (!fieldsFit(fields, room)) return false;
@@ -140,7 +158,7 @@ ItemFields<Item>::ItemFields(std::span<const Field> fields) noexcept : m_fields(
     for (const Field& f : fields) {
         const Slot slot = slotOf(probe, f.member);
         const std::ptrdiff_t at = slot.ptr != nullptr ? static_cast<const char*>(slot.ptr) - base : 0;
-        m_steps[m_count++] = Step{f, slot.type, slot.size, at};
+        m_steps[m_count++] = Step{f, slot.type, planOf(f, slot.type), slot.size, at};
     }
     m_resolved = true;
 }
@@ -153,8 +171,26 @@ bool ItemFields<Item>::write(const Item& item, char* dest, int room) const noexc
     auto* base = reinterpret_cast<char*>(const_cast<Item*>(&item));
     for (size_t i = 0; i < m_count; ++i) {
         const Step& step = m_steps[i];
-        const Slot slot{step.type, step.type == SlotType::None ? nullptr : base + step.at, step.size};
-        writeField(step.field, slot, dest + step.field.offset);
+        const Field& f = step.field;
+        char* const to = dest + f.offset;
+        char* const member = base + step.at;
+        switch (step.plan) {
+        case Plan::Number: writeIntField(*reinterpret_cast<const int32_t*>(member), to, f.width); break;
+        case Plan::RawChars: copyRawField(to, f.width, member, step.size); break;
+        case Plan::TextChars: copyTextField(to, f.width, member, step.size); break;
+        case Plan::RawString:
+        case Plan::TextString: {
+            const Source text = slotSource(Slot{SlotType::String, member, 0});
+            if (step.plan == Plan::RawString)
+                copyRawField(to, f.width, text.data, text.size);
+            else
+                copyTextField(to, f.width, text.data, text.size);
+            break;
+        }
+        case Plan::Generic:
+            writeField(f, Slot{step.type, step.type == SlotType::None ? nullptr : member, step.size}, to);
+            break;
+        }
     }
     return true;
 }
@@ -166,8 +202,21 @@ bool ItemFields<Item>::read(const char* src, int room, Item& item) const {
     auto* base = reinterpret_cast<char*>(&item);
     for (size_t i = 0; i < m_count; ++i) {
         const Step& step = m_steps[i];
-        const Slot slot{step.type, step.type == SlotType::None ? nullptr : base + step.at, step.size};
-        readField(step.field, src + step.field.offset, slot);
+        const Field& f = step.field;
+        const char* const from = src + f.offset;
+        char* const member = base + step.at;
+        switch (step.plan) {
+        case Plan::Number: *reinterpret_cast<int32_t*>(member) = readIntField(from, f.width); break;
+        case Plan::RawString:
+            reinterpret_cast<std::string*>(member)->assign(from, static_cast<size_t>(f.width));
+            break;
+        case Plan::TextString:
+            reinterpret_cast<std::string*>(member)->assign(from, static_cast<size_t>(fieldTextLength(from, f.width)));
+            break;
+        default:
+            readField(f, from, Slot{step.type, step.type == SlotType::None ? nullptr : member, step.size});
+            break;
+        }
     }
     return true;
 }

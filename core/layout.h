@@ -134,13 +134,18 @@ public:
 
 private:
     static constexpr size_t kMaxSteps = 8;
+    // The common field forms, run without the generic dispatch on kind,
+    // member type and flags; every other field takes the generic path.
+    enum class Plan : uint8_t { Generic, Number, RawChars, TextChars, RawString, TextString };
     struct Step {
         Field field;
         SlotType type;
+        Plan plan;
         int size;            // of a character array
         std::ptrdiff_t at;   // the member's byte offset within an item
     };
     bool fits(int room) const noexcept { return m_fields.empty() || m_end <= room; }
+    static Plan planOf(const Field& f, SlotType type) noexcept;
 
     std::span<const Field> m_fields;
     std::array<Step, kMaxSteps> m_steps{};
