@@ -150,6 +150,13 @@ int readDecimal(const char* p, const char* end) noexcept {
     constexpr uint64_t kMax = 2147483647u;
     const uint64_t limit = negative ? kMax + 1 : kMax;
     uint64_t acc = 0;
+    // Nine digits cannot pass the limit; only longer numbers are checked.
+    const char* const unchecked = end - p > 9 ? p + 9 : end;
+    for (; p < unchecked; ++p) {
+        const auto digit = static_cast<unsigned>(static_cast<unsigned char>(*p) - '0');
+        if (digit > 9) return negative ? static_cast<int>(0 - static_cast<uint32_t>(acc)) : static_cast<int>(acc);
+        acc = acc * 10 + digit;
+    }
     for (; p < end; ++p) {
         const auto digit = static_cast<unsigned>(static_cast<unsigned char>(*p) - '0');
         if (digit > 9) break;
@@ -222,6 +229,7 @@ void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept 
 
 int fieldTextLength(const char* field, int width) noexcept {
     if (width <= 0) return 0;
+    if (width <= kMaxIntFieldWidth) return shortTextLength(field, width);
     const void* nul = std::memchr(field, '\0', static_cast<size_t>(width));
     return nul == nullptr ? width : static_cast<int>(static_cast<const char*>(nul) - field);
 }
