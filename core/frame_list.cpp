@@ -21,9 +21,9 @@ PavaMsg& FrameList::emplace_back() {
     return m_frames.back();
 }
 
-void FrameList::reserve(size_t more) {
-    if (more > m_frames.max_size() - m_size) return;
-    if (m_size + more > m_frames.capacity()) m_frames.reserve(m_size + more);
+void FrameList::reserve(size_t atLeast, size_t atMost) {
+    if (atMost > m_frames.max_size() - m_size || m_size + atLeast <= m_frames.capacity()) return;
+    m_frames.reserve(m_size + atMost);
 }
 
 PavaMsg& FrameList::pushCopyOfBack() {

@@ -24,9 +24,11 @@ public:
     PavaMsg& emplace_back();
     // A copy of the last frame at the end (the list is not empty).
     PavaMsg& pushCopyOfBack();
-    // Room for `more` frames behind the current ones in one allocation, so
-    // that a long message is not copied again each time the list grows.
-    void reserve(size_t more);
+    // Where the list has no room for the `atLeast` frames a message still
+    // needs, room for `atMost` of them in one allocation, so that a long
+    // message is not copied again each time the list grows. A list that has
+    // the room already is left as it is.
+    void reserve(size_t atLeast, size_t atMost);
 
     void pop_back() noexcept { --m_size; }
     void clear() noexcept { m_size = 0; }

@@ -23,15 +23,18 @@ void readFixedText(std::string& dest, const char* src, int width) {
 
 PavaMsg& continueInCopy(FrameList& out) { return out.pushCopyOfBack(); }
 
-size_t framesAtMost(size_t items, uint64_t total, uint64_t largest, int room) noexcept {
-    if (room <= 0) return items + 1;
+void reserveFrames(FrameList& out, const ItemBytes& bytes, int room) {
+    if (room <= 0 || bytes.items == 0) return;
     const auto r = static_cast<uint64_t>(room);
     // Two frames in a row hold more than one frame's room: the first was
     // closed because the second's first item did not fit behind it.
-    uint64_t bound = 2 * (total / r) + 2;
+    uint64_t most = 2 * (bytes.tested / r) + 2;
     // A closed frame holds more than room - largest.
-    if (largest < r) bound = std::min(bound, total / (r - largest + 1) + 1);
-    return static_cast<size_t>(std::min<uint64_t>(bound, uint64_t{items} + 1));
+    if (bytes.largest < r) most = std::min(most, bytes.tested / (r - bytes.largest + 1) + 1);
+    most = std::min<uint64_t>(most, uint64_t{bytes.items} + 1);
+    // No frame holds more than its room; the first is in the list already.
+    const uint64_t least = bytes.taken / r;
+    out.reserve(static_cast<size_t>(least), static_cast<size_t>(most - 1));
 }
 
 PavaMsg& carryOver(FrameList& out, int countPos, int count, int length) {

@@ -76,16 +76,14 @@ int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
     int used = kHeadSize;
     int inFrame = 0;
-    uint64_t total = 0;
-    uint64_t largest = 0;
+    ItemBytes bytes;
     for (const PavaRecordItem& structure : rec.recordList) {
         uint64_t size = 4;
         for (const PavaFieldItem& attr : structure.fieldList)
             size += kAttributeHead + static_cast<uint64_t>(std::max(attr.fieldLen, 0));
-        total += size;
-        largest = std::max(largest, size);
+        bytes.add(size, size);
     }
-    out->reserve(framesAtMost(rec.recordList.size(), total, largest, kBodyEnd - kHeadSize) - 1);
+    reserveFrames(*out, bytes, kBodyEnd - kHeadSize);
     for (size_t s = 0; s < rec.recordList.size();) {
         const int size = writeStructure(rec.recordList[s], out->back().body, used);
         if (size >= 0) {

@@ -154,16 +154,13 @@ int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
     int used = p.headSize;
     int inFrame = 0;
     const ItemFields<PavaDataItem> itemHead(kValueItem);
-    uint64_t total = 0;
-    uint64_t largest = 0;
+    ItemBytes bytes;
     for (const PavaDataItem& item : rec.dataList) {
-        // What the item takes and what its fit is tested with, whichever is more.
-        const auto width = static_cast<uint64_t>(p.widthFromMember ? std::max(item.itemInt2, 0) : 0);
-        const uint64_t size = kItemHead + std::max<uint64_t>(item.itemText2.size(), width);
-        total += size;
-        largest = std::max(largest, size);
+        const uint64_t value = item.itemText2.size();
+        const uint64_t width = p.widthFromMember ? static_cast<uint64_t>(std::max(item.itemInt2, 0)) : value;
+        bytes.add(kItemHead + width, kItemHead + value);
     }
-    out->reserve(framesAtMost(rec.dataList.size(), total, largest, kBodyEnd - p.headSize) - 1);
+    reserveFrames(*out, bytes, kBodyEnd - p.headSize);
     for (const PavaDataItem& item : rec.dataList) {
         const size_t valueLen = item.itemText2.size();
         if (static_cast<size_t>(used) + valueLen + kItemHead > kBodyEnd) {

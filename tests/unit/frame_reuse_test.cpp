@@ -1,0 +1,127 @@
+// Encoding into a list that already holds frames: the frames are reused in
+// place, so whatever they held must never show through, and the list must end
+// with exactly the frames an empty list would get.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "message.h"
+#include "support.h"
+#include "zero_fill.h"
+
+namespace pava {
+namespace {
+
+TEST(ZeroFill, ClearsExactlyTheBlockAtEveryAlignment) {
+    std::vector<unsigned char> buffer(8208 + 128);
+    for (const size_t size : {0u, 1u, 31u, 32u, 33u, 255u, 256u, 257u, 300u, 2807u, 8208u}) {
+        for (size_t offset = 0; offset < 40; offset += 3) {
+            std::memset(buffer.data(), 0xA5, buffer.size());
+            zeroFill(buffer.data() + offset, size);
+            for (size_t i = 0; i < buffer.size(); ++i) {
+                const bool inside = i >= offset && i < offset + size;
+                ASSERT_EQ(buffer[i], inside ? 0 : 0xA5) << "size " << size << " offset " << offset << " byte " << i;
+            }
+        }
+    }
+}
+
+PavaFieldItem field(int type, const std::string& value) {
+    PavaFieldItem f;
+    f.fieldType = type;
+    f.fieldLen = static_cast<int>(value.size());
+    f.fieldText1 = value;
+    f.fieldText2 = value;
+    return f;
+}
+
+// A record with the members the codecs read filled in, and `items` entries
+// in each list; `hostile` adds entries that make splitting encoders fail part
+// way, after frames were appended.
+PavaFullData busyRecord(int id, size_t items, bool hostile) {
+    PavaFullData rec = test::recordFor(id);
+    rec.rii = 7;
+    rec.msgType = 1;
+    rec.intValue1 = rec.intValue2 = rec.intValue3 = rec.intValue5 = 4;
+    rec.intValue4 = rec.intValue14 = 2;
+    rec.intValue16 = id == 10004 ? 3 : 1;
+    PAVA_SET_TEXT(rec.text12a, "CODE-A-12CHR");
+    PAVA_SET_TEXT(rec.text12b, "CODE-B-12CHR");
+    PAVA_SET_TEXT(rec.text64a, "a text of the record");
+    rec.string1 = rec.string4 = rec.string5 = "some free text";
+    rec.fileBlock.fbCount = 2;
+    for (size_t i = 0; i < items; ++i) {
+        std::string value = "V";
+        value += std::to_string(i);
+        PavaDataItem item = test::dataItem(static_cast<int>(i), i % 7 == 0 ? std::string(40, 't') : value);
+        item.itemText2 = value;
+        item.itemInt2 = static_cast<int>(value.size());
+        rec.dataList.push_back(item);
+        PavaRecordItem record;
+        record.fieldList = {field(1, value), field(2, "LD0/LLN0.Mod.stVal")};
+        rec.recordList.push_back(record);
+        PavaSettingItem setting;
+        setting.setId = static_cast<int>(i);
+        setting.setText = value;
+        rec.settingList.push_back(setting);
+    }
+    if (hostile) {
+        PavaRecordItem huge;
+        huge.fieldList = {field(1, std::string(8150, 'H'))};
+        rec.recordList.push_back(huge);
+        PavaDataItem wide = test::dataItem(1, "W");
+        wide.itemText2 = std::string(8150, 'w');
+        wide.itemInt2 = 8150;
+        rec.dataList.push_back(wide);
+    }
+    return rec;
+}
+
+std::string framesText(const PavaMsgList& frames) {
+    std::string bytes;
+    for (const PavaMsg& f : frames) bytes.append(reinterpret_cast<const char*>(&f), sizeof f);
+    return bytes;
+}
+
+TEST(FrameReuse, EveryIdGivesTheSameFramesWhateverTheListHeld) {
+    Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
+    PavaMsg dirty;
+    std::memset(&dirty, 0x5A, sizeof dirty);
+    for (const MessageDef* def : registeredMessages()) {
+        for (const size_t items : {0u, 3u, 700u}) {
+            for (const bool hostile : {false, true}) {
+                PavaFullData rec = busyRecord(def->id, items, hostile);
+                PavaFullData copy = rec;
+                PavaMsgList expected;
+                const int expectedRc = Data_To_Pava(&copy, &expected);
+                for (const size_t held : {1u, 2u, 60u}) {
+                    PavaMsgList frames(held, dirty);
+                    copy = rec;
+                    EXPECT_EQ(Data_To_Pava(&copy, &frames), expectedRc) << def->id;
+                    ASSERT_EQ(frames.size(), expected.size()) << def->id << " items " << items << " held " << held;
+                    EXPECT_TRUE(framesText(frames) == framesText(expected))
+                        << def->id << " items " << items << " hostile " << hostile << " held " << held;
+                }
+            }
+        }
+    }
+    Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);
+}
+
+// Continuation frames start as copies of the frame before: a reused frame's
+// own bytes behind the copied content must not survive either.
+TEST(FrameReuse, CopiedContinuationsLeaveNothingOfTheReusedFrame) {
+    for (const int id : {61851, 61901, 61858}) {
+        PavaFullData rec = busyRecord(id, 900, false);
+        PavaMsgList expected;
+        ASSERT_EQ(Data_To_Pava(&rec, &expected), PAVA_OK) << id;
+        ASSERT_GT(expected.size(), 2u) << id;
+        PavaMsgList frames(expected.size() + 3);
+        for (PavaMsg& f : frames) std::memset(&f, 0xC3, sizeof f);
+        ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK) << id;
+        EXPECT_TRUE(framesText(frames) == framesText(expected)) << id;
+    }
+}
+
+}  // namespace
+}  // namespace pava
