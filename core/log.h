@@ -5,6 +5,7 @@
 #define ZMPAVA_CORE_LOG_H
 
 #include <atomic>
+#include <cstddef>
 
 namespace pava::log {
 
@@ -23,6 +24,16 @@ void write(const char* text) noexcept;
 void format(const char* fmt, ...) noexcept
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+
+// What format writes, into out as snprintf would (the result is the length
+// the whole text has). Texts whose conversions are all "%%" or "%d" with an
+// optional '-' or '0' flag and a width are put together without the C
+// library's formatter.
+int formatLine(char* out, size_t size, const char* fmt, ...) noexcept
+#if defined(__GNUC__)
+    __attribute__((format(printf, 3, 4)))
 #endif
     ;
 

@@ -118,6 +118,29 @@ TEST(HeaderId, WrittenAsFiveZeroPaddedDigitsWithTheirTerminator) {
     }
 }
 
+// The codecs' texts are put together without printf; they must read as
+// printf would write them, cut where printf cuts them.
+TEST(LogLines, NumberTextsReadAsPrintfWritesThem) {
+    const char* const formats[] = {"%d", "%05d", "%-5d", "%3d", "%-3d", "100%% done %d",
+                                   "Data_To_Pava_%05d make frame datanum %d, frmidx = %d \r\n", "plain"};
+    const int values[] = {0, 7, -7, 42, -420, 99999, 100000, -100000, 2147483647, -2147483647 - 1};
+    for (const char* fmt : formats) {
+        for (const int v : values) {
+            for (const size_t size : {size_t{0}, size_t{1}, size_t{4}, size_t{9}, size_t{64}}) {
+                char ours[64];
+                char theirs[64];
+                std::memset(ours, 'x', sizeof ours);
+                std::memset(theirs, 'x', sizeof theirs);
+                const int w = v / 3 - 1;
+                const int n = log::formatLine(ours, size, fmt, v, w, -w);
+                const int m = std::snprintf(theirs, size, fmt, v, w, -w);
+                ASSERT_EQ(n, m) << fmt << " " << v << " " << size;
+                ASSERT_EQ(std::string(ours, sizeof ours), std::string(theirs, sizeof theirs)) << fmt << " " << v << " " << size;
+            }
+        }
+    }
+}
+
 TEST(LogLines, SharedTextsCarryTheIdAsPrintfWouldWriteIt) {
     test::LogCapture capture;
     for (const int id : {0, 7, 101, 20001, 65535, 123456, -12}) {
