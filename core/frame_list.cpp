@@ -1,5 +1,6 @@
 #include "frame_list.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "zero_fill.h"
@@ -37,6 +38,20 @@ PavaMsg& FrameList::pushCopyOfBack() {
     m_frames.push_back(m_frames.back());
     ++m_size;
     return m_frames.back();
+}
+
+void reserveFrames(FrameList& out, const ItemBytes& bytes, int room) {
+    if (room <= 0 || bytes.items == 0) return;
+    const auto r = static_cast<uint64_t>(room);
+    // Two frames in a row hold more than one frame's room: the first was
+    // closed because the second's first item did not fit behind it.
+    uint64_t most = 2 * (bytes.tested / r) + 2;
+    // A closed frame holds more than room - largest.
+    if (bytes.largest < r) most = std::min(most, bytes.tested / (r - bytes.largest + 1) + 1);
+    most = std::min<uint64_t>(most, uint64_t{bytes.items} + 1);
+    // No frame holds more than its room.
+    const uint64_t least = std::max<uint64_t>(bytes.taken / r, 1);
+    out.reserve(static_cast<size_t>(least), static_cast<size_t>(most));
 }
 
 }  // namespace pava

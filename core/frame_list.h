@@ -2,7 +2,9 @@
 #ifndef ZMPAVA_CORE_FRAME_LIST_H
 #define ZMPAVA_CORE_FRAME_LIST_H
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "ZMPavaAnalyzer.h"
 
@@ -41,6 +43,28 @@ private:
     PavaMsgList& m_frames;
     size_t m_size = 0;
 };
+
+// Item sizes of a message whose frames are closed only when the next item
+// does not fit: what items take (`taken`, for the fewest frames) and what
+// their fit is tested with where that is more (`tested`, for the most).
+struct ItemBytes {
+    size_t items = 0;
+    uint64_t taken = 0;
+    uint64_t tested = 0;
+    uint64_t largest = 0;
+
+    void add(uint64_t takes, uint64_t tests) noexcept {
+        ++items;
+        taken += takes;
+        tested += std::max(takes, tests);
+        largest = std::max(largest, std::max(takes, tests));
+    }
+};
+
+// Makes room in out for the frames of such a message when each frame holds
+// `room` bytes of items. Called before the message's first frame: frames
+// taken from the list before it may move.
+void reserveFrames(FrameList& out, const ItemBytes& bytes, int room);
 
 }  // namespace pava
 

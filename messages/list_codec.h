@@ -3,9 +3,6 @@
 #ifndef ZMPAVA_MESSAGES_LIST_CODEC_H
 #define ZMPAVA_MESSAGES_LIST_CODEC_H
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <string>
 
 #include "message.h"
@@ -27,26 +24,6 @@ PavaMsg& continueInCopy(FrameList& out);
 // continuation '1') and goes on in a copy of it, body not cleared.
 PavaMsg& carryOver(FrameList& out, int countPos, int count, int length);
 
-// Item sizes of a message whose frames are closed only when the next item
-// does not fit: what items take (`taken`, for the fewest frames) and what
-// their fit is tested with where that is more (`tested`, for the most).
-struct ItemBytes {
-    size_t items = 0;
-    uint64_t taken = 0;
-    uint64_t tested = 0;
-    uint64_t largest = 0;
-
-    void add(uint64_t takes, uint64_t tests) noexcept {
-        ++items;
-        taken += takes;
-        tested += std::max(takes, tests);
-        largest = std::max(largest, std::max(takes, tests));
-    }
-};
-
-// Makes room in out for the further frames of such a message when each frame
-// holds `room` bytes of items.
-void reserveFrames(FrameList& out, const ItemBytes& bytes, int room);
 
 // Body length of the last frame, and continuation '0' as the final frame.
 void closeLastFrame(FrameList& out, int length) noexcept;

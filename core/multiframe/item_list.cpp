@@ -160,6 +160,21 @@ void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept {
     if (list.countAt != kNoCount) writeIntField(static_cast<int>(count), body + list.countAt, kCountWidth);
 }
 
+void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const PavaDataItem> items) {
+    ItemBytes bytes;
+    if (list.item.measure == nullptr) {
+        const auto size = static_cast<uint64_t>(std::max(list.item.size, 0));
+        bytes = ItemBytes{items.size(), size * items.size(), size * items.size(), size};
+    } else {
+        for (const PavaDataItem& item : items) {
+            const ItemSize size = itemSize(list.item, item);
+            bytes.add(static_cast<uint64_t>(std::max<int64_t>(size.written, 0)),
+                      static_cast<uint64_t>(std::max<int64_t>(size.declared, 0)));
+        }
+    }
+    reserveFrames(out, bytes, static_cast<int>(kBody) - list.itemsAt);
+}
+
 bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
     readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec);
     const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);

@@ -239,6 +239,10 @@ struct OneFrameList {
     const char* tooLong = kTooLongIdFirst;  // printf text taking the id
 };
 
+// Makes room in out for the frames of a list of these items split over
+// frames of the layout (before its first frame: see reserveFrames).
+void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const PavaDataItem> items);
+
 int encodeOneFrameList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
 int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
 

@@ -41,6 +41,7 @@ int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
     const int logId = params.frameLogId != 0 ? params.frameLogId : def.id;
     log::encodeEntry(def.id);
 
+    reserveItemFrames(*out, list, rec.dataList);
     const size_t firstFrame = out->size();
     PavaMsg* frame = &out->emplace_back();
     if (params.headFromRecord) {

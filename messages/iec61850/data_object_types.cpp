@@ -69,13 +69,6 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
 
 int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
-    int rc = 0;
-    PavaMsg* frame = enterEncode(def, out, an, &rc);
-    if (frame == nullptr) return rc;
-    writeFields(kHead, rec, frame->body, kBodyEnd);
-    writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
-    int used = kHeadSize;
-    int inFrame = 0;
     ItemBytes bytes;
     for (const PavaRecordItem& structure : rec.recordList) {
         uint64_t size = 4;
@@ -84,6 +77,13 @@ int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
         bytes.add(size, size);
     }
     reserveFrames(*out, bytes, kBodyEnd - kHeadSize);
+    int rc = 0;
+    PavaMsg* frame = enterEncode(def, out, an, &rc);
+    if (frame == nullptr) return rc;
+    writeFields(kHead, rec, frame->body, kBodyEnd);
+    writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
+    int used = kHeadSize;
+    int inFrame = 0;
     for (size_t s = 0; s < rec.recordList.size();) {
         const int size = writeStructure(rec.recordList[s], out->back().body, used);
         if (size >= 0) {
