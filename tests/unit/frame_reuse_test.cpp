@@ -123,5 +123,23 @@ TEST(FrameReuse, CopiedContinuationsLeaveNothingOfTheReusedFrame) {
     }
 }
 
+// Long messages reserve their frames up front, but a list that already has
+// the room for them keeps its own allocation.
+TEST(FrameReuse, ListsWithRoomAreNotReallocatedAndNewOnesGrowOnce) {
+    for (const int id : {20018, 30014, 20155, 61851, 61901, 61858}) {
+        PavaFullData rec = busyRecord(id, 5000, false);
+        PavaMsgList fresh;
+        ASSERT_EQ(Data_To_Pava(&rec, &fresh), PAVA_OK) << id;
+        ASSERT_GT(fresh.size(), 3u) << id;
+        EXPECT_LE(fresh.capacity(), 2 * fresh.size() + 2) << id;
+        PavaMsgList exact;
+        exact.reserve(fresh.size());
+        const PavaMsg* storage = exact.data();
+        ASSERT_EQ(Data_To_Pava(&rec, &exact), PAVA_OK) << id;
+        EXPECT_EQ(exact.data(), storage) << id;
+        EXPECT_TRUE(framesText(exact) == framesText(fresh)) << id;
+    }
+}
+
 }  // namespace
 }  // namespace pava
