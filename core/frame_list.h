@@ -32,6 +32,9 @@ public:
     // the room already is left as it is.
     void reserve(size_t atLeast, size_t atMost);
 
+    // Frames the list can take without growing.
+    size_t spare() const noexcept { return m_frames.capacity() - m_size; }
+
     void pop_back() noexcept { --m_size; }
     void clear() noexcept { m_size = 0; }
     size_t size() const noexcept { return m_size; }
@@ -63,7 +66,9 @@ struct ItemBytes {
 
 // Makes room in out for the frames of such a message when each frame holds
 // `room` bytes of items. Called before the message's first frame: frames
-// taken from the list before it may move.
+// taken from the list before it may move. Encoders measure their items for
+// it only when the list has no spare room at all (a new list): a list that
+// has some is left to grow if it must.
 void reserveFrames(FrameList& out, const ItemBytes& bytes, int room);
 
 }  // namespace pava

@@ -161,6 +161,7 @@ void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept {
 }
 
 void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const PavaDataItem> items) {
+    if (out.spare() != 0) return;
     ItemBytes bytes;
     if (list.item.measure == nullptr) {
         const auto size = static_cast<uint64_t>(std::max(list.item.size, 0));

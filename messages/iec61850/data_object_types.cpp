@@ -69,14 +69,16 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
 
 int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const PavaFullData& rec = *an->record();
-    ItemBytes bytes;
-    for (const PavaRecordItem& structure : rec.recordList) {
-        uint64_t size = 4;
-        for (const PavaFieldItem& attr : structure.fieldList)
-            size += kAttributeHead + static_cast<uint64_t>(std::max(attr.fieldLen, 0));
-        bytes.add(size, size);
+    if (out->spare() == 0) {
+        ItemBytes bytes;
+        for (const PavaRecordItem& structure : rec.recordList) {
+            uint64_t size = 4;
+            for (const PavaFieldItem& attr : structure.fieldList)
+                size += kAttributeHead + static_cast<uint64_t>(std::max(attr.fieldLen, 0));
+            bytes.add(size, size);
+        }
+        reserveFrames(*out, bytes, kBodyEnd - kHeadSize);
     }
-    reserveFrames(*out, bytes, kBodyEnd - kHeadSize);
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;

@@ -146,13 +146,15 @@ constexpr ValueList k61901{k61901Head, 92, 88, false, true,
 int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     const ValueList& p = def.param<ValueList>();
     const PavaFullData& rec = *an->record();
-    ItemBytes bytes;
-    for (const PavaDataItem& item : rec.dataList) {
-        const uint64_t value = item.itemText2.size();
-        const uint64_t width = p.widthFromMember ? static_cast<uint64_t>(std::max(item.itemInt2, 0)) : value;
-        bytes.add(kItemHead + width, kItemHead + value);
+    if (out->spare() == 0) {
+        ItemBytes bytes;
+        for (const PavaDataItem& item : rec.dataList) {
+            const uint64_t value = item.itemText2.size();
+            const uint64_t width = p.widthFromMember ? static_cast<uint64_t>(std::max(item.itemInt2, 0)) : value;
+            bytes.add(kItemHead + width, kItemHead + value);
+        }
+        reserveFrames(*out, bytes, kBodyEnd - p.headSize);
     }
-    reserveFrames(*out, bytes, kBodyEnd - p.headSize);
     int rc = 0;
     PavaMsg* frame = enterEncode(def, out, an, &rc);
     if (frame == nullptr) return rc;
