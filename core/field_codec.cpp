@@ -6,6 +6,11 @@
 
 namespace pava {
 
+using fieldDetail::copyShort;
+using fieldDetail::copySmall;
+using fieldDetail::kNuls;
+using fieldDetail::shortTextLength;
+
 namespace {
 
 // "00" to "99", two characters per pair.
@@ -43,38 +48,7 @@ void writeDigits(uint32_t v, char* end) noexcept {
     }
 }
 
-// Copies width (1-16) bytes with fixed-size moves, overlapping where width is
-// not a power of two.
-void copySmall(char* dest, const char* src, int width) noexcept {
-    const auto w = static_cast<size_t>(width);
-    if (w >= 8) {
-        std::memcpy(dest, src, 8);
-        std::memcpy(dest + w - 8, src + w - 8, 8);
-    } else if (w >= 4) {
-        std::memcpy(dest, src, 4);
-        std::memcpy(dest + w - 4, src + w - 4, 4);
-    } else {
-        dest[0] = src[0];
-        dest[w / 2] = src[w / 2];
-        dest[w - 1] = src[w - 1];
-    }
-}
-
-// Copies n (0-16) bytes, reading no byte outside src[0, n).
-void copyShort(char* dest, const char* src, int n) noexcept {
-    if (n > 0) copySmall(dest, src, n);
-}
-
-// Length of the text in field[0, limit) up to its first NUL; for the short
-// fields of list items a plain scan beats a library call.
-int shortTextLength(const char* field, int limit) noexcept {
-    int n = 0;
-    while (n < limit && field[n] != '\0') ++n;
-    return n;
-}
-
 constexpr char kBlanks[kMaxIntFieldWidth + 1] = "                ";
-constexpr char kNuls[kMaxIntFieldWidth] = {};
 
 bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -132,9 +106,11 @@ void writePaddedInt(int value, char* dest, int width, char pad) noexcept {
         writeDigits(magnitude, dest + n);
         return;
     }
-    char text[kMaxIntFieldWidth];
-    formatDecimal(value, text);
-    copySmall(dest, text, width);
+    // Cut: the sign and the leading digits that fit, computed rather than
+    // copied out of a longer text.
+    dest[0] = '-';
+    const int keep = width - sign;
+    if (keep > 0) writeDigits(magnitude / kPowersOf10[n - sign - keep], dest + width);
 }
 
 void writeIntField(int value, char* dest, int width) noexcept { writePaddedInt(value, dest, width, ' '); }
@@ -200,29 +176,7 @@ char* reverseText(char* text) noexcept {
     return text;
 }
 
-void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept {
-    if (width <= 0) return;
-    const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
-    if (width <= kMaxIntFieldWidth) {
-        // Short fields: NUL bytes over the whole width, then the text over them.
-        copySmall(dest, kNuls, width);
-        copyShort(dest, src, shortTextLength(src, limit));
-        return;
-    }
-    const int n = limit > 0 ? fieldTextLength(src, limit) : 0;
-    if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
-    std::memset(dest + n, 0, static_cast<size_t>(width - n));
-}
-
-void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept {
-    if (width <= 0) return;
-    // Bytes past the end of the source count as NUL.
-    const int n = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
-    if (width <= kMaxIntFieldWidth) {
-        copySmall(dest, kNuls, width);
-        copyShort(dest, src, n);
-        return;
-    }
+void copyLongField(char* dest, int width, const char* src, int n) noexcept {
     if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
     std::memset(dest + n, 0, static_cast<size_t>(width - n));
 }

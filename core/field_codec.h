@@ -4,6 +4,9 @@
 #ifndef ZMPAVA_CORE_FIELD_CODEC_H
 #define ZMPAVA_CORE_FIELD_CODEC_H
 
+#include <cstddef>
+#include <cstring>
+
 namespace pava {
 
 // Widest integer field the codec handles; wider fields write nothing / read 0.
@@ -45,14 +48,82 @@ char* reverseText(char* text) noexcept;
 // Bounded text copy into a field: copies up to `width` characters of src,
 // stopping at its first NUL and never reading past srcSize bytes, and fills
 // the rest of the field with NUL bytes (the semantics of strncpy).
-void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept;
+inline void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept;
 
 // Copies exactly `width` bytes of src into dest; bytes past srcSize are
 // written as NUL.
-void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept;
+inline void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept;
 
 // Length of the text in a field: up to the first NUL, at most `width`.
 int fieldTextLength(const char* field, int width) noexcept;
+
+// ---------------------------------------------------------------------------
+// Inline parts: the short text and raw fields of list items are copied where
+// their width is known, without a call.
+// ---------------------------------------------------------------------------
+
+namespace fieldDetail {
+
+inline constexpr char kNuls[kMaxIntFieldWidth] = {};
+
+// Copies width (1-16) bytes with fixed-size moves, overlapping where width is
+// not a power of two.
+inline void copySmall(char* dest, const char* src, int width) noexcept {
+    const auto w = static_cast<size_t>(width);
+    if (w >= 8) {
+        std::memcpy(dest, src, 8);
+        std::memcpy(dest + w - 8, src + w - 8, 8);
+    } else if (w >= 4) {
+        std::memcpy(dest, src, 4);
+        std::memcpy(dest + w - 4, src + w - 4, 4);
+    } else {
+        dest[0] = src[0];
+        dest[w / 2] = src[w / 2];
+        dest[w - 1] = src[w - 1];
+    }
+}
+
+// Copies n (0-16) bytes, reading no byte outside src[0, n).
+inline void copyShort(char* dest, const char* src, int n) noexcept {
+    if (n > 0) copySmall(dest, src, n);
+}
+
+// Length of the text in field[0, limit) up to its first NUL; for the short
+// fields of list items a plain scan beats a library call.
+inline int shortTextLength(const char* field, int limit) noexcept {
+    int n = 0;
+    while (n < limit && field[n] != '\0') ++n;
+    return n;
+}
+
+}  // namespace fieldDetail
+
+// The copy behind fields wider than 16 bytes: n bytes of src, then NUL bytes.
+void copyLongField(char* dest, int width, const char* src, int n) noexcept;
+
+inline void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept {
+    if (width <= 0) return;
+    const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
+    if (width > kMaxIntFieldWidth) {
+        copyLongField(dest, width, src, limit > 0 ? fieldTextLength(src, limit) : 0);
+        return;
+    }
+    // Short fields: NUL bytes over the whole width, then the text over them.
+    fieldDetail::copySmall(dest, fieldDetail::kNuls, width);
+    fieldDetail::copyShort(dest, src, fieldDetail::shortTextLength(src, limit));
+}
+
+inline void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept {
+    if (width <= 0) return;
+    // Bytes past the end of the source count as NUL.
+    const int n = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
+    if (width > kMaxIntFieldWidth) {
+        copyLongField(dest, width, src, n);
+        return;
+    }
+    fieldDetail::copySmall(dest, fieldDetail::kNuls, width);
+    fieldDetail::copyShort(dest, src, n);
+}
 
 }  // namespace pava
 

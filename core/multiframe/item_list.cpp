@@ -85,8 +85,7 @@ void writeEscaped(const ItemFormat& format, const PavaDataItem& item, char* dest
     const std::string& text = item.itemText;
     const int64_t length = textLength(text);
     if (length <= 8) {
-        std::memcpy(dest + 8, text.data(), static_cast<size_t>(length));
-        std::memset(dest + 8 + length, 0, static_cast<size_t>(8 - length));
+        copyRawField(dest + 8, 8, text.data(), static_cast<int>(length));
         return;
     }
     std::memcpy(dest + 8, "$$$", 3);
