@@ -105,7 +105,11 @@ inline void copyTextField(char* dest, int width, const char* src, int srcSize) n
     if (width <= 0) return;
     const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
     if (width > kMaxIntFieldWidth) {
-        copyLongField(dest, width, src, limit > 0 ? fieldTextLength(src, limit) : 0);
+        // NUL bytes over the whole width (plain stores where the width is
+        // known), then the text over them.
+        const int n = limit > 0 ? fieldTextLength(src, limit) : 0;
+        std::memset(dest, 0, static_cast<size_t>(width));
+        if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
         return;
     }
     // Short fields: NUL bytes over the whole width, then the text over them.

@@ -8,7 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
+#include <utility>
 
+#include "ZMPavaAnalyzer.h"
+#include "field_codec.h"
 #include "members.h"
 
 namespace pava {
@@ -153,6 +157,51 @@ private:
     bool m_resolved = false;
     int m_end = 0;  // end of the field that reaches furthest
 };
+
+namespace unrolled {
+
+// One field of a fixed-size item, its form and place fixed at compile time:
+// the same steps the generic field writer takes for that kind and member.
+template <Field F>
+void writeItemField(const PavaDataItem& item, char* dest) noexcept {
+    char* const to = dest + F.offset;
+    constexpr Member m = F.member;
+    constexpr bool number = m == Member::itemId || m == Member::itemInt || m == Member::itemInt2 || m == Member::itemInt3;
+    constexpr bool text = m == Member::itemText || m == Member::itemText2;
+    if constexpr (F.flags != 0 || (F.kind == FieldKind::Decimal) != number || !(number || text || m == Member::itemBlock)) {
+        // Any other combination goes through the generic writer.
+        static constexpr Field kOne[] = {F};
+        writeFields(std::span<const Field>(kOne), item, dest, F.offset + F.width);
+    } else if constexpr (number) {
+        const int32_t value = m == Member::itemId ? item.itemId : m == Member::itemInt ? item.itemInt
+                            : m == Member::itemInt2 ? item.itemInt2 : item.itemInt3;
+        writeIntField(value, to, F.width);
+    } else {
+        const char* data = item.itemBlock;
+        int size = static_cast<int>(sizeof item.itemBlock);
+        if constexpr (text) {
+            const std::string& s = m == Member::itemText ? item.itemText : item.itemText2;
+            data = s.data();
+            size = s.size() > 0x7fffffff ? 0x7fffffff : static_cast<int>(s.size());
+        }
+        if constexpr (F.kind == FieldKind::Raw)
+            copyRawField(to, F.width, data, size);
+        else
+            copyTextField(to, F.width, data, size);
+    }
+}
+
+}  // namespace unrolled
+
+// Writes one list item by the table Fields, unrolled at compile time: the
+// fields' forms and places are constants, so an item runs without walking
+// the table. Writes nothing outside the fields.
+template <const auto& Fields>
+void writeUnrolled(const PavaDataItem& item, char* dest) noexcept {
+    [&]<size_t... I>(std::index_sequence<I...>) {
+        (unrolled::writeItemField<Fields[I]>(item, dest), ...);
+    }(std::make_index_sequence<std::size(Fields)>{});
+}
 
 }  // namespace pava
 

@@ -162,7 +162,6 @@ int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
     writeIntField(static_cast<int>(rec.dataList.size()), frame->body + p.countPos, 4);
     int used = p.headSize;
     int inFrame = 0;
-    const ItemFields<PavaDataItem> itemHead(kValueItem);
     for (const PavaDataItem& item : rec.dataList) {
         const size_t valueLen = item.itemText2.size();
         if (static_cast<size_t>(used) + valueLen + kItemHead > kBodyEnd) {
@@ -183,7 +182,7 @@ int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
             return -1;
         }
         char* at = out->back().body + used;
-        itemHead.write(item, at, kItemHead);
+        writeUnrolled<kValueItem>(item, at);
         writeIntField(width, at + 102, 4);
         copyValueBytes(at + kItemHead, item.itemText2, width);
         used += kItemHead + width;
