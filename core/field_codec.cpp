@@ -6,7 +6,6 @@
 
 namespace pava {
 
-using fieldDetail::copyShort;
 using fieldDetail::copySmall;
 using fieldDetail::kNuls;
 using fieldDetail::shortTextLength;
@@ -174,11 +173,6 @@ char* reverseText(char* text) noexcept {
         ++i;
     }
     return text;
-}
-
-void copyLongField(char* dest, int width, const char* src, int n) noexcept {
-    if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
-    std::memset(dest + n, 0, static_cast<size_t>(width - n));
 }
 
 int fieldTextLength(const char* field, int width) noexcept {

@@ -98,35 +98,36 @@ inline int shortTextLength(const char* field, int limit) noexcept {
 
 }  // namespace fieldDetail
 
-// The copy behind fields wider than 16 bytes: n bytes of src, then NUL bytes.
-void copyLongField(char* dest, int width, const char* src, int n) noexcept;
+namespace fieldDetail {
 
-inline void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept {
-    if (width <= 0) return;
-    const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
+// A field of `width` bytes: n bytes of src, NUL bytes behind them. Short
+// fields are cleared with two fixed-size moves; longer ones with plain
+// stores where the width is known.
+inline void putField(char* dest, int width, const char* src, int n) noexcept {
     if (width > kMaxIntFieldWidth) {
-        // NUL bytes over the whole width (plain stores where the width is
-        // known), then the text over them.
-        const int n = limit > 0 ? fieldTextLength(src, limit) : 0;
         std::memset(dest, 0, static_cast<size_t>(width));
         if (n > 0) std::memcpy(dest, src, static_cast<size_t>(n));
         return;
     }
-    // Short fields: NUL bytes over the whole width, then the text over them.
-    fieldDetail::copySmall(dest, fieldDetail::kNuls, width);
-    fieldDetail::copyShort(dest, src, fieldDetail::shortTextLength(src, limit));
+    copySmall(dest, kNuls, width);
+    copyShort(dest, src, n);
+}
+
+}  // namespace fieldDetail
+
+inline void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept {
+    if (width <= 0) return;
+    const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
+    // Short texts are measured by an inline scan, longer ones by the library.
+    const int n = width <= kMaxIntFieldWidth ? fieldDetail::shortTextLength(src, limit)
+                                             : limit > 0 ? fieldTextLength(src, limit) : 0;
+    fieldDetail::putField(dest, width, src, n);
 }
 
 inline void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept {
     if (width <= 0) return;
     // Bytes past the end of the source count as NUL.
-    const int n = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
-    if (width > kMaxIntFieldWidth) {
-        copyLongField(dest, width, src, n);
-        return;
-    }
-    fieldDetail::copySmall(dest, fieldDetail::kNuls, width);
-    fieldDetail::copyShort(dest, src, n);
+    fieldDetail::putField(dest, width, src, src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize);
 }
 
 }  // namespace pava

@@ -13,8 +13,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
-#include <utility>
 
 #include "layout.h"
 #include "message.h"
