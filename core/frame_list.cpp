@@ -14,7 +14,7 @@ FrameList::~FrameList() {
 PavaMsg& FrameList::emplace_back() {
     if (m_size < m_frames.size()) {
         PavaMsg& frame = m_frames[m_size++];
-        zeroFill(&frame, sizeof frame);
+        zeroFillReused(&frame, sizeof frame);
         return frame;
     }
     m_frames.emplace_back();

@@ -37,6 +37,41 @@ bool hasAvx2() noexcept {
     return __builtin_cpu_supports("avx2") != 0;
 }
 
+// n >= 512. Reads back from the end in aligned blocks of 256 bytes while they
+// are zero, then clears everything in front of the first block that is not.
+// Every byte is either read as zero or stored to; nothing outside [p, p+n) is
+// touched.
+__attribute__((target("avx2,avx512f"))) void zeroFillReusedAvx512(char* p, size_t n) noexcept {
+    char* const end = p + n;
+    const __m512i tail = _mm512_loadu_si512(end - 64);
+    if (_mm512_test_epi64_mask(tail, tail) != 0) {
+        // Written to its end: nothing to skip.
+        zeroFillAvx2(p, n);
+        return;
+    }
+    const char* const first = reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(p) + 63) & ~uintptr_t{63});
+    char* at = reinterpret_cast<char*>(reinterpret_cast<uintptr_t>(end) & ~uintptr_t{63});
+    while (at - first >= 256) {
+        const char* block = at - 256;
+        const __m512i any = _mm512_or_si512(
+            _mm512_ternarylogic_epi64(_mm512_load_si512(block), _mm512_load_si512(block + 64),
+                                      _mm512_load_si512(block + 128), 0xFE),
+            _mm512_load_si512(block + 192));
+        if (_mm512_test_epi64_mask(any, any) != 0) break;
+        at -= 256;
+    }
+    const auto front = static_cast<size_t>(at - p);
+    if (front >= 64)
+        zeroFillAvx2(p, front);
+    else
+        std::memset(p, 0, front);
+}
+
+bool hasAvx512() noexcept {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("avx512f") != 0;
+}
+
 #endif
 
 }  // namespace
@@ -51,6 +86,19 @@ void zeroFill(void* p, size_t n) noexcept {
     }
 #endif
     std::memset(p, 0, n);
+}
+
+void zeroFillReused(void* p, size_t n) noexcept {
+#ifdef ZMPAVA_ZERO_FILL_AVX2
+    // With 256-bit loads alone, reading a block back costs about what
+    // clearing it does, so only 512-bit loads make the read worth it.
+    static const bool avx512 = hasAvx512();
+    if (n >= 512 && avx512) {
+        zeroFillReusedAvx512(static_cast<char*>(p), n);
+        return;
+    }
+#endif
+    zeroFill(p, n);
 }
 
 }  // namespace pava

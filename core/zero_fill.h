@@ -13,6 +13,13 @@ namespace pava {
 // processors run at half the store rate.
 void zeroFill(void* p, size_t n) noexcept;
 
+// The same result for a block that is being reused: one written from its
+// front, with zeros behind what was written, as an encoded frame is. Where
+// the processor loads twice as many bytes per cycle as it stores, the block
+// is read back from its end and only the part up to its last non-zero byte is
+// stored to; any other content is still cleared completely.
+void zeroFillReused(void* p, size_t n) noexcept;
+
 }  // namespace pava
 
 #endif

@@ -14,13 +14,38 @@ namespace {
 
 TEST(ZeroFill, ClearsExactlyTheBlockAtEveryAlignment) {
     std::vector<unsigned char> buffer(8208 + 128);
-    for (const size_t size : {0u, 1u, 31u, 32u, 33u, 255u, 256u, 257u, 300u, 2807u, 8208u}) {
-        for (size_t offset = 0; offset < 40; offset += 3) {
+    for (const auto fill : {zeroFill, zeroFillReused}) {
+        for (const size_t size : {0u, 1u, 31u, 32u, 33u, 255u, 256u, 257u, 300u, 511u, 512u, 2807u, 8208u}) {
+            for (size_t offset = 0; offset < 70; offset += 3) {
+                std::memset(buffer.data(), 0xA5, buffer.size());
+                fill(buffer.data() + offset, size);
+                for (size_t i = 0; i < buffer.size(); ++i) {
+                    const bool inside = i >= offset && i < offset + size;
+                    ASSERT_EQ(buffer[i], inside ? 0 : 0xA5) << "size " << size << " offset " << offset << " byte " << i;
+                }
+            }
+        }
+    }
+}
+
+// A reused block is mostly zero already; a single byte left anywhere in it,
+// front, middle or tail, must still be cleared, and nothing around it touched.
+TEST(ZeroFill, ReusedBlockLosesEveryStrayByte) {
+    std::vector<unsigned char> buffer(8208 + 128);
+    const std::vector<unsigned char> zeros(8208, 0);
+    for (const size_t size : {512u, 513u, 1000u, 2807u, 8208u}) {
+        for (const size_t offset : {0u, 5u, 16u, 63u}) {
+            unsigned char* block = buffer.data() + offset;
             std::memset(buffer.data(), 0xA5, buffer.size());
-            zeroFill(buffer.data() + offset, size);
-            for (size_t i = 0; i < buffer.size(); ++i) {
-                const bool inside = i >= offset && i < offset + size;
-                ASSERT_EQ(buffer[i], inside ? 0 : 0xA5) << "size " << size << " offset " << offset << " byte " << i;
+            std::memset(block, 0, size);
+            for (size_t stray = 0; stray < size; ++stray) {
+                block[stray] = static_cast<unsigned char>(1 + stray % 255);
+                zeroFillReused(block, size);
+                ASSERT_EQ(std::memcmp(block, zeros.data(), size), 0) << "size " << size << " offset " << offset << " stray " << stray;
+                ASSERT_EQ(buffer[offset + size], 0xA5) << "size " << size << " offset " << offset;
+                if (offset > 0) {
+                    ASSERT_EQ(buffer[offset - 1], 0xA5) << "size " << size << " offset " << offset;
+                }
             }
         }
     }
