@@ -19,10 +19,30 @@ uint16_t typeDigitValue(char c) noexcept {
     return static_cast<uint16_t>(static_cast<int16_t>(static_cast<signed char>(c)));
 }
 
+namespace {
+
+// Left-aligned and blank-padded like writeIntField. A header carries a reply
+// index below 1000 and a body length below 10000, written here digit by
+// digit; anything else takes the general path.
+template <int Width>
+void writeHeadNumber(int value, char* dest) noexcept {
+    constexpr int kLimit = Width >= 4 ? 10000 : 1000;
+    if (value < 0 || value >= kLimit) {
+        writeIntField(value, dest, Width);
+        return;
+    }
+    auto v = static_cast<unsigned>(value);
+    std::memset(dest, ' ', Width);
+    const int digits = v >= 1000 ? 4 : v >= 100 ? 3 : v >= 10 ? 2 : 1;
+    for (int i = digits - 1; i >= 0; --i, v /= 10) dest[i] = static_cast<char>('0' + v % 10);
+}
+
+}  // namespace
+
 int PavaHeadAccessor::getRii() const noexcept { return readIntField(m_head + kHeadRii, 3); }
 
 void PavaHeadAccessor::setRii(int value) noexcept {
-    if (value <= 999) writeIntField(value, m_head + kHeadRii, 3);
+    if (value <= 999) writeHeadNumber<3>(value, m_head + kHeadRii);
 }
 
 int PavaHeadAccessor::getMsgId() const noexcept { return readIntField(m_head + kHeadMsgId, 5); }
@@ -48,6 +68,6 @@ int PavaHeadAccessor::getLength() const noexcept {
     return readDecimal(m_head + kHeadLength, end);
 }
 
-void PavaHeadAccessor::setLength(int value) noexcept { writeIntField(value, m_head + kHeadLength, 5); }
+void PavaHeadAccessor::setLength(int value) noexcept { writeHeadNumber<5>(value, m_head + kHeadLength); }
 
 }  // namespace pava

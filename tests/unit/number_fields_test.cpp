@@ -118,6 +118,26 @@ TEST(HeaderId, WrittenAsFiveZeroPaddedDigitsWithTheirTerminator) {
     }
 }
 
+// The reply index and body length have a short path of their own for small
+// values; every value must still come out as the field writer writes it.
+TEST(HeaderNumbers, WrittenAsTheFieldWriterWritesThem) {
+    std::vector<int> values = sampleValues();
+    for (int v = -20; v <= 12000; ++v) values.push_back(v);
+    for (const int v : values) {
+        PavaMsg frame;
+        std::memset(frame.head, '#', PAVA_HEAD_LEN);
+        PavaHeadAccessor head(&frame);
+        head.setRii(v);
+        head.setLength(v);
+        char rii[3] = {'#', '#', '#'};
+        if (v <= 999) writeIntField(v, rii, 3);
+        char length[5];
+        writeIntField(v, length, 5);
+        ASSERT_EQ(test::headOf(frame).substr(0, 3), std::string(rii, 3)) << v;
+        ASSERT_EQ(test::headOf(frame).substr(9, 5), std::string(length, 5)) << v;
+    }
+}
+
 // The codecs' texts are put together without printf; they must read as
 // printf would write them, cut where printf cuts them.
 TEST(LogLines, NumberTextsReadAsPrintfWritesThem) {
