@@ -18,7 +18,7 @@ void resetFullData(PavaFullData& rec) noexcept {
     zero(rec.text64a), zero(rec.text64b), zero(rec.text32), zero(rec.text26);
     // A plain block of characters and numbers, cleared in one go.
     static_assert(std::is_trivially_copyable_v<PavaFileBlock>);
-    zeroFill(&rec.fileBlock, sizeof rec.fileBlock);
+    zeroFillReused(&rec.fileBlock, sizeof rec.fileBlock);
     // Strings and lists are emptied; their capacity stays for the next decode.
     rec.string1.clear();
     rec.string2.clear();
