@@ -191,7 +191,48 @@ void writeItemField(const PavaDataItem& item, char* dest) noexcept {
     }
 }
 
+// One field read back into an item, its form and place fixed at compile
+// time: the same steps the generic field reader takes for that kind and
+// member.
+template <Field F>
+void readItemField(const char* src, PavaDataItem& item) {
+    const char* const from = src + F.offset;
+    constexpr Member m = F.member;
+    constexpr bool number = m == Member::itemId || m == Member::itemInt || m == Member::itemInt2 || m == Member::itemInt3;
+    constexpr bool text = m == Member::itemText || m == Member::itemText2;
+    if constexpr (F.flags != 0 || (F.kind == FieldKind::Decimal) != number || !(number || text || m == Member::itemBlock)) {
+        static constexpr Field kOne[] = {F};
+        readFields(std::span<const Field>(kOne), src, F.offset + F.width, item);
+    } else if constexpr (number) {
+        int32_t& value = m == Member::itemId ? item.itemId : m == Member::itemInt ? item.itemInt
+                       : m == Member::itemInt2 ? item.itemInt2 : item.itemInt3;
+        value = readIntField(from, F.width);
+    } else if constexpr (text) {
+        std::string& s = m == Member::itemText ? item.itemText : item.itemText2;
+        if constexpr (F.kind == FieldKind::Text)
+            s.assign(from, static_cast<size_t>(fieldTextLength(from, F.width)));
+        else
+            s.assign(from, F.width);
+    } else {
+        // Never past the block, whatever the field's width.
+        constexpr int width = F.width < sizeof item.itemBlock ? F.width : static_cast<int>(sizeof item.itemBlock);
+        if constexpr (F.kind == FieldKind::Text)
+            copyTextField(item.itemBlock, width, from, F.width);
+        else
+            std::memcpy(item.itemBlock, from, width);
+    }
+}
+
 }  // namespace unrolled
+
+// Reads one list item by the table Fields, unrolled at compile time. Reads
+// nothing outside the fields.
+template <const auto& Fields>
+void readUnrolled(const char* src, PavaDataItem& item) {
+    [&]<size_t... I>(std::index_sequence<I...>) {
+        (unrolled::readItemField<Fields[I]>(src, item), ...);
+    }(std::make_index_sequence<std::size(Fields)>{});
+}
 
 // Writes one list item by the table Fields, unrolled at compile time: the
 // fields' forms and places are constants, so an item runs without walking

@@ -28,11 +28,11 @@ constexpr Field kOneCode[] = {{0, 12, Raw, M::text12c}};
 constexpr const char* kEmpty = "warning:: count = 0, only make a pava msg !\r\n";
 constexpr const char* kEmptyShort = "warning:: count = 0, only make a pava \r\n";
 
-constexpr ListLayout kCodedTexts = itemList(kCodedAddressPrefix, 21, 17, fixedItem<kItemIdText8>(16, kItemIdText8Back));
+constexpr ListLayout kCodedTexts = itemList(kCodedAddressPrefix, 21, 17, fixedItem<kItemIdText8, kItemIdText8Back, 16>());
 constexpr ListLayout kCodedEscaped = itemList(kCodedAddressPrefix, 21, 17, escapedItem(kNoCut));
-constexpr ListLayout kBlocksTwoCodes = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem8>(24), kTwoCodes, 24);
-constexpr ListLayout kBlocksShort = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem4>(20));
-constexpr ListLayout kBlocksOneCode = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem8>(24), kOneCode, 12, false);
+constexpr ListLayout kBlocksTwoCodes = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem8, 24>(), kTwoCodes, 24);
+constexpr ListLayout kBlocksShort = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem4, 20>());
+constexpr ListLayout kBlocksOneCode = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem8, 24>(), kOneCode, 12, false);
 constexpr ListLayout kTwoTexts = itemList(k20155Prefix, 22, 18, lengthPrefixedItem());
 
 //                        list            frame full          head   trailer  flag 2 catch  make-frame id

@@ -66,16 +66,39 @@ void writeFixedItem(const ItemFormat&, const PavaDataItem& item, char* dest) {
     writeUnrolled<Fields>(item, dest);
 }
 
+template <const auto& Fields, int Size>
+int64_t readFixedItem(const ItemFormat&, const char* src, int room, PavaDataItem& item) {
+    if (Size > room) return -1;
+    readUnrolled<Fields>(src, item);
+    return Size;
+}
+
+template <const auto& Fields, int Size>
+constexpr bool fitsItem() {
+    for (const Field& f : Fields)
+        if (f.offset + f.width > Size) return false;
+    return true;
+}
+
 }  // namespace detail
 
-// A fixed-size item of `size` bytes laid out by the table Fields (fields out;
-// readBack in where the decoder reads differently). Its writer is unrolled
-// from the table at compile time; tools read the same table.
-template <const auto& Fields>
-constexpr ItemFormat fixedItem(int size, std::span<const Field> readBack = {}) {
-    for (const Field& f : Fields)
-        if (f.offset + f.width > size) throw "a field of the item ends past its size";
-    return ItemFormat{Fields, readBack, size, nullptr, detail::writeFixedItem<Fields>, nullptr, kNoCut};
+// A fixed-size item of Size bytes laid out by the table Fields, out and in.
+// Its writer and reader are unrolled from the table at compile time; tools
+// read the same table.
+template <const auto& Fields, int Size>
+constexpr ItemFormat fixedItem() {
+    static_assert(detail::fitsItem<Fields, Size>(), "a field of the item ends past its size");
+    return ItemFormat{Fields, {}, Size, nullptr, detail::writeFixedItem<Fields>, detail::readFixedItem<Fields, Size>,
+                      kNoCut};
+}
+
+// The same for an item that the decoder reads by another table, ReadBack.
+template <const auto& Fields, const auto& ReadBack, int Size>
+constexpr ItemFormat fixedItem() {
+    static_assert(detail::fitsItem<Fields, Size>() && detail::fitsItem<ReadBack, Size>(),
+                  "a field of the item ends past its size");
+    return ItemFormat{Fields, ReadBack, Size, nullptr, detail::writeFixedItem<Fields>,
+                      detail::readFixedItem<ReadBack, Size>, kNoCut};
 }
 
 namespace detail {

@@ -18,10 +18,10 @@ constexpr Field kText50[] = {{0, 50, Raw, M::itemText}};
 constexpr Field kText50Back[] = {{0, 50, Text, M::itemText}};
 
 constexpr FitRule kNoTest{};
-constexpr OneFrameList kChars{itemList(kPrefix, 18, 14, fixedItem<kItemIdChar>(9)), kNoTest, kTooLongIdFirst};
-constexpr OneFrameList kCharsDigit{itemList(kPrefix, 18, 14, fixedItem<kItemIdChar>(9), kTrailingDigit, 1), kNoTest,
+constexpr OneFrameList kChars{itemList(kPrefix, 18, 14, fixedItem<kItemIdChar, 9>()), kNoTest, kTooLongIdFirst};
+constexpr OneFrameList kCharsDigit{itemList(kPrefix, 18, 14, fixedItem<kItemIdChar, 9>(), kTrailingDigit, 1), kNoTest,
                                    kTooLongIdFirst};
-constexpr OneFrameList kTexts{itemList(kCountPrefix, 4, 0, fixedItem<kText50>(50, kText50Back)), kNoTest,
+constexpr OneFrameList kTexts{itemList(kCountPrefix, 4, 0, fixedItem<kText50, kText50Back, 50>()), kNoTest,
                               kTooLongIdFirst};
 
 constexpr MessageDef kMessages[] = {

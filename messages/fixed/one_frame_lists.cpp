@@ -37,15 +37,15 @@ constexpr Field kOtherAddressPrefix[] = {{0, 12, Raw, M::text12a}, {12, kCountWi
 constexpr Field kCodeC[] = {{0, 12, Raw, M::text12c}};
 constexpr Field kCodeD[] = {{0, 12, Raw, M::text12d}};
 
-constexpr ListLayout kTextIds = itemList(kCountPrefix, 4, 0, fixedItem<kTextIdItem>(15, kTextIdBack), kCodeC, 12);
-constexpr ListLayout kFirstTextId = itemList({}, 0, kNoCount, fixedItem<kTextIdItem>(15, kTextIdBack), kCodeC, 12);
-constexpr ListLayout kTextFlagIds = itemList(kCountPrefix, 4, 0, fixedItem<kTextFlagIdItem>(15, kTextFlagIdBack), kCodeC, 12);
-constexpr ListLayout kTextFlags = itemList(kCountPrefix, 4, 0, fixedItem<kTextFlagItem>(13, kTextFlagBack), kCodeC, 12);
-constexpr ListLayout kNamedTexts = itemList(kNamedPrefix, 33, 29, fixedItem<kItemIdText8>(16, kItemIdText8Back));
-constexpr ListLayout kNamedChars = itemList(kNamedPrefix, 33, 29, fixedItem<kItemIdChar>(9));
-constexpr ListLayout kNamedCharsCode = itemList(kNamedPrefix, 33, 29, fixedItem<kItemIdChar>(9), kCodeD, 12);
-constexpr ListLayout kCodedTexts = itemList(kCodedAddressPrefix, 21, 17, fixedItem<kItemIdText8>(16, kItemIdText8Back));
-constexpr ListLayout kOtherChars = itemList(kOtherAddressPrefix, 16, 12, fixedItem<kShortIdCharItem>(5));
+constexpr ListLayout kTextIds = itemList(kCountPrefix, 4, 0, fixedItem<kTextIdItem, kTextIdBack, 15>(), kCodeC, 12);
+constexpr ListLayout kFirstTextId = itemList({}, 0, kNoCount, fixedItem<kTextIdItem, kTextIdBack, 15>(), kCodeC, 12);
+constexpr ListLayout kTextFlagIds = itemList(kCountPrefix, 4, 0, fixedItem<kTextFlagIdItem, kTextFlagIdBack, 15>(), kCodeC, 12);
+constexpr ListLayout kTextFlags = itemList(kCountPrefix, 4, 0, fixedItem<kTextFlagItem, kTextFlagBack, 13>(), kCodeC, 12);
+constexpr ListLayout kNamedTexts = itemList(kNamedPrefix, 33, 29, fixedItem<kItemIdText8, kItemIdText8Back, 16>());
+constexpr ListLayout kNamedChars = itemList(kNamedPrefix, 33, 29, fixedItem<kItemIdChar, 9>());
+constexpr ListLayout kNamedCharsCode = itemList(kNamedPrefix, 33, 29, fixedItem<kItemIdChar, 9>(), kCodeD, 12);
+constexpr ListLayout kCodedTexts = itemList(kCodedAddressPrefix, 21, 17, fixedItem<kItemIdText8, kItemIdText8Back, 16>());
+constexpr ListLayout kOtherChars = itemList(kOtherAddressPrefix, 16, 12, fixedItem<kShortIdCharItem, 5>());
 
 // Running count: starts at, added per item, largest value that still writes.
 constexpr OneFrameList k20002{kTextIds, runningCount(27, 15, atMost(8188)), kTooLong};
