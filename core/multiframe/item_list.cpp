@@ -27,23 +27,6 @@ ItemSize itemSize(const ItemFormat& format, const PavaDataItem& item) {
     return {format.size, format.size};
 }
 
-// Writes one item: a fixed-size item through its resolved field table, a
-// variable one through its own function.
-void writeItem(const ItemFormat& format, const ItemFields<PavaDataItem>& fields, const PavaDataItem& item,
-               char* dest, int room) {
-    if (format.write != nullptr)
-        format.write(format, item, dest);
-    else
-        fields.write(item, dest, room);
-}
-
-int64_t readItem(const ItemFormat& format, const ItemFields<PavaDataItem>& fields, const char* src, int room,
-                 PavaDataItem& item) {
-    if (format.read != nullptr) return format.read(format, src, room, item);
-    if (format.size > room || !fields.read(src, room, item)) return -1;
-    return format.size;
-}
-
 // The fewest bytes one item of the format takes in a body.
 int smallestItem(const ItemFormat& format) noexcept {
     if (format.size > 0) return format.size;
@@ -143,13 +126,12 @@ size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const Pa
                  size_t next, char* body, int& pos) {
     const size_t first = next;
     const int trailer = trailerExtent(list);
-    const ItemFields<PavaDataItem> fields(list.item.write != nullptr ? std::span<const Field>() : list.item.fields);
     for (; next < items.size(); ++next) {
         const PavaDataItem& item = items[next];
         const ItemSize size = itemSize(list.item, item);
         if (!passes(rule, next - first, pos, size.declared)) break;
         if (pos + size.written + trailer > kBody) break;
-        writeItem(list.item, fields, item, body + pos, static_cast<int>(kBody - pos));
+        list.item.write(list.item, item, body + pos);
         pos += static_cast<int>(size.written);
     }
     return next;
@@ -183,13 +165,11 @@ bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
     // One allocation for the list: as many items as the count says and the
     // rest of the body can hold.
     reserveFor(rec.dataList, count, static_cast<int>(kBody - pos), smallestItem(list.item));
-    const ItemFields<PavaDataItem> fields(list.item.read != nullptr ? std::span<const Field>()
-                                                                     : list.item.readFields());
     for (int i = 0; i < count; ++i) {
         if (pos > kBody) return false;
         // Read in place; an item that cannot be read is dropped again.
         PavaDataItem& item = rec.dataList.emplace_back();
-        const int64_t used = readItem(list.item, fields, body + pos, static_cast<int>(kBody - pos), item);
+        const int64_t used = list.item.read(list.item, body + pos, static_cast<int>(kBody - pos), item);
         if (used < 0) {
             rec.dataList.pop_back();
             return false;

@@ -42,10 +42,11 @@ using ItemWriteFn = void (*)(const ItemFormat& format, const PavaDataItem& item,
 // itself would be read from past the body.
 using ItemReadFn = int64_t (*)(const ItemFormat& format, const char* src, int room, PavaDataItem& item);
 
-// How one item is laid out. A fixed-size item is a Field table over the item
-// (`fields` out, `readBack` in where the decoder reads differently); a
-// variable item has its own three functions, and `fields` then only names its
-// leading fixed part for dissection.
+// How one item is laid out, and the functions that write and read it. A
+// fixed-size item is a Field table over the item (`fields` out, `readBack` in
+// where the decoder reads differently), its functions unrolled from the
+// tables; a variable item has functions of its own and a measure, and
+// `fields` then only names its leading fixed part for dissection.
 struct ItemFormat {
     std::span<const Field> fields;
     std::span<const Field> readBack;
