@@ -45,9 +45,33 @@ int CPavaMsgAnalyze::Data_To_Pava(PavaMsgList* out) {
     return def->encode(*def, &frames, this) != 0 ? PAVA_ERR_ENCODE : PAVA_OK;
 }
 
+uint8_t CPavaMsgAnalyze::keptBit(const void* list) const noexcept {
+    if (m_record == nullptr) return 0;
+    if (list == &m_record->dataList) return 1;
+    if (list == &m_record->dataList2) return 2;
+    if (list == &m_record->settingList) return 4;
+    if (list == &m_record->recordList) return 8;
+    return 0;
+}
+
+void CPavaMsgAnalyze::emptyKeptLists() noexcept {
+    if ((m_kept & 1) != 0) m_record->dataList.clear();
+    if ((m_kept & 2) != 0) m_record->dataList2.clear();
+    if ((m_kept & 4) != 0) m_record->settingList.clear();
+    if ((m_kept & 8) != 0) m_record->recordList.clear();
+    m_kept = 0;
+}
+
 int CPavaMsgAnalyze::Pava_To_Data(const PavaMsg* frame) {
     if (m_record == nullptr || frame == nullptr) return PAVA_ERR_NULL;
-    resetFullData(*m_record);
+    resetAllButLists(*m_record);
+    m_kept = 1 | 2 | 4 | 8;
+    // However the decode ends, an exception included, the lists it did not
+    // refill are emptied.
+    struct EmptyKept {
+        CPavaMsgAnalyze& an;
+        ~EmptyKept() { an.emptyKeptLists(); }
+    } emptyKept{*this};
     if (const int rc = parseHeadToData(frame); rc != 0) return rc;
     const MessageDef* def = findMessage(m_record->msgId);
     if (def == nullptr) return PAVA_ERR_NO_HANDLER;

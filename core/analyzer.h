@@ -3,7 +3,11 @@
 #ifndef ZMPAVA_CORE_ANALYZER_H
 #define ZMPAVA_CORE_ANALYZER_H
 
+#include <cstdint>
+#include <vector>
+
 #include "ZMPavaAnalyzer.h"
+#include "list_refill.h"
 
 namespace pava {
 
@@ -31,12 +35,30 @@ public:
     // Fills the record's six header members from the frame's header.
     int parseHeadToData(const PavaMsg* frame) const noexcept;
 
+    // One of the record's lists (or a list inside one of its items), to be
+    // filled by the decoder. Pava_To_Data leaves the items of the record's
+    // previous decode in its lists for the decoder to reuse, and empties,
+    // when the decode ends, every list no decoder took this way.
+    template <class T>
+    ListRefill<T> refill(std::vector<T>& list) noexcept {
+        m_kept &= static_cast<uint8_t>(~keptBit(&list));
+        return ListRefill<T>(list);
+    }
+
 private:
+    uint8_t keptBit(const void* list) const noexcept;
+    void emptyKeptLists() noexcept;
+
     PavaFullData* m_record;
+    uint8_t m_kept = 0;  // record lists still holding the previous decode's items
 };
 
 // Clears every member of the record as a decode does before it reads a frame.
 void resetFullData(PavaFullData& rec) noexcept;
+
+// The same, but the lists keep their items: Pava_To_Data hands them to the
+// decoder for reuse.
+void resetAllButLists(PavaFullData& rec) noexcept;
 
 }  // namespace pava
 

@@ -6,7 +6,7 @@
 
 namespace pava {
 
-void resetFullData(PavaFullData& rec) noexcept {
+void resetAllButLists(PavaFullData& rec) noexcept {
     rec.rii = rec.msgId = rec.msgType = rec.msgLen = rec.headFlag = rec.contFlag = 0;
     rec.intValue1 = rec.intValue2 = rec.intValue3 = rec.intValue4 = rec.intValue5 = 0;
     rec.intValue6 = rec.intValue7 = rec.intValue8 = rec.intValue9 = rec.intValue10 = 0;
@@ -19,13 +19,17 @@ void resetFullData(PavaFullData& rec) noexcept {
     // A plain block of characters and numbers, cleared in one go.
     static_assert(std::is_trivially_copyable_v<PavaFileBlock>);
     zeroFillReused(&rec.fileBlock, sizeof rec.fileBlock);
-    // Strings and lists are emptied; their capacity stays for the next decode.
+    // Strings are emptied; their capacity stays for the next decode.
     rec.string1.clear();
     rec.string2.clear();
     rec.string3.clear();
     rec.string4.clear();
     rec.string5.clear();
     rec.string6.clear();
+}
+
+void resetFullData(PavaFullData& rec) noexcept {
+    resetAllButLists(rec);
     rec.dataList.clear();
     rec.dataList2.clear();
     rec.settingList.clear();

@@ -79,18 +79,6 @@ bool enterDecode(int id, const PavaMsg* frame) noexcept;
 // Sets the body length and clears the continuation flag.
 void finishFrame(PavaMsg& frame, int length) noexcept;
 
-// Reserves room in a decoded list for `count` more elements, but for no more
-// than `room` body bytes can carry at `smallest` bytes each: the list grows by
-// one allocation, and a count read from a hostile frame reserves no more than
-// the frame could hold. A list that grows in steps still grows geometrically.
-template <class T>
-void reserveFor(std::vector<T>& list, int count, int room, int smallest) {
-    if (count <= 0 || room <= 0 || smallest <= 0) return;
-    const int most = room / smallest;
-    const size_t wanted = list.size() + static_cast<size_t>(count < most ? count : most);
-    if (wanted > list.capacity()) list.reserve(wanted > 2 * list.capacity() ? wanted : 2 * list.capacity());
-}
-
 }  // namespace pava
 
 #endif

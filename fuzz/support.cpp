@@ -168,6 +168,38 @@ void guardRecord(PavaFullData& rec, const Carried& carried) {
     }
 }
 
+namespace {
+
+// A record whose every list holds items with long texts, nested fields and
+// where-items: what an earlier decode may leave for the next to reuse.
+PavaFullData crowdedRecord() {
+    PavaFullData rec;
+    PavaFieldItem field;
+    field.fieldType = 7;
+    field.fieldLen = 40;
+    field.fieldText1 = field.fieldText2 = std::string(40, 'f');
+    PavaRecordItem record;
+    record.fieldList.assign(3, field);
+    record.fieldList2.assign(2, field);
+    record.recText1 = record.recText2 = record.recText3 = std::string(30, 'r');
+    record.recInt = 3;
+    rec.recordList.assign(3, record);
+    PavaDataItem item;
+    item.itemId = item.itemInt = item.itemInt2 = item.itemInt3 = 9;
+    item.itemText = item.itemText2 = std::string(120, 'i');
+    std::memset(item.itemBlock, 'b', sizeof item.itemBlock);
+    rec.dataList.assign(3, item);
+    rec.dataList2.assign(2, item);
+    PavaSettingItem setting;
+    setting.setId = setting.setInt = 5;
+    std::memset(setting.setText30, 's', sizeof setting.setText30);
+    setting.setText = setting.setText2 = std::string(250, 's');
+    rec.settingList.assign(3, setting);
+    return rec;
+}
+
+}  // namespace
+
 int checkedDecode(const PavaMsg& frame, PavaFullData* out) {
     dumpFrame(frame);
     static PavaMsg before;
@@ -202,6 +234,14 @@ int checkedDecode(const PavaMsg& frame, PavaFullData* out) {
             fail("decoded members depend on the record's prior content", id);
         if (image(rec, carried, true) != image(PavaFullData{}, carried, true))
             fail("the entry point left a member outside the id set", id);
+    }
+    // The same frame into records that hold list items already, its own
+    // decode's and a crowd of others: they are reused, and must not show.
+    static const PavaFullData crowded = crowdedRecord();
+    const std::string decoded = image(rec);
+    for (PavaFullData held : {rec, crowded}) {
+        if (Pava_To_Data(&frame, &held) != rc) fail("decode result depends on the record's list items", id);
+        if (image(held) != decoded) fail("decoded record depends on the list items it held", id);
     }
     if (out != nullptr) *out = std::move(rec);
     return rc;

@@ -157,23 +157,19 @@ void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const P
     reserveFrames(out, bytes, static_cast<int>(kBody) - list.itemsAt);
 }
 
-bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
+bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items) {
     readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec);
     const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);
-    rec.dataList.clear();
     int64_t pos = list.itemsAt;
     // One allocation for the list: as many items as the count says and the
     // rest of the body can hold.
-    reserveFor(rec.dataList, count, static_cast<int>(kBody - pos), smallestItem(list.item));
+    items.reserve(count, static_cast<int>(kBody - pos), smallestItem(list.item));
     for (int i = 0; i < count; ++i) {
         if (pos > kBody) return false;
-        // Read in place; an item that cannot be read is dropped again.
-        PavaDataItem& item = rec.dataList.emplace_back();
-        const int64_t used = list.item.read(list.item, body + pos, static_cast<int>(kBody - pos), item);
-        if (used < 0) {
-            rec.dataList.pop_back();
-            return false;
-        }
+        // Read in place; an item that cannot be read is not kept.
+        const int64_t used = list.item.read(list.item, body + pos, static_cast<int>(kBody - pos), items.next());
+        if (used < 0) return false;
+        items.keep();
         pos += used;
     }
     if (!list.trailerRead || list.trailer.empty()) return true;
@@ -182,7 +178,9 @@ bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec) {
 
 int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!enterDecode(id, frame)) return -1;
-    if (readItemList(list, frame->body, *an->record())) return 0;
+    PavaFullData& rec = *an->record();
+    ListRefill<PavaDataItem> items = an->refill(rec.dataList);
+    if (readItemList(list, frame->body, rec, items)) return 0;
     log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data data out of body! ", id);
     return -1;
 }

@@ -258,10 +258,10 @@ size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const Pa
 // Writes the count into the prefix.
 void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept;
 
-// Decodes a list body into rec: prefix, count, that many items appended to
-// `dataList`, trailer. False when a count or length points past the body; the
-// items read until then stay.
-bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec);
+// Decodes a list body into rec: prefix, count, that many items into `items`
+// (the record's `dataList`), trailer. False when a count or length points
+// past the body; the items read until then stay.
+bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items);
 
 // The decoder of every list message: entry text, null frame, readItemList;
 // a list that runs past the body is logged and gives -1.

@@ -79,25 +79,25 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     readFields(kHead, body, kBodyEnd, rec);
     const int records = readIntField(body + 12, 2);
     int pos = 14;
-    reserveFor(rec.recordList, records, kBodyEnd - pos, kRecordHead);
-    const ItemFields<PavaFieldItem> fieldTable(kField);
+    ListRefill<PavaRecordItem> list = an->refill(rec.recordList);
+    list.reserve(records, kBodyEnd - pos, kRecordHead);
     // Counts that would read past the body end the decode with what fits.
     for (int r = 0; r < records; ++r) {
         if (pos + kRecordHead > kBodyEnd) return -1;
-        PavaRecordItem record;
-        record.recInt = readIntField(body + pos, 2);
+        RecordRefill record = nextRecord(list);
+        record.record.recInt = readIntField(body + pos, 2);
         const int fields = readIntField(body + pos + 2, 3);
         pos += kRecordHead;
-        reserveFor(record.fieldList, fields, kBodyEnd - pos, kFieldSize);
+        record.fields.reserve(fields, kBodyEnd - pos, kFieldSize);
         for (int f = 0; f < fields; ++f) {
             if (pos + kFieldSize > kBodyEnd) return -1;
-            PavaFieldItem field;
+            PavaFieldItem& field = record.fields.next();
             readFixedText(field.fieldText1, body + pos, 12);
             readFixedText(field.fieldText2, body + pos + 12, 30);
-            record.fieldList.push_back(std::move(field));
+            record.fields.keep();
             pos += kFieldSize;
         }
-        rec.recordList.push_back(std::move(record));
+        list.keep();
     }
     return 0;
 }

@@ -116,7 +116,8 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     rec.string4.resize(65);
     const int structures = readIntField(body + kCountPos, 4);
     int pos = kHeadSize;
-    reserveFor(rec.recordList, structures, kBodyEnd - pos, 4);
+    ListRefill<PavaRecordItem> records = an->refill(rec.recordList);
+    records.reserve(structures, kBodyEnd - pos, 4);
     // Counts and widths that would read past the body end the decode with
     // the structures read so far, in the family's words.
     for (int s = 0; s < structures; ++s) {
@@ -126,14 +127,15 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         }
         const int attributes = readIntField(body + pos, 4);
         pos += 4;
-        PavaRecordItem structure;
-        reserveFor(structure.fieldList, attributes, kBodyEnd - pos, kAttributeHead);
+        // A structure is kept once all its attributes are read.
+        RecordRefill structure = nextRecord(records);
+        structure.fields.reserve(attributes, kBodyEnd - pos, kAttributeHead);
         for (int a = 0; a < attributes; ++a) {
             if (pos + kAttributeHead > kBodyEnd) {
                 log::write("over the max pava message length");
                 return -1;
             }
-            PavaFieldItem attr;
+            PavaFieldItem& attr = structure.fields.next();
             readFixedText(attr.fieldText1, body + pos, 100);
             attr.fieldType = readIntField(body + pos + 100, 2);
             attr.fieldLen = readIntField(body + pos + 102, 4);
@@ -147,9 +149,9 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             attr.fieldText2.assign(static_cast<size_t>(width) + 1, '\0');
             copyTextField(attr.fieldText2.data(), width, body + pos + kAttributeHead, kBodyEnd - pos - kAttributeHead);
             pos += kAttributeHead + width;
-            structure.fieldList.push_back(std::move(attr));
+            structure.fields.keep();
         }
-        rec.recordList.push_back(std::move(structure));
+        records.keep();
     }
     return 0;
 }

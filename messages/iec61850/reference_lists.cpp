@@ -111,16 +111,16 @@ int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     PavaFullData& rec = *an->record();
     readFields(k61850HeadIn, frame->body, kBodyEnd, rec);
     const int count = readIntField(frame->body + 78, 4);
-    reserveFor(rec.dataList, count, kBodyEnd - k61850Items, kReferenceWidth);
+    ListRefill<PavaDataItem> items = an->refill(rec.dataList);
+    items.reserve(count, kBodyEnd - k61850Items, kReferenceWidth);
     const ItemFields<PavaDataItem> reference(kReference);
     for (int i = 0; i < count; ++i) {
         const int at = k61850Items + kReferenceWidth * i;
-        PavaDataItem item;
-        if (!reference.read(frame->body + at, kBodyEnd - at, item)) {
+        if (!reference.read(frame->body + at, kBodyEnd - at, items.next())) {
             log::write(kHeadTooLong);
             return -1;
         }
-        rec.dataList.push_back(std::move(item));
+        items.keep();
     }
     return 0;
 }
@@ -201,10 +201,11 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     readFields(k61851HeadIn, body, kBodyEnd, rec);
     const int count = readIntField(body + 76, 4);
     int at = 80;
-    reserveFor(rec.dataList, count, kBodyEnd - at, kItemHead);
+    ListRefill<PavaDataItem> items = an->refill(rec.dataList);
+    items.reserve(count, kBodyEnd - at, kItemHead);
     const ItemFields<PavaDataItem> itemHead(kValueItemIn);
     for (int i = 0; i < count; ++i, at += kItemHead) {
-        PavaDataItem item;
+        PavaDataItem& item = items.next();
         if (!itemHead.read(body + at, kBodyEnd - at, item)) {
             log::write(kHeadTooLong);
             return -1;
@@ -219,7 +220,7 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         item.itemText2.assign(static_cast<size_t>(width), '\0');
         if (width > 0)
             copyTextField(item.itemText2.data(), width, body + at + kItemHead, kBodyEnd - at - kItemHead);
-        rec.dataList.push_back(std::move(item));
+        items.keep();
     }
     return 0;
 }
@@ -235,13 +236,14 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     rec.string4.resize(65);
     const int count = readIntField(body + 88, 4);
     int used = 92;
-    reserveFor(rec.dataList, count, kBodyEnd - used, kItemHead);
+    ListRefill<PavaDataItem> items = an->refill(rec.dataList);
+    items.reserve(count, kBodyEnd - used, kItemHead);
     for (int i = 0; i < count; ++i) {
         if (used + kItemHead > kBodyEnd) {
             log::write(kHeadTooLong);
             return -1;
         }
-        PavaDataItem item;
+        PavaDataItem& item = items.next();
         readFixedText(item.itemText, body + used, kReferenceWidth);
         item.itemId = readIntField(body + used + 100, 2);
         item.itemInt2 = readIntField(body + used + 102, 4);
@@ -252,7 +254,7 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         }
         item.itemText2.assign(body + used + kItemHead, static_cast<size_t>(width));
         used += width + kItemHead;
-        rec.dataList.push_back(std::move(item));
+        items.keep();
     }
     return 0;
 }

@@ -36,7 +36,8 @@ int encodeCodes(const void*, const PavaFullData& rec, char* body) {
     return kCodesAt + kCodeWidth * block.fbCount;
 }
 
-int decodeCodes(const void*, const PavaMsg& frame, PavaFullData& rec) {
+int decodeCodes(const void*, const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    PavaFullData& rec = *an.record();
     const char* body = frame.body;
     PavaFileBlock& block = rec.fileBlock;
     for (int i = 0; i < block.fbCount; ++i) {

@@ -537,15 +537,15 @@ int readOutside(int64_t reach) {
 // pos, so they do not keep the reads inside the body when the entries start
 // late: a head or value that would be read outside it, or a negative length
 // (a read of negative size), gives kOutside.
-int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem>& list, int base = 15) {
+int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>& list, int base = 15) {
     if (count < 1) return 0;
-    reserveFor(list, count, kBodyEnd - pos, kEntryHead);
+    list.reserve(count, kBodyEnd - pos, kEntryHead);
     int consumed = 0;
     for (int i = 0; i < count; ++i) {
         if (base + consumed + 27 > kBodyEnd) return 0;
         const int at = pos + consumed;
         if (at + kEntryHead > kBodyEnd) return readOutside(int64_t{at} + (at + 2 > kBodyEnd ? 2 : kEntryHead));
-        PavaFieldItem e;
+        PavaFieldItem& e = list.next();
         e.fieldType = readIntField(body + at, 2);
         e.fieldLen = readIntField(body + at + 2, 4);
         const int64_t valueEnd = int64_t{at} + kEntryHead + e.fieldLen;
@@ -553,7 +553,7 @@ int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem
         if (e.fieldLen < 0 || valueEnd > kBodyEnd) return readOutside(valueEnd);
         e.fieldText1.assign(body + at + kEntryHead, static_cast<size_t>(e.fieldLen));
         consumed += kEntryHead + e.fieldLen;
-        list.push_back(std::move(e));
+        list.keep();
     }
     return consumed;
 }
@@ -562,16 +562,16 @@ int parseEntries(const char* body, int pos, int count, std::vector<PavaFieldItem
 // quietly at the first record whose fields fail to parse; a read outside the
 // body fails (-1) with the records before it kept. A field count that would
 // pass the body end stops quietly when countEndsQuietly, else fails.
-int parseRecords(const char* body, int pos, int count, std::vector<PavaRecordItem>& records,
+int parseRecords(const char* body, int pos, int count, ListRefill<PavaRecordItem>& records,
                  bool countEndsQuietly) {
-    reserveFor(records, count, kBodyEnd - pos, 4 + kEntryHead);
+    records.reserve(count, kBodyEnd - pos, 4 + kEntryHead);
     for (int i = 0; i < count; ++i) {
         if (pos + 4 > kBodyEnd) return countEndsQuietly ? 0 : readOutside(int64_t{pos} + 4);
-        PavaRecordItem record;
-        const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fieldList);
+        RecordRefill record = nextRecord(records);
+        const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fields);
         if (n == kOutside) return -1;
         if (n == 0) return 0;
-        records.push_back(std::move(record));
+        records.keep();
         pos += 4 + n;
     }
     return 0;
@@ -621,31 +621,41 @@ int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if ((rec->intValue14 != 2 && rec->intValue14 != 3) || rec->intValue16 == 1) return 0;
     if (!subTypeIn(rec->intValue16, 2, 2, kFuncType10003)) return -1;
     const char* body = frame->body;
-    PavaRecordItem record;
+    ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
     int consumed = 0;
     const int fieldCount = readIntField(body + kCountPos, 4);
     if (fieldCount > 0) {
-        consumed = parseEntries(body, kEntriesPos, fieldCount, record.fieldList);
+        RecordRefill fields = nextRecord(records);
+        consumed = parseEntries(body, kEntriesPos, fieldCount, fields.fields);
         if (consumed == kOutside) return -1;
         if (consumed == 0) return 0;
-        rec->recordList.push_back(record);
+        records.keep();
+    }
+    // The where-items go into a second record that repeats the fields of the
+    // first, if there is one.
+    RecordRefill where = nextRecord(records);
+    if (records.size() == 1) {
+        for (const PavaFieldItem& field : records[0].fieldList) {
+            where.fields.next() = field;
+            where.fields.keep();
+        }
     }
     // The size tests leave the item count inside the body.
     const int itemsPos = kEntriesPos + consumed;
-    const int items = parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), record.fieldList2);
+    const int items = parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), where.fields2);
     if (items == kOutside) return -1;
-    if (items != 0) rec->recordList.push_back(std::move(record));
+    if (items != 0) records.keep();
     return 0;
 }
 
-// Parses `count` entries into a new record's list and appends the record
-// when the parse succeeds; -1 for a read outside the body.
-int parseOneRecord(const char* body, int pos, int count, std::vector<PavaFieldItem> PavaRecordItem::*list,
-                   std::vector<PavaRecordItem>& records) {
-    PavaRecordItem record;
+// Parses `count` entries into a new record's list and keeps the record when
+// the parse succeeds; -1 for a read outside the body.
+int parseOneRecord(const char* body, int pos, int count, ListRefill<PavaFieldItem> RecordRefill::*list,
+                   ListRefill<PavaRecordItem>& records) {
+    RecordRefill record = nextRecord(records);
     const int n = parseEntries(body, pos, count, record.*list);
     if (n == kOutside) return -1;
-    if (n != 0) records.push_back(std::move(record));
+    if (n != 0) records.keep();
     return 0;
 }
 
@@ -655,10 +665,11 @@ int decode10002(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const char* body = frame->body;
     const int fn = rec->intValue14;
     const int count = readIntField(body + kCountPos, 4);
-    if (fn == 1) return parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
+    ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
+    if (fn == 1) return parseOneRecord(body, kEntriesPos, count, &RecordRefill::fields, records);
     if (fn != 2 && fn != 3) return 0;
     if (!subTypeIn(rec->intValue16, 1, 2, kFuncType10003)) return -1;
-    return parseRecords(body, kEntriesPos, count, rec->recordList, false);
+    return parseRecords(body, kEntriesPos, count, records, false);
 }
 
 int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
@@ -667,11 +678,11 @@ int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!subTypeIn(rec->intValue16, 3, 5, "error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "))
         return -1;
     const char* body = frame->body;
-    if (rec->intValue16 == 5) return parseOneRecord(body, kCountPos, 1, &PavaRecordItem::fieldList2, rec->recordList);
-    rec->recordList.clear();
+    ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
+    if (rec->intValue16 == 5) return parseOneRecord(body, kCountPos, 1, &RecordRefill::fields2, records);
     const int count = readIntField(body + kCountPos, 4);
     if (count == 0) return 0;
-    return parseOneRecord(body, kEntriesPos, count, &PavaRecordItem::fieldList, rec->recordList);
+    return parseOneRecord(body, kEntriesPos, count, &RecordRefill::fields, records);
 }
 
 // 10004 records: a field count (4), the fields, then the where-items. The
@@ -693,24 +704,25 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const int end = bodyLength < kBodyEnd ? bodyLength : kBodyEnd;
     const int count = readIntField(body + kCountPos, 4);
     int pos = kEntriesPos;
-    reserveFor(rec->recordList, count, end - pos, 4 + kEntryHead);
+    ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
+    records.reserve(count, end - pos, 4 + kEntryHead);
     for (int i = 0; i < count && pos + 4 <= end; ++i) {
-        PavaRecordItem record;
+        RecordRefill record = nextRecord(records);
         const int fieldCount = readIntField(body + pos, 4);
         pos += 4;
         if (fieldCount != 0) {
-            const int n = parseEntries(body, pos, fieldCount, record.fieldList);
+            const int n = parseEntries(body, pos, fieldCount, record.fields);
             if (n == kOutside) return -1;
             if (n == 0) return 0;
             pos += n;
         }
         do {
-            const int n = parseEntries(body, pos, 1, record.fieldList2);
+            const int n = parseEntries(body, pos, 1, record.fields2);
             if (n == kOutside) return -1;
             if (n == 0) return 0;
             pos += n;
         } while (i + 1 == count && pos < end);
-        rec->recordList.push_back(std::move(record));
+        records.keep();
     }
     return 0;
 }
@@ -736,8 +748,8 @@ int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
         return 0;
     }
     if (sub != 1 && sub != 2) return 0;
-    return parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4),
-                        rec->recordList, true);
+    ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
+    return parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4), records, true);
 }
 
 // What follows the prefix, in words. An entry is type (2) | length (4) |

@@ -54,21 +54,22 @@ int encodeSettings(const void* params, const PavaFullData& rec, char* body) {
     return at;
 }
 
-int decodeSettings(const void* params, const PavaMsg& frame, PavaFullData& rec) {
+int decodeSettings(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    PavaFullData& rec = *an.record();
     const char* body = frame.body;
     const SettingRows& rows = static_cast<const SettingList*>(params)->decode;
     const int count = readIntField(body + rows.countAt, rows.countWidth);
     int at = rows.first;
-    if (rows.stride > 0) reserveFor(rec.settingList, count, rows.limit, rows.stride);
+    ListRefill<PavaSettingItem> items = an.refill(rec.settingList);
+    if (rows.stride > 0) items.reserve(count, rows.limit, rows.stride);
     const ItemFields<PavaSettingItem> fields(rows.fields);
     for (int k = 0; k < count; ++k, at += rows.stride) {
         if (static_cast<int64_t>(rows.stride) * (k + 1) > rows.limit) {
             log::write(rows.tooMany);
             return -1;
         }
-        PavaSettingItem item;
-        if (!fields.read(body + at, MAX_PAVA_MSG_LEN - at, item)) return -1;
-        rec.settingList.push_back(std::move(item));
+        if (!fields.read(body + at, MAX_PAVA_MSG_LEN - at, items.next())) return -1;
+        items.keep();
     }
     return 0;
 }

@@ -50,7 +50,7 @@ int decodeFrame(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     }
     PavaFullData& rec = *an->record();
     if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, rec)) return -1;
-    return rules.tail.decode != nullptr ? rules.tail.decode(rules.tail.params, *frame, rec) : 0;
+    return rules.tail.decode != nullptr ? rules.tail.decode(rules.tail.params, *frame, *an) : 0;
 }
 
 int encodeTextTail(const void* params, const PavaFullData& rec, char* body) {
@@ -71,7 +71,8 @@ int encodeTextTail(const void* params, const PavaFullData& rec, char* body) {
     return t.offset + static_cast<int>(n);
 }
 
-int decodeTextTail(const void* params, const PavaMsg& frame, PavaFullData& rec) {
+int decodeTextTail(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    PavaFullData& rec = *an.record();
     const auto& t = *static_cast<const TextTail*>(params);
     const int64_t length = t.rule == HeaderLength::Bounded ? readHead(&frame).getLength() : rec.msgLen;
     const int64_t n = length - t.offset;

@@ -19,7 +19,7 @@ namespace pava::messages {
 // says so, its header) and returns 0, or -1 keeping what it stored.
 struct BodyTail {
     int (*encode)(const void* params, const PavaFullData& rec, char* body) = nullptr;
-    int (*decode)(const void* params, const PavaMsg& frame, PavaFullData& rec) = nullptr;
+    int (*decode)(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an) = nullptr;
     const void* params = nullptr;
 };
 
@@ -80,7 +80,7 @@ struct TextTail {
 };
 
 int encodeTextTail(const void* params, const PavaFullData& rec, char* body);
-int decodeTextTail(const void* params, const PavaMsg& frame, PavaFullData& rec);
+int decodeTextTail(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an);
 
 // Every tail is declared through this check: a text of `cap` characters at
 // `offset` must stay within the body, or the table does not compile.

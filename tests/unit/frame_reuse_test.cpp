@@ -51,57 +51,6 @@ TEST(ZeroFill, ReusedBlockLosesEveryStrayByte) {
     }
 }
 
-PavaFieldItem field(int type, const std::string& value) {
-    PavaFieldItem f;
-    f.fieldType = type;
-    f.fieldLen = static_cast<int>(value.size());
-    f.fieldText1 = value;
-    f.fieldText2 = value;
-    return f;
-}
-
-// A record with the members the codecs read filled in, and `items` entries
-// in each list; `hostile` adds entries that make splitting encoders fail part
-// way, after frames were appended.
-PavaFullData busyRecord(int id, size_t items, bool hostile) {
-    PavaFullData rec = test::recordFor(id);
-    rec.rii = 7;
-    rec.msgType = 1;
-    rec.intValue1 = rec.intValue2 = rec.intValue3 = rec.intValue5 = 4;
-    rec.intValue4 = rec.intValue14 = 2;
-    rec.intValue16 = id == 10004 ? 3 : 1;
-    PAVA_SET_TEXT(rec.text12a, "CODE-A-12CHR");
-    PAVA_SET_TEXT(rec.text12b, "CODE-B-12CHR");
-    PAVA_SET_TEXT(rec.text64a, "a text of the record");
-    rec.string1 = rec.string4 = rec.string5 = "some free text";
-    rec.fileBlock.fbCount = 2;
-    for (size_t i = 0; i < items; ++i) {
-        std::string value = "V";
-        value += std::to_string(i);
-        PavaDataItem item = test::dataItem(static_cast<int>(i), i % 7 == 0 ? std::string(40, 't') : value);
-        item.itemText2 = value;
-        item.itemInt2 = static_cast<int>(value.size());
-        rec.dataList.push_back(item);
-        PavaRecordItem record;
-        record.fieldList = {field(1, value), field(2, "LD0/LLN0.Mod.stVal")};
-        rec.recordList.push_back(record);
-        PavaSettingItem setting;
-        setting.setId = static_cast<int>(i);
-        setting.setText = value;
-        rec.settingList.push_back(setting);
-    }
-    if (hostile) {
-        PavaRecordItem huge;
-        huge.fieldList = {field(1, std::string(8150, 'H'))};
-        rec.recordList.push_back(huge);
-        PavaDataItem wide = test::dataItem(1, "W");
-        wide.itemText2 = std::string(8150, 'w');
-        wide.itemInt2 = 8150;
-        rec.dataList.push_back(wide);
-    }
-    return rec;
-}
-
 std::string framesText(const PavaMsgList& frames) {
     std::string bytes;
     for (const PavaMsg& f : frames) bytes.append(reinterpret_cast<const char*>(&f), sizeof f);
@@ -115,7 +64,7 @@ TEST(FrameReuse, EveryIdGivesTheSameFramesWhateverTheListHeld) {
     for (const MessageDef* def : registeredMessages()) {
         for (const size_t items : {0u, 3u, 700u}) {
             for (const bool hostile : {false, true}) {
-                PavaFullData rec = busyRecord(def->id, items, hostile);
+                PavaFullData rec = test::busyRecord(def->id, items, hostile);
                 PavaFullData copy = rec;
                 PavaMsgList expected;
                 const int expectedRc = Data_To_Pava(&copy, &expected);
@@ -137,7 +86,7 @@ TEST(FrameReuse, EveryIdGivesTheSameFramesWhateverTheListHeld) {
 // own bytes behind the copied content must not survive either.
 TEST(FrameReuse, CopiedContinuationsLeaveNothingOfTheReusedFrame) {
     for (const int id : {61851, 61901, 61858}) {
-        PavaFullData rec = busyRecord(id, 900, false);
+        PavaFullData rec = test::busyRecord(id, 900, false);
         PavaMsgList expected;
         ASSERT_EQ(Data_To_Pava(&rec, &expected), PAVA_OK) << id;
         ASSERT_GT(expected.size(), 2u) << id;
@@ -152,7 +101,7 @@ TEST(FrameReuse, CopiedContinuationsLeaveNothingOfTheReusedFrame) {
 // the room for them keeps its own allocation.
 TEST(FrameReuse, ListsWithRoomAreNotReallocatedAndNewOnesGrowOnce) {
     for (const int id : {20018, 30014, 20155, 61851, 61901, 61858}) {
-        PavaFullData rec = busyRecord(id, 5000, false);
+        PavaFullData rec = test::busyRecord(id, 5000, false);
         PavaMsgList fresh;
         ASSERT_EQ(Data_To_Pava(&rec, &fresh), PAVA_OK) << id;
         ASSERT_GT(fresh.size(), 3u) << id;

@@ -76,6 +76,57 @@ inline PavaFullData listRecord(int id, size_t count, const std::string& text = "
     return rec;
 }
 
+inline PavaFieldItem fieldItem(int type, const std::string& value) {
+    PavaFieldItem f;
+    f.fieldType = type;
+    f.fieldLen = static_cast<int>(value.size());
+    f.fieldText1 = value;
+    f.fieldText2 = value;
+    return f;
+}
+
+// A record with the members the codecs read filled in, and `items` entries
+// in each list; `hostile` adds entries that make splitting encoders fail part
+// way, after frames were appended.
+inline PavaFullData busyRecord(int id, size_t items, bool hostile) {
+    PavaFullData rec = recordFor(id);
+    rec.rii = 7;
+    rec.msgType = 1;
+    rec.intValue1 = rec.intValue2 = rec.intValue3 = rec.intValue5 = 4;
+    rec.intValue4 = rec.intValue14 = 2;
+    rec.intValue16 = id == 10004 ? 3 : 1;
+    PAVA_SET_TEXT(rec.text12a, "CODE-A-12CHR");
+    PAVA_SET_TEXT(rec.text12b, "CODE-B-12CHR");
+    PAVA_SET_TEXT(rec.text64a, "a text of the record");
+    rec.string1 = rec.string4 = rec.string5 = "some free text";
+    rec.fileBlock.fbCount = 2;
+    for (size_t i = 0; i < items; ++i) {
+        std::string value = "V";
+        value += std::to_string(i);
+        PavaDataItem item = dataItem(static_cast<int>(i), i % 7 == 0 ? std::string(40, 't') : value);
+        item.itemText2 = value;
+        item.itemInt2 = static_cast<int>(value.size());
+        rec.dataList.push_back(item);
+        PavaRecordItem record;
+        record.fieldList = {fieldItem(1, value), fieldItem(2, "LD0/LLN0.Mod.stVal")};
+        rec.recordList.push_back(record);
+        PavaSettingItem setting;
+        setting.setId = static_cast<int>(i);
+        setting.setText = value;
+        rec.settingList.push_back(setting);
+    }
+    if (hostile) {
+        PavaRecordItem huge;
+        huge.fieldList = {fieldItem(1, std::string(8150, 'H'))};
+        rec.recordList.push_back(huge);
+        PavaDataItem wide = dataItem(1, "W");
+        wide.itemText2 = std::string(8150, 'w');
+        wide.itemInt2 = 8150;
+        rec.dataList.push_back(wide);
+    }
+    return rec;
+}
+
 // Bytes as a C++ string literal would show them, for readable failures.
 inline std::string printable(const std::string& bytes) {
     std::string out;
