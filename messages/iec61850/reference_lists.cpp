@@ -97,9 +97,8 @@ int encode61850(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     writeFields(k61850Head, rec, frame->body, kBodyEnd);
     writeIntField(count, frame->body + 78, 4);
     char* at = frame->body + k61850Items;
-    const ItemFields<PavaDataItem> reference(kReference);
     for (const PavaDataItem& item : rec.dataList) {
-        reference.write(item, at, kReferenceWidth);
+        writeUnrolled<kReference>(item, at);
         at += kReferenceWidth;
     }
     finishFrame(*frame, k61850Items + kReferenceWidth * count);
@@ -113,13 +112,13 @@ int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     const int count = readIntField(frame->body + 78, 4);
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
     items.reserve(count, kBodyEnd - k61850Items, kReferenceWidth);
-    const ItemFields<PavaDataItem> reference(kReference);
     for (int i = 0; i < count; ++i) {
         const int at = k61850Items + kReferenceWidth * i;
-        if (!reference.read(frame->body + at, kBodyEnd - at, items.next())) {
+        if (kBodyEnd - at < kReferenceWidth) {
             log::write(kHeadTooLong);
             return -1;
         }
+        readUnrolled<kReference>(frame->body + at, items.next());
         items.keep();
     }
     return 0;
@@ -203,13 +202,13 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     int at = 80;
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
     items.reserve(count, kBodyEnd - at, kItemHead);
-    const ItemFields<PavaDataItem> itemHead(kValueItemIn);
     for (int i = 0; i < count; ++i, at += kItemHead) {
-        PavaDataItem& item = items.next();
-        if (!itemHead.read(body + at, kBodyEnd - at, item)) {
+        if (kBodyEnd - at < kItemHead) {
             log::write(kHeadTooLong);
             return -1;
         }
+        PavaDataItem& item = items.next();
+        readUnrolled<kValueItemIn>(body + at, item);
         const int width = item.itemInt2;
         if (width < 0) {
             log::write(kValueTooLong);

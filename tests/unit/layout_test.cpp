@@ -96,21 +96,36 @@ TEST(Layout, MembersResolveOnlyOnTheirOwner) {
     EXPECT_EQ(memberOwner(M::setText30), MemberOwner::Setting);
 }
 
-// A list's item table resolved once runs exactly as the field-by-field path:
-// every kind and flag, members of every storage type, a field without member,
-// a window too small, and a table too long to resolve.
-TEST(ItemFieldsTable, WritesAndReadsAsTheFieldByFieldPath) {
-    constexpr Field table[] = {
-        {0, 8, Decimal, M::itemId},           {8, 3, Text, M::itemText},
-        {11, 15, Raw, M::itemBlock},          {26, 20, TextRaw, M::itemText2, kNulPadded},
-        {46, 2, Decimal, M::itemInt2, kWriteZero}, {48, 4, Decimal, M::None},
-        {52, 6, Raw, M::itemText},            {58, 4, Text, M::itemBlock, kClearMember},
-    };
-    constexpr Field longTable[] = {
-        {0, 2, Decimal, M::itemId},  {2, 2, Decimal, M::itemInt},  {4, 2, Decimal, M::itemInt2},
-        {6, 2, Decimal, M::itemInt3}, {8, 2, Text, M::itemText},   {10, 2, Text, M::itemText2},
-        {12, 2, Raw, M::itemBlock},  {14, 2, Decimal, M::itemId},  {16, 2, Raw, M::itemText},
-    };
+// Item tables of every kind and flag, members of every storage type and a
+// field without member; the long one is too long to resolve at run time.
+constexpr Field kMixedItem[] = {
+    {0, 8, Decimal, M::itemId},           {8, 3, Text, M::itemText},
+    {11, 15, Raw, M::itemBlock},          {26, 20, TextRaw, M::itemText2, kNulPadded},
+    {46, 2, Decimal, M::itemInt2, kWriteZero}, {48, 4, Decimal, M::None},
+    {52, 6, Raw, M::itemText},            {58, 4, Text, M::itemBlock, kClearMember},
+};
+constexpr Field kLongItem[] = {
+    {0, 2, Decimal, M::itemId},  {2, 2, Decimal, M::itemInt},  {4, 2, Decimal, M::itemInt2},
+    {6, 2, Decimal, M::itemInt3}, {8, 2, Text, M::itemText},   {10, 2, Text, M::itemText2},
+    {12, 2, Raw, M::itemBlock},  {14, 2, Decimal, M::itemId},  {16, 2, Raw, M::itemText},
+};
+
+void expectSameItem(const PavaDataItem& a, const PavaDataItem& b, const char* path) {
+    EXPECT_EQ(a.itemId, b.itemId) << path;
+    EXPECT_EQ(a.itemInt, b.itemInt) << path;
+    EXPECT_EQ(a.itemInt2, b.itemInt2) << path;
+    EXPECT_EQ(a.itemInt3, b.itemInt3) << path;
+    EXPECT_EQ(a.itemText, b.itemText) << path;
+    EXPECT_EQ(a.itemText2, b.itemText2) << path;
+    EXPECT_EQ(std::string(a.itemBlock, 16), std::string(b.itemBlock, 16)) << path;
+}
+
+// A list's item table resolved once at run time, and unrolled at compile
+// time, runs exactly as the field-by-field path: the same bytes out, the same
+// item back, and a window too small refused.
+template <const auto& Table>
+void checkItemTable() {
+    const std::span<const Field> fields(Table);
     PavaDataItem item;
     item.itemId = -1234567;
     item.itemInt = 5;
@@ -119,23 +134,33 @@ TEST(ItemFieldsTable, WritesAndReadsAsTheFieldByFieldPath) {
     item.itemText = std::string("ab\0c", 4);
     item.itemText2 = "a longer second text";
     std::memcpy(item.itemBlock, "BLOCK\0OF-15-CH", 15);
-    for (const std::span<const Field> fields : {std::span<const Field>(table), std::span<const Field>(longTable)}) {
-        const ItemFields<PavaDataItem> resolved(fields);
-        for (const int room : {70, 61, 0}) {
-            std::string generic(70, '\x7f');
-            std::string once(70, '\x7f');
-            EXPECT_EQ(resolved.write(item, once.data(), room), writeFields(fields, item, generic.data(), room));
-            EXPECT_EQ(test::printable(once), test::printable(generic)) << room;
-            PavaDataItem readGeneric;
-            PavaDataItem readOnce;
-            EXPECT_EQ(resolved.read(generic.data(), room, readOnce), readFields(fields, generic.data(), room, readGeneric));
-            EXPECT_EQ(readOnce.itemId, readGeneric.itemId);
-            EXPECT_EQ(readOnce.itemInt2, readGeneric.itemInt2);
-            EXPECT_EQ(readOnce.itemText, readGeneric.itemText);
-            EXPECT_EQ(readOnce.itemText2, readGeneric.itemText2);
-            EXPECT_EQ(std::string(readOnce.itemBlock, 16), std::string(readGeneric.itemBlock, 16));
-        }
+    const ItemFields<PavaDataItem> resolved(fields);
+    for (const int room : {70, 61, 0}) {
+        std::string generic(70, '\x7f');
+        std::string once(70, '\x7f');
+        EXPECT_EQ(resolved.write(item, once.data(), room), writeFields(fields, item, generic.data(), room));
+        EXPECT_EQ(test::printable(once), test::printable(generic)) << room;
+        PavaDataItem readGeneric;
+        PavaDataItem readOnce;
+        EXPECT_EQ(resolved.read(generic.data(), room, readOnce), readFields(fields, generic.data(), room, readGeneric));
+        expectSameItem(readOnce, readGeneric, "resolved");
     }
+    std::string generic(70, '\x7f');
+    std::string unrolled(70, '\x7f');
+    writeFields(fields, item, generic.data(), 70);
+    writeUnrolled<Table>(item, unrolled.data());
+    EXPECT_EQ(test::printable(unrolled), test::printable(generic));
+    // Read back over members that hold something, as a reused item may not.
+    PavaDataItem readGeneric = item;
+    PavaDataItem readUnrolledItem = item;
+    readFields(fields, generic.data(), 70, readGeneric);
+    readUnrolled<Table>(generic.data(), readUnrolledItem);
+    expectSameItem(readUnrolledItem, readGeneric, "unrolled");
+}
+
+TEST(ItemFieldsTable, WritesAndReadsAsTheFieldByFieldPath) {
+    checkItemTable<kMixedItem>();
+    checkItemTable<kLongItem>();
 }
 
 }  // namespace
