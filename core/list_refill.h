@@ -51,7 +51,7 @@ inline void clearItem(PavaRecordItem& item) noexcept {
 template <class T>
 class ListRefill {
 public:
-    explicit ListRefill(std::vector<T>& list) noexcept : m_list(list) {}
+    explicit ListRefill(std::vector<T>& list) noexcept : m_list(list), m_held(list.size()) {}
     ListRefill(const ListRefill&) = delete;
     ListRefill& operator=(const ListRefill&) = delete;
     ~ListRefill() {
@@ -61,12 +61,14 @@ public:
     // The next item, empty; one handed out but not kept is handed out again.
     // It stays valid until next() is called again.
     T& next() {
-        if (m_kept < m_list.size()) {
+        if (m_kept < m_held) {
             T& item = m_list[m_kept];
             clearItem(item);
             return item;
         }
-        return m_list.emplace_back();
+        T& item = m_list.emplace_back();
+        ++m_held;
+        return item;
     }
     // The list keeps the item last handed out.
     void keep() noexcept { ++m_kept; }
@@ -86,6 +88,7 @@ public:
 
 private:
     std::vector<T>& m_list;
+    size_t m_held;  // items in the list: those it held, then those added
     size_t m_kept = 0;
 };
 
