@@ -209,10 +209,15 @@ void readItemField(const char* src, PavaDataItem& item) {
         value = readIntField(from, F.width);
     } else if constexpr (text) {
         std::string& s = m == Member::itemText ? item.itemText : item.itemText2;
-        if constexpr (F.kind == FieldKind::Text)
+        if constexpr (F.kind == FieldKind::Text && F.width == 1) {
+            // One character, none when it is NUL: without a call.
+            s.clear();
+            if (*from != '\0') s.push_back(*from);
+        } else if constexpr (F.kind == FieldKind::Text) {
             s.assign(from, static_cast<size_t>(fieldTextLength(from, F.width)));
-        else
+        } else {
             s.assign(from, F.width);
+        }
     } else {
         // Never past the block, whatever the field's width.
         constexpr int width = F.width < sizeof item.itemBlock ? F.width : static_cast<int>(sizeof item.itemBlock);

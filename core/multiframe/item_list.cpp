@@ -164,14 +164,7 @@ bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, L
     // One allocation for the list: as many items as the count says and the
     // rest of the body can hold.
     items.reserve(count, static_cast<int>(kBody - pos), smallestItem(list.item));
-    for (int i = 0; i < count; ++i) {
-        if (pos > kBody) return false;
-        // Read in place; an item that cannot be read is not kept.
-        const int64_t used = list.item.read(list.item, body + pos, static_cast<int>(kBody - pos), items.next());
-        if (used < 0) return false;
-        items.keep();
-        pos += used;
-    }
+    if (!list.item.read(list.item, body, pos, count, items)) return false;
     if (!list.trailerRead || list.trailer.empty()) return true;
     return pos <= kBody && readFields(list.trailer, body + pos, static_cast<int>(kBody - pos), rec);
 }

@@ -37,10 +37,11 @@ struct ItemFormat;
 using ItemMeasureFn = ItemSize (*)(const ItemFormat& format, const PavaDataItem& item);
 // Writes exactly measure(item).written bytes at dest.
 using ItemWriteFn = void (*)(const ItemFormat& format, const PavaDataItem& item, char* dest);
-// Reads one item from src (room bytes left in the body). Returns how far the
-// read position moves on (which may point past the body), or -1 when the item
-// itself would be read from past the body.
-using ItemReadFn = int64_t (*)(const ItemFormat& format, const char* src, int room, PavaDataItem& item);
+// Reads `count` items from body + pos into items, moving pos on by how far
+// each item says the next one starts (which may point past the body). False
+// when an item would be read from past the body; the items before it stay.
+using ItemsReadFn = bool (*)(const ItemFormat& format, const char* body, int64_t& pos, int count,
+                             ListRefill<PavaDataItem>& items);
 
 // How one item is laid out, and the functions that write and read it. A
 // fixed-size item is a Field table over the item (`fields` out, `readBack` in
@@ -53,7 +54,7 @@ struct ItemFormat {
     int size = 0;  // bytes of a fixed-size item
     ItemMeasureFn measure = nullptr;
     ItemWriteFn write = nullptr;
-    ItemReadFn read = nullptr;
+    ItemsReadFn read = nullptr;
     int textCut = kNoCut;  // escaped items: most text bytes written
     BodyKind kind = BodyKind::Items;  // how tools describe a list of such items
 
@@ -65,6 +66,23 @@ namespace detail {
 template <const auto& Fields>
 void writeFixedItem(const ItemFormat&, const PavaDataItem& item, char* dest) {
     writeUnrolled<Fields>(item, dest);
+}
+
+// The item loop of a list body around ReadOne, which reads one item from src
+// (room bytes left in the body) and returns how far the read position moves
+// on, or -1 when the item itself would be read from past the body.
+template <auto ReadOne>
+bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items) {
+    constexpr int64_t kBody = MAX_PAVA_MSG_LEN;
+    for (int i = 0; i < count; ++i) {
+        if (pos > kBody) return false;
+        // Read in place; an item that cannot be read is not kept.
+        const int64_t used = ReadOne(format, body + pos, static_cast<int>(kBody - pos), items.next());
+        if (used < 0) return false;
+        items.keep();
+        pos += used;
+    }
+    return true;
 }
 
 template <const auto& Fields, int Size>
@@ -89,8 +107,8 @@ constexpr bool fitsItem() {
 template <const auto& Fields, int Size>
 constexpr ItemFormat fixedItem() {
     static_assert(detail::fitsItem<Fields, Size>(), "a field of the item ends past its size");
-    return ItemFormat{Fields, {}, Size, nullptr, detail::writeFixedItem<Fields>, detail::readFixedItem<Fields, Size>,
-                      kNoCut};
+    return ItemFormat{Fields, {}, Size, nullptr, detail::writeFixedItem<Fields>,
+                      detail::readEach<detail::readFixedItem<Fields, Size>>, kNoCut};
 }
 
 // The same for an item that the decoder reads by another table, ReadBack.
@@ -99,7 +117,7 @@ constexpr ItemFormat fixedItem() {
     static_assert(detail::fitsItem<Fields, Size>() && detail::fitsItem<ReadBack, Size>(),
                   "a field of the item ends past its size");
     return ItemFormat{Fields, ReadBack, Size, nullptr, detail::writeFixedItem<Fields>,
-                      detail::readFixedItem<ReadBack, Size>, kNoCut};
+                      detail::readEach<detail::readFixedItem<ReadBack, Size>>, kNoCut};
 }
 
 namespace detail {
@@ -118,14 +136,15 @@ inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::item
 // and the decoder moves on by the declared length.
 constexpr ItemFormat escapedItem(int cut) {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureEscaped,
-                      detail::writeEscaped, detail::readEscaped, cut, BodyKind::EscapedItems};
+                      detail::writeEscaped, detail::readEach<detail::readEscaped>, cut, BodyKind::EscapedItems};
 }
 
 // `itemId` in 8, the length of `itemText` in 4 and its bytes, the length of
 // `itemText2` in 4 and its bytes.
 constexpr ItemFormat lengthPrefixedItem() {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureLengthPrefixed,
-                      detail::writeLengthPrefixed, detail::readLengthPrefixed, kNoCut, BodyKind::PrefixedItems};
+                      detail::writeLengthPrefixed, detail::readEach<detail::readLengthPrefixed>, kNoCut,
+                      BodyKind::PrefixedItems};
 }
 
 // The read-back table of an item whose text goes out as the string's own

@@ -109,6 +109,8 @@ constexpr Field kLongItem[] = {
     {6, 2, Decimal, M::itemInt3}, {8, 2, Text, M::itemText},   {10, 2, Text, M::itemText2},
     {12, 2, Raw, M::itemBlock},  {14, 2, Decimal, M::itemId},  {16, 2, Raw, M::itemText},
 };
+// Single characters: a letter, then a NUL that must leave the text empty.
+constexpr Field kCharItem[] = {{0, 1, Text, M::itemText}, {1, 1, Text, M::itemText2}};
 
 void expectSameItem(const PavaDataItem& a, const PavaDataItem& b, const char* path) {
     EXPECT_EQ(a.itemId, b.itemId) << path;
@@ -161,6 +163,13 @@ void checkItemTable() {
 TEST(ItemFieldsTable, WritesAndReadsAsTheFieldByFieldPath) {
     checkItemTable<kMixedItem>();
     checkItemTable<kLongItem>();
+    checkItemTable<kCharItem>();
+    PavaDataItem item;
+    item.itemText = "left over";
+    item.itemText2 = "left over";
+    readUnrolled<kCharItem>(std::string("x\0", 2).data(), item);
+    EXPECT_EQ(item.itemText, "x");
+    EXPECT_EQ(item.itemText2, "");
 }
 
 }  // namespace
