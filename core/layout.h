@@ -213,6 +213,8 @@ void readItemField(const char* src, PavaDataItem& item) {
             // One character, none when it is NUL: without a call.
             s.clear();
             if (*from != '\0') s.push_back(*from);
+        } else if constexpr (F.kind == FieldKind::Text && F.width <= kMaxIntFieldWidth) {
+            s.assign(from, static_cast<size_t>(fieldDetail::shortTextLength(from, F.width)));
         } else if constexpr (F.kind == FieldKind::Text) {
             s.assign(from, static_cast<size_t>(fieldTextLength(from, F.width)));
         } else {

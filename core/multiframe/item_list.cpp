@@ -19,7 +19,8 @@ int lengthNumber(int64_t n) noexcept { return n > INT32_MAX ? INT32_MAX : static
 
 // Copies up to n bytes into a text, stopping at the first NUL.
 void assignText(std::string& text, const char* src, int n) {
-    text.assign(src, static_cast<size_t>(fieldTextLength(src, n)));
+    const int length = n <= kMaxIntFieldWidth ? fieldDetail::shortTextLength(src, n) : fieldTextLength(src, n);
+    text.assign(src, static_cast<size_t>(length));
 }
 
 ItemSize itemSize(const ItemFormat& format, const PavaDataItem& item) {
@@ -76,7 +77,7 @@ void writeEscaped(const ItemFormat& format, const PavaDataItem& item, char* dest
     std::memcpy(dest + 16, text.data(), static_cast<size_t>(std::min<int64_t>(length, format.textCut)));
 }
 
-int64_t readEscaped(const ItemFormat& format, const char* src, int room, PavaDataItem& item) {
+inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, PavaDataItem& item) {
     if (room < 16) return -1;
     item.itemId = readIntField(src, 8);
     if (std::memcmp(src + 8, "$$$", 3) != 0) {
@@ -106,7 +107,7 @@ void writeLengthPrefixed(const ItemFormat&, const PavaDataItem& item, char* dest
     }
 }
 
-int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDataItem& item) {
+inline int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDataItem& item) {
     if (room < 12) return -1;
     item.itemId = readIntField(src, 8);
     int pos = 8;
@@ -118,6 +119,17 @@ int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDat
         pos += 4 + length;
     }
     return pos;
+}
+
+// Their item loops, each with its reader inlined.
+bool readEscapedItems(const ItemFormat& format, const char* body, int64_t& pos, int count,
+                      ListRefill<PavaDataItem>& items) {
+    return readEach<readEscaped>(format, body, pos, count, items);
+}
+
+bool readLengthPrefixedItems(const ItemFormat& format, const char* body, int64_t& pos, int count,
+                             ListRefill<PavaDataItem>& items) {
+    return readEach<readLengthPrefixed>(format, body, pos, count, items);
 }
 
 }  // namespace detail

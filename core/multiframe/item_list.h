@@ -123,10 +123,10 @@ constexpr ItemFormat fixedItem() {
 namespace detail {
 ItemSize measureEscaped(const ItemFormat&, const PavaDataItem&);
 void writeEscaped(const ItemFormat&, const PavaDataItem&, char*);
-int64_t readEscaped(const ItemFormat&, const char*, int, PavaDataItem&);
+bool readEscapedItems(const ItemFormat&, const char*, int64_t&, int, ListRefill<PavaDataItem>&);
 ItemSize measureLengthPrefixed(const ItemFormat&, const PavaDataItem&);
 void writeLengthPrefixed(const ItemFormat&, const PavaDataItem&, char*);
-int64_t readLengthPrefixed(const ItemFormat&, const char*, int, PavaDataItem&);
+bool readLengthPrefixedItems(const ItemFormat&, const char*, int64_t&, int, ListRefill<PavaDataItem>&);
 inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::itemId}};
 }  // namespace detail
 
@@ -136,14 +136,14 @@ inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::item
 // and the decoder moves on by the declared length.
 constexpr ItemFormat escapedItem(int cut) {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureEscaped,
-                      detail::writeEscaped, detail::readEach<detail::readEscaped>, cut, BodyKind::EscapedItems};
+                      detail::writeEscaped, detail::readEscapedItems, cut, BodyKind::EscapedItems};
 }
 
 // `itemId` in 8, the length of `itemText` in 4 and its bytes, the length of
 // `itemText2` in 4 and its bytes.
 constexpr ItemFormat lengthPrefixedItem() {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureLengthPrefixed,
-                      detail::writeLengthPrefixed, detail::readEach<detail::readLengthPrefixed>, kNoCut,
+                      detail::writeLengthPrefixed, detail::readLengthPrefixedItems, kNoCut,
                       BodyKind::PrefixedItems};
 }
 

@@ -81,5 +81,22 @@ TEST(CopyTextField, PadsWithNulAndNeverReadsPastTheSource) {
     EXPECT_EQ(field, std::string(12, '\0'));
 }
 
+// Text lengths end at the first NUL whatever surrounds it: bytes that borrow
+// in a word-wide test (0x01, 0x80, 0xFF) before and after it, at every place.
+TEST(FieldTextLength, EndsAtTheFirstNulAtEveryPlace) {
+    for (const int width : {1, 7, 8, 9, 16, 40}) {
+        for (const char fill : {'a', '\x01', '\x80', '\xFF'}) {
+            for (int nul = 0; nul <= width; ++nul) {
+                std::string field(static_cast<size_t>(width), fill);
+                if (nul < width) field[static_cast<size_t>(nul)] = '\0';
+                EXPECT_EQ(fieldTextLength(field.data(), width), nul) << width << " " << nul;
+                if (width <= kMaxIntFieldWidth) {
+                    EXPECT_EQ(fieldDetail::shortTextLength(field.data(), width), nul) << width << " " << nul;
+                }
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace pava
