@@ -46,7 +46,7 @@ void writeNulPaddedInt(int value, char* dest, int width) noexcept { writePaddedI
 
 // Writes one structure at `used`. Returns its size, or -1 when it does not
 // fit the frame (what was written of it stays behind the frame's length).
-int writeStructure(const PavaRecordItem& structure, char* body, int used) {
+int writeStructure(const PavaRecordItem& structure, const ItemFields<PavaFieldItem>& reference, char* body, int used) {
     if (used + 4 > kBodyEnd) return -1;
     writeNulPaddedInt(static_cast<int>(structure.fieldList.size()), body + used, 4);
     int pos = used + 4;
@@ -58,7 +58,7 @@ int writeStructure(const PavaRecordItem& structure, char* body, int used) {
             return -1;
         }
         char* at = body + pos;
-        writeFields(kReference, attr, at, 100);
+        reference.write(attr, at, 100);
         writeNulPaddedInt(attr.fieldType, at + 100, 2);
         writeNulPaddedInt(width, at + 102, 4);
         copyValueBytes(at + kAttributeHead, attr.fieldText2, width);
@@ -86,8 +86,9 @@ int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     writeIntField(static_cast<int>(rec.recordList.size()), frame->body + kCountPos, 4);
     int used = kHeadSize;
     int inFrame = 0;
+    const ItemFields<PavaFieldItem> reference(kReference);
     for (size_t s = 0; s < rec.recordList.size();) {
-        const int size = writeStructure(rec.recordList[s], out->back().body, used);
+        const int size = writeStructure(rec.recordList[s], reference, out->back().body, used);
         if (size >= 0) {
             used += size;
             ++inFrame;
