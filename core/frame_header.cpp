@@ -50,7 +50,8 @@ int PavaHeadAccessor::getMsgId() const noexcept { return readIntField(m_head + k
 void PavaHeadAccessor::setMsgId(int value) noexcept {
     if (value >= 0 && value <= 99999) {
         // Five digits and their terminator, written in place.
-        formatZeroPadded(value, 5, m_head + kHeadMsgId);
+        auto v = static_cast<unsigned>(value);
+        for (int i = kHeadMsgId + 4; i >= kHeadMsgId; --i, v /= 10) m_head[i] = static_cast<char>('0' + v % 10);
         m_head[kHeadMsgId + 5] = '\0';
         return;
     }
