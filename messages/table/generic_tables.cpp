@@ -705,7 +705,8 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const int count = readIntField(body + kCountPos, 4);
     int pos = kEntriesPos;
     ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
-    records.reserve(count, end - pos, 4 + kEntryHead);
+    // A negative body length leaves no room (and must not be subtracted from).
+    records.reserve(count, end > pos ? end - pos : 0, 4 + kEntryHead);
     for (int i = 0; i < count && pos + 4 <= end; ++i) {
         RecordRefill record = nextRecord(records);
         const int fieldCount = readIntField(body + pos, 4);
