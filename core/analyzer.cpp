@@ -14,13 +14,8 @@ namespace pava {
 
 int CPavaMsgAnalyze::setHeadFromData(PavaMsg* frame) const noexcept {
     if (m_record == nullptr || frame == nullptr) return PAVA_ERR_NULL;
-    PavaHeadAccessor head(frame);
-    head.setRii(m_record->rii);
-    head.setMsgId(m_record->msgId);  // its NUL lands on the type position, set next
-    head.setType(typeDigitChar(m_record->msgType));
-    head.setLength(0);
-    head.setHeadFlag(typeDigitChar(m_record->headFlag));
-    head.setContinued(m_record->contFlag > 0);
+    PavaHeadAccessor(frame).setAll(m_record->rii, m_record->msgId, typeDigitChar(m_record->msgType), 0,
+                                   typeDigitChar(m_record->headFlag), m_record->contFlag > 0);
     return PAVA_OK;
 }
 

@@ -71,4 +71,13 @@ int PavaHeadAccessor::getLength() const noexcept {
 
 void PavaHeadAccessor::setLength(int value) noexcept { writeHeadNumber<5>(value, m_head + kHeadLength); }
 
+void PavaHeadAccessor::setAll(int rii, int msgId, char type, int length, char headFlag, bool continued) noexcept {
+    setRii(rii);
+    setMsgId(msgId);  // its NUL lands on the type position, set next
+    setType(type);
+    setLength(length);
+    setHeadFlag(headFlag);
+    setContinued(continued);
+}
+
 }  // namespace pava

@@ -53,6 +53,9 @@ public:
     bool isContinued() const noexcept { return m_head[kHeadContinued] == '1'; }
     void setContinued(bool on) noexcept { m_head[kHeadContinued] = on ? '1' : '0'; }
 
+    // Every field, as the setters above write them, in one call.
+    void setAll(int rii, int msgId, char type, int length, char headFlag, bool continued) noexcept;
+
 private:
     PavaMsg* m_frame = nullptr;
     char* m_head = nullptr;

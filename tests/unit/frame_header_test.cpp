@@ -43,6 +43,24 @@ TEST(HeadAccessor, WritesEachFieldInPlace) {
     EXPECT_EQ(headOf(frame).substr(9, 5), "12345");
 }
 
+TEST(HeadAccessor, AllFieldsAtOnceAsOneByOne) {
+    for (const int v : {0, 7, 999, 1000, 65535, 123456, -5}) {
+        PavaMsg together;
+        PavaMsg apart;
+        std::memset(together.head, '#', PAVA_HEAD_LEN);
+        std::memset(apart.head, '#', PAVA_HEAD_LEN);
+        PavaHeadAccessor(&together).setAll(v, v, 'T', v, 'F', v % 2 != 0);
+        PavaHeadAccessor head(&apart);
+        head.setRii(v);
+        head.setMsgId(v);
+        head.setType('T');
+        head.setLength(v);
+        head.setHeadFlag('F');
+        head.setContinued(v % 2 != 0);
+        EXPECT_EQ(headOf(together), headOf(apart)) << v;
+    }
+}
+
 TEST(HeadAccessor, ContinuationIsSetOnlyByTheDigitOne) {
     for (char c : {'1', '0', '2', ' ', 'Y', '\0'}) {
         PavaMsg frame = makeFrame(std::string("1  200010") + "0    0" + c);
