@@ -189,7 +189,11 @@ PavaFullData listRecord(int id, int n) {
             structure.fieldList = {attr};
             rec.recordList.push_back(structure);
         } else {
-            PavaDataItem item = dataItem(i % 100000);
+            // Item numbers repeat every 1,000, so that a list of any length
+            // holds the same mix of numbers: one longer than its field is cut,
+            // which costs more than one that fits, and ids up to 30,000 would
+            // make the long lists' items dearer than the short lists'.
+            PavaDataItem item = dataItem(i % 1000);
             if (id == 20155) item.itemText = "ALPHA";
             if (id == 61851 || id == 61901) {
                 item.itemText = kReference;
