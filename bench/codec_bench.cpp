@@ -758,17 +758,12 @@ int main(int argc, char** argv) {
     std::vector<char*> args(argv, argv + argc);
     const auto reportFlag = std::find_if(args.begin(), args.end(), [](char* a) { return std::strcmp(a, "--report") == 0; });
     const bool report = reportFlag != args.end();
-    // Report mode: five repetitions and 0.1 s per run unless given otherwise,
-    // the repetitions of all benchmarks run in random order. The ratios
-    // compare benchmarks with each other; run one after the other, a phase in
-    // which other machines slow this one down would fall on some benchmarks
-    // and not on the ones they are compared with.
+    // Report mode: five repetitions and 0.1 s per run unless given otherwise.
     std::string repetitions = "--benchmark_repetitions=5";
     std::string minTime = "--benchmark_min_time=0.1";
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
     if (report) {
         args.erase(reportFlag);
-        for (std::string* flag : {&repetitions, &minTime, &interleave}) {
+        for (std::string* flag : {&repetitions, &minTime}) {
             const std::string name = flag->substr(0, flag->find('='));
             const bool given = std::any_of(args.begin(), args.end(),
                                            [&](char* a) { return std::strncmp(a, name.c_str(), name.size()) == 0; });
