@@ -499,8 +499,24 @@ void listDecode(benchmark::State& state, int id, int n, bool reused) {
     }
 }
 
+// The anchors a list's floor is made of, measured again just before each id's
+// lists, so that a list is judged against anchors of the same moment.
+struct FloorAnchor {
+    const char* name;
+    void (*run)(benchmark::State&);
+};
+const FloorAnchor kFloorAnchors[] = {
+    {"BM_Anchor_Memcpy8208", BM_Anchor_Memcpy8208}, {"BM_Anchor_FrameFloor", BM_Anchor_FrameFloor},
+    {"BM_Anchor_FormatNumber", BM_Anchor_FormatNumber}, {"BM_Anchor_ParseNumber", BM_Anchor_ParseNumber},
+    {"BM_Anchor_Allocation", BM_Anchor_Allocation},
+};
+
+std::string beforeLists(const char* anchor, int id) { return std::string(anchor) + "/before:" + std::to_string(id); }
+
 void registerLists() {
     for (const SplitId& s : kSplitIds) {
+        for (const FloorAnchor& a : kFloorAnchors)
+            benchmark::RegisterBenchmark(beforeLists(a.name, s.id).c_str(), a.run)->MinTime(0.05);
         for (const int n : kListSizes) {
             for (const bool reused : {false, true}) {
                 const std::string name =
@@ -652,7 +668,6 @@ int printReport(const std::map<std::string, Figures>& medians) {
     const double fmtNs = r.cpu("BM_Anchor_FormatNumber");
     const double parseNs = r.cpu("BM_Anchor_ParseNumber");
     const double allocNs = r.cpu("BM_Anchor_Allocation");
-    const double byteNs = memcpyNs / static_cast<double>(sizeof(PavaMsg));
     r.line("memcpy of 8208 bytes", ns(memcpyNs));
     r.line("frame floor (zeroed frame appended, header written)", ns(floorNs));
     r.line("one fixed-width number written", ns(fmtNs));
@@ -678,13 +693,32 @@ int printReport(const std::map<std::string, Figures>& medians) {
     }
 
     r.section("Lists: per item at 1,000 items (reused) against the floor");
+    // Each id's floor comes from the anchors measured just before its lists
+    // (the run's first ones where those were not run). They also show whether
+    // the machine's speed changed during the run.
+    double slowest = 0, fastest = 0;
+    const auto sawMemcpy = [&](double v) {
+        if (v <= 0) return;
+        slowest = std::max(slowest, v);
+        fastest = fastest > 0 ? std::min(fastest, v) : v;
+    };
+    sawMemcpy(memcpyNs);
     for (const SplitId& s : kSplitIds) {
+        const auto anchor = [&](const char* name, double first) {
+            const double local = r.cpu(beforeLists(name, s.id));
+            return local > 0 ? local : first;
+        };
+        const double copyNs = anchor("BM_Anchor_Memcpy8208", memcpyNs);
+        const double perByte = copyNs / static_cast<double>(sizeof(PavaMsg));
+        sawMemcpy(r.cpu(beforeLists("BM_Anchor_Memcpy8208", s.id)));
         const int n = 1000;
         const std::string e = listName("Encode", s.id, n, true);
         const std::string d = listName("Decode", s.id, n, true);
         const double frames = r.counter(e, "frames");
-        const double encFloor = s.numbers * fmtNs + s.bytes * byteNs + frames * floorNs / n;
-        const double decFloor = s.numbers * parseNs + s.bytes * byteNs + r.counter(d, "owned") / n * allocNs;
+        const double encFloor = s.numbers * anchor("BM_Anchor_FormatNumber", fmtNs) + s.bytes * perByte +
+                                frames * anchor("BM_Anchor_FrameFloor", floorNs) / n;
+        const double decFloor = s.numbers * anchor("BM_Anchor_ParseNumber", parseNs) + s.bytes * perByte +
+                                r.counter(d, "owned") / n * anchor("BM_Anchor_Allocation", allocNs);
         const double encItem = r.cpu(e) / n;
         const double decItem = r.cpu(d) / n;
         char text[128];
@@ -694,6 +728,11 @@ int printReport(const std::map<std::string, Figures>& medians) {
         r.check("  " + std::to_string(s.id) + " encode per item / floor", encItem / encFloor, 2.0, true);
         r.check("  " + std::to_string(s.id) + " decode per item / floor", decItem / decFloor, 2.0, true);
     }
+
+    if (slowest > fastest * 1.15)
+        std::printf("  the machine's speed changed during this run: memcpy of 8208 bytes from %.1f to %.1f ns;\n"
+                    "  ratios between benchmarks run far apart (the one-frame rows) may be off\n",
+                    fastest, slowest);
 
     r.section("Linear: per item at 30,000 items / per item at 1,000");
     for (const SplitId& s : kSplitIds)
