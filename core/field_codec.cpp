@@ -47,6 +47,25 @@ void writeDigits(uint32_t v, char* end) noexcept {
     }
 }
 
+// v without its last `count` (1-9) digits. Each case divides by a constant,
+// which compiles to a multiplication; a divisor read from a table takes a
+// divide instruction, several times slower. Numbers too long for their field
+// (ids above 99 in a two-digit code, say) take this path on every item.
+uint32_t dropDigits(uint32_t v, int count) noexcept {
+    switch (count) {
+        case 1: return v / 10u;
+        case 2: return v / 100u;
+        case 3: return v / 1000u;
+        case 4: return v / 10000u;
+        case 5: return v / 100000u;
+        case 6: return v / 1000000u;
+        case 7: return v / 10000000u;
+        case 8: return v / 100000000u;
+        case 9: return v / 1000000000u;
+        default: return v;
+    }
+}
+
 constexpr char kBlanks[kMaxIntFieldWidth + 1] = "                ";
 
 bool isBlank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -109,7 +128,7 @@ void writePaddedInt(int value, char* dest, int width, char pad) noexcept {
     // copied out of a longer text.
     dest[0] = '-';
     const int keep = width - sign;
-    if (keep > 0) writeDigits(magnitude / kPowersOf10[n - sign - keep], dest + width);
+    if (keep > 0) writeDigits(dropDigits(magnitude, n - sign - keep), dest + width);
 }
 
 void writeIntField(int value, char* dest, int width) noexcept { writePaddedInt(value, dest, width, ' '); }
@@ -178,6 +197,9 @@ char* reverseText(char* text) noexcept {
 int fieldTextLength(const char* field, int width) noexcept {
     if (width <= 0) return 0;
     if (width <= kMaxIntFieldWidth) return shortTextLength(field, width);
+    if constexpr (std::endian::native == std::endian::little) {
+        if (width <= fieldDetail::kWordScanLimit) return fieldDetail::wordTextLength(field, width);
+    }
     const void* nul = std::memchr(field, '\0', static_cast<size_t>(width));
     return nul == nullptr ? width : static_cast<int>(static_cast<const char*>(nul) - field);
 }
