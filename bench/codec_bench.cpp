@@ -710,7 +710,7 @@ int printReport(const std::map<std::string, Figures>& medians) {
         };
         const double copyNs = anchor("BM_Anchor_Memcpy8208", memcpyNs);
         const double perByte = copyNs / static_cast<double>(sizeof(PavaMsg));
-        sawMemcpy(r.cpu(beforeLists("BM_Anchor_Memcpy8208", s.id)));
+        sawMemcpy(copyNs);
         const int n = 1000;
         const std::string e = listName("Encode", s.id, n, true);
         const std::string d = listName("Decode", s.id, n, true);

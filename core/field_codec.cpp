@@ -196,10 +196,7 @@ char* reverseText(char* text) noexcept {
 
 int fieldTextLength(const char* field, int width) noexcept {
     if (width <= 0) return 0;
-    if (width <= kMaxIntFieldWidth) return shortTextLength(field, width);
-    if constexpr (std::endian::native == std::endian::little) {
-        if (width <= fieldDetail::kWordScanLimit) return fieldDetail::wordTextLength(field, width);
-    }
+    if (width <= fieldDetail::kShortTextLimit) return shortTextLength(field, width);
     const void* nul = std::memchr(field, '\0', static_cast<size_t>(width));
     return nul == nullptr ? width : static_cast<int>(static_cast<const char*>(nul) - field);
 }

@@ -90,47 +90,34 @@ inline void copyShort(char* dest, const char* src, int n) noexcept {
     if (n > 0) copySmall(dest, src, n);
 }
 
-// Length of the text in field[0, limit) up to its first NUL; for the short
-// fields of list items a plain scan beats a library call, and an 8-byte field
-// (the most common) is tested in one load: the lowest byte whose top bit
-// survives (v - 0x01..01) & ~v & 0x80..80 is its first NUL.
+// Texts up to this many bytes are measured inline, longer ones by memchr.
+inline constexpr int kShortTextLimit = 64;
+
+// Length of the text in field[0, limit), limit <= kShortTextLimit, up to its
+// first NUL, without a library call: the short fields of list items and the
+// IEC references (about 20 characters in a 100-byte field). Eight bytes are
+// tested at a time, the last word overlapping the one before it (whose bytes
+// hold no NUL) so that nothing outside the field is read; the lowest byte
+// whose top bit survives (v - 0x01..01) & ~v & 0x80..80 is the first NUL.
 inline int shortTextLength(const char* field, int limit) noexcept {
     if constexpr (std::endian::native == std::endian::little) {
-        if (limit == 8) {
-            uint64_t v;
-            std::memcpy(&v, field, 8);
-            const uint64_t nuls = (v - 0x0101010101010101u) & ~v & 0x8080808080808080u;
-            return nuls == 0 ? 8 : std::countr_zero(nuls) >> 3;
+        if (limit >= 8) {
+            int at = 0;
+            for (;;) {
+                const int word = at + 8 <= limit ? at : limit - 8;
+                uint64_t v;
+                std::memcpy(&v, field + word, 8);
+                const uint64_t nuls = (v - 0x0101010101010101u) & ~v & 0x8080808080808080u;
+                if (nuls != 0) return word + (std::countr_zero(nuls) >> 3);
+                at = word + 8;
+                if (at >= limit) return limit;
+            }
         }
     }
     int n = 0;
     while (n < limit && field[n] != '\0') ++n;
     return n;
 }
-
-// Length of the text in field[0, limit), 8 <= limit <= 64, up to its first
-// NUL: eight bytes at a time, the last word overlapping the one before it
-// (whose bytes hold no NUL), so that nothing outside the field is read. The
-// references of the IEC lists (about 20 characters in a 100-byte field) are
-// measured this way without a library call.
-inline int wordTextLength(const char* field, int limit) noexcept {
-    int at = 0;
-    for (;;) {
-        const int word = at + 8 <= limit ? at : limit - 8;
-        uint64_t v;
-        std::memcpy(&v, field + word, 8);
-        const uint64_t nuls = (v - 0x0101010101010101u) & ~v & 0x8080808080808080u;
-        if (nuls != 0) return word + (std::countr_zero(nuls) >> 3);
-        at = word + 8;
-        if (at >= limit) return limit;
-    }
-}
-
-inline constexpr int kWordScanLimit = 64;
-
-}  // namespace fieldDetail
-
-namespace fieldDetail {
 
 // A field of `width` bytes: n bytes of src, NUL bytes behind them. Short
 // fields are cleared with two fixed-size moves; longer ones with plain
@@ -150,14 +137,8 @@ inline void putField(char* dest, int width, const char* src, int n) noexcept {
 inline void copyTextField(char* dest, int width, const char* src, int srcSize) noexcept {
     if (width <= 0) return;
     const int limit = src == nullptr || srcSize <= 0 ? 0 : width < srcSize ? width : srcSize;
-    // Short texts are measured inline, long ones by the library.
-    int n;
-    if (width <= kMaxIntFieldWidth || limit < 8)
-        n = fieldDetail::shortTextLength(src, limit);
-    else if (std::endian::native == std::endian::little && limit <= fieldDetail::kWordScanLimit)
-        n = fieldDetail::wordTextLength(src, limit);
-    else
-        n = fieldTextLength(src, limit);
+    const int n = limit <= fieldDetail::kShortTextLimit ? fieldDetail::shortTextLength(src, limit)
+                                                        : fieldTextLength(src, limit);
     fieldDetail::putField(dest, width, src, n);
 }
 
