@@ -1,6 +1,7 @@
 #include "frame_list.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 #include "zero_fill.h"
@@ -8,6 +9,8 @@
 namespace pava {
 
 FrameList::~FrameList() {
+    // Every encoder completes a copy it started, or drops its frame.
+    assert(!m_copyWaits);
     if (m_size < m_frames.size()) m_frames.erase(m_frames.begin() + static_cast<std::ptrdiff_t>(m_size), m_frames.end());
 }
 
@@ -27,17 +30,40 @@ void FrameList::reserve(size_t atLeast, size_t atMost) {
     m_frames.reserve(m_size + atMost);
 }
 
-PavaMsg& FrameList::pushCopyOfBack() {
-    if (m_size < m_frames.size()) {
-        std::memcpy(&m_frames[m_size], &m_frames[m_size - 1], sizeof(PavaMsg));
-        return m_frames[m_size++];
-    }
-    // Grown geometrically, so that a long message copies each frame a bounded
-    // number of times; growing first keeps the frame copied from valid.
+PavaMsg& FrameList::appendAfterBack(bool& reused) {
+    reused = m_size < m_frames.size();
+    if (reused) return m_frames[m_size++];
+    // Growing before the element is added keeps the frame copied from valid.
     if (m_frames.size() == m_frames.capacity()) m_frames.reserve(m_frames.size() * 2);
-    m_frames.push_back(m_frames.back());
+    m_frames.emplace_back();
     ++m_size;
     return m_frames.back();
+}
+
+PavaMsg& FrameList::pushHeadOfBack(int head) {
+    const auto kept = static_cast<size_t>(std::clamp(head, 0, MAX_PAVA_MSG_LEN));
+    bool reused = false;
+    PavaMsg& frame = appendAfterBack(reused);
+    std::memcpy(&frame, &m_frames[m_size - 2], PAVA_HEAD_LEN + kept);
+    // A new element is zero already.
+    if (reused) zeroFill(frame.body + kept, MAX_PAVA_MSG_LEN - kept);
+    return frame;
+}
+
+PavaMsg& FrameList::pushCopyOfBack(int head) {
+    const auto kept = static_cast<size_t>(std::clamp(head, 0, MAX_PAVA_MSG_LEN));
+    bool reused = false;
+    PavaMsg& frame = appendAfterBack(reused);
+    std::memcpy(&frame, &m_frames[m_size - 2], PAVA_HEAD_LEN + kept);
+    m_copyWaits = true;
+    return frame;
+}
+
+void FrameList::completeCopy(int written) noexcept {
+    if (!m_copyWaits) return;
+    m_copyWaits = false;
+    const auto from = static_cast<size_t>(std::clamp(written, 0, MAX_PAVA_MSG_LEN));
+    std::memcpy(m_frames[m_size - 1].body + from, m_frames[m_size - 2].body + from, MAX_PAVA_MSG_LEN - from);
 }
 
 void reserveFrames(FrameList& out, const ItemBytes& bytes, int room) {

@@ -24,8 +24,19 @@ public:
 
     // A zeroed frame at the end.
     PavaMsg& emplace_back();
-    // A copy of the last frame at the end (the list is not empty).
-    PavaMsg& pushCopyOfBack();
+    // A frame at the end that continues the last one (the list is not empty):
+    // its header and the first `head` bytes of its body are the last frame's,
+    // the rest of its body is zero.
+    PavaMsg& pushHeadOfBack(int head);
+    // A copy of the last frame at the end (the list is not empty), of which
+    // only the header and the first `head` body bytes are made at once. The
+    // rest of the copy waits for completeCopy, which the encoder calls when it
+    // knows where its own writes from `head` on end: the bytes it writes over
+    // the copy are then stored once, not twice. Until then they are undefined.
+    PavaMsg& pushCopyOfBack(int head);
+    // Completes the copy of the last frame, if one is waiting, from body byte
+    // `written` on.
+    void completeCopy(int written) noexcept;
     // Where the list has no room for the `atLeast` frames a message still
     // needs, room for `atMost` of them in one allocation, so that a long
     // message is not copied again each time the list grows. A list that has
@@ -35,16 +46,28 @@ public:
     // Frames the list can take without growing.
     size_t spare() const noexcept { return m_frames.capacity() - m_size; }
 
-    void pop_back() noexcept { --m_size; }
-    void clear() noexcept { m_size = 0; }
+    void pop_back() noexcept {
+        --m_size;
+        m_copyWaits = false;
+    }
+    void clear() noexcept {
+        m_size = 0;
+        m_copyWaits = false;
+    }
     size_t size() const noexcept { return m_size; }
     bool empty() const noexcept { return m_size == 0; }
     PavaMsg& back() noexcept { return m_frames[m_size - 1]; }
     PavaMsg& operator[](size_t i) noexcept { return m_frames[i]; }
 
 private:
+    // A frame behind the last one: a frame the list held (`reused`, with
+    // what it held) or a new, zero one, the list grown geometrically for it
+    // so that a long message copies each frame a bounded number of times.
+    PavaMsg& appendAfterBack(bool& reused);
+
     PavaMsgList& m_frames;
     size_t m_size = 0;
+    bool m_copyWaits = false;  // the last frame awaits completeCopy
 };
 
 // Item sizes of a message whose frames are closed only when the next item

@@ -20,18 +20,18 @@ void readFixedText(std::string& dest, const char* src, int width) {
     dest.replace(0, static_cast<size_t>(width), src, static_cast<size_t>(width));
 }
 
-PavaMsg& continueInCopy(FrameList& out) { return out.pushCopyOfBack(); }
-
-PavaMsg& carryOver(FrameList& out, int countPos, int count, int length) {
+PavaMsg& carryOver(FrameList& out, int countPos, int count, int length, int written, int headSize) {
+    out.completeCopy(written);
     PavaMsg& full = out.back();
     writeIntField(count, full.body + countPos, 4);
     PavaHeadAccessor head(&full);
     head.setLength(length);
     head.setContinued(true);
-    return continueInCopy(out);
+    return out.pushCopyOfBack(headSize);
 }
 
 void closeLastFrame(FrameList& out, int length) noexcept {
+    out.completeCopy(length);
     PavaHeadAccessor head(&out.back());
     head.setLength(length);
     head.setContinued(false);

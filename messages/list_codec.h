@@ -16,16 +16,15 @@ void copyValueBytes(char* dest, const std::string& value, int n) noexcept;
 // Sets dest to the `width` bytes at src followed by one NUL.
 void readFixedText(std::string& dest, const char* src, int width);
 
-// Appends a copy of the last frame (body included) and returns it: the frame
-// built so far stays in the list and the copy goes on from its content.
-PavaMsg& continueInCopy(FrameList& out);
-
 // Closes the last frame as a continued one (its item count, body length and
-// continuation '1') and goes on in a copy of it, body not cleared.
-PavaMsg& carryOver(FrameList& out, int countPos, int count, int length);
+// continuation '1') and goes on in a copy of it, body not cleared: the items
+// of the next frame are written over the copy from `headSize` on. `written` is
+// where the closing frame's own writes end (its length, or further where an
+// item that did not fit was begun).
+PavaMsg& carryOver(FrameList& out, int countPos, int count, int length, int written, int headSize);
 
-
-// Body length of the last frame, and continuation '0' as the final frame.
+// Body length of the last frame, and continuation '0' as the final frame,
+// whose own writes end at `length`.
 void closeLastFrame(FrameList& out, int length) noexcept;
 
 }  // namespace pava::messages

@@ -45,8 +45,11 @@ constexpr Field kReference[] = {{0, 100, Text, M::fieldText1}};
 void writeNulPaddedInt(int value, char* dest, int width) noexcept { writePaddedInt(value, dest, width, '\0'); }
 
 // Writes one structure at `used`. Returns its size, or -1 when it does not
-// fit the frame (what was written of it stays behind the frame's length).
-int writeStructure(const PavaRecordItem& structure, const ItemFields<PavaFieldItem>& reference, char* body, int used) {
+// fit the frame: what was written of it stays behind the frame's length, up
+// to `reach`.
+int writeStructure(const PavaRecordItem& structure, const ItemFields<PavaFieldItem>& reference, char* body, int used,
+                   int& reach) {
+    reach = used;
     if (used + 4 > kBodyEnd) return -1;
     writeNulPaddedInt(static_cast<int>(structure.fieldList.size()), body + used, 4);
     int pos = used + 4;
@@ -55,6 +58,7 @@ int writeStructure(const PavaRecordItem& structure, const ItemFields<PavaFieldIt
         // A negative width cannot be written and counts as not fitting.
         if (width < 0 || width > kBodyEnd - pos - kAttributeHead) {
             log::write("msgbody space is not enough when write the Dotype Data list\r\n");
+            reach = pos;
             return -1;
         }
         char* at = body + pos;
@@ -88,7 +92,8 @@ int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     int inFrame = 0;
     const ItemFields<PavaFieldItem> reference(kReference);
     for (size_t s = 0; s < rec.recordList.size();) {
-        const int size = writeStructure(rec.recordList[s], reference, out->back().body, used);
+        int reach = 0;
+        const int size = writeStructure(rec.recordList[s], reference, out->back().body, used, reach);
         if (size >= 0) {
             used += size;
             ++inFrame;
@@ -100,7 +105,7 @@ int encode61858(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
             out->pop_back();
             return -1;
         }
-        carryOver(*out, kCountPos, inFrame, used);
+        carryOver(*out, kCountPos, inFrame, used, reach, kHeadSize);
         used = kHeadSize;
         inFrame = 0;
     }

@@ -169,7 +169,7 @@ int encodeValueList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
                 out->pop_back();
                 return -1;
             }
-            carryOver(*out, p.countPos, inFrame, used);
+            carryOver(*out, p.countPos, inFrame, used, used, p.headSize);
             used = p.headSize;
             inFrame = 0;
         }

@@ -298,8 +298,7 @@ int splitRecords(const RecordSplit& p, const PavaFullData& rec, FrameList* out) 
         closeFrame(full, start, frameNo);
         writeIntField(inFrame, full.body + p.frameCountPos, 4);
         // The next frame keeps the prefix (and the count just written).
-        PavaMsg& next = continueInCopy(*out);
-        std::memset(next.body + p.recordsPos, 0, static_cast<size_t>(kBodyEnd - p.recordsPos));
+        out->pushHeadOfBack(p.recordsPos);
         ++frameNo;
         inFrame = 0;
         pos = p.recordsPos;
