@@ -37,6 +37,17 @@ std::span<const MessageDef> referenceLists();
 std::span<const MessageDef> dataObjectTypes();
 std::span<const MessageDef> iecFixed();
 
+// Ids the protocol names without a body layout, and 20024, which would only
+// forward to one of them: none has a codec, and a call for one is answered as
+// having no handler.
+inline constexpr int kIdsWithoutLayout[] = {
+    20022, 20024, 20026, 20035, 20036, 20037, 20038, 20039, 20040, 20041, 20042, 20043, 20044, 20049, 20051,
+    20052, 20053, 20054, 20090, 20109, 20112, 20115, 20116, 20120, 20121, 20125, 20126, 20131, 20132, 20133,
+    20134, 20135, 20137, 20141, 20143, 20144, 20147, 20148, 20149, 20151, 20152, 20153, 20154, 20156, 20157,
+    20158, 20159, 20161, 20162, 20164, 20167, 20168, 30022, 30025, 30026, 30043, 30132, 30175, 30176, 30177,
+    30178, 30181, 30183, 61861, 61862,
+};
+
 struct Family {
     const char* name;
     std::span<const MessageDef> (*messages)();
