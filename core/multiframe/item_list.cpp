@@ -81,7 +81,8 @@ inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, 
     if (room < 16) return -1;
     item.itemId = readIntField(src, 8);
     if (std::memcmp(src + 8, "$$$", 3) != 0) {
-        assignText(item.itemText, src + 8, 8);
+        // The common item: an 8-byte text, measured with its width known.
+        item.itemText.assign(src + 8, static_cast<size_t>(fieldDetail::shortTextLength(src + 8, 8)));
         return 16;
     }
     const int length = readIntField(src + 11, 5);
