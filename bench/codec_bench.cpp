@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -57,6 +58,46 @@ public:
 private:
     benchmark::State& m_state;
     uint64_t m_start;
+};
+
+// The machine's speed around one run of a benchmark: ns per memcpy of 8208
+// bytes, measured just before the run and just after it, the slower kept as
+// the counter "probe". The report compares the probes of a group's rows to
+// find a row that ran in a slow phase of the machine.
+class SpeedProbe {
+public:
+    explicit SpeedProbe(benchmark::State& state) : m_state(state), m_before(copyNs()) {}
+    ~SpeedProbe() {
+        m_state.counters["probe"] = benchmark::Counter(std::max(m_before, copyNs()), benchmark::Counter::kAvgThreads);
+    }
+
+private:
+    // The fastest of four rounds of 16 copies, so that an interrupt does not
+    // count, behind one round that brings the blocks into the cache.
+    static double copyNs() {
+        struct alignas(64) Block {
+            char bytes[sizeof(PavaMsg)];
+        };
+        static thread_local Block source, target;
+        char* from = source.bytes;
+        char* to = target.bytes;
+        double best = 0;
+        for (int round = 0; round < 5; ++round) {
+            const auto start = std::chrono::steady_clock::now();
+            for (int i = 0; i < 16; ++i) {
+                benchmark::DoNotOptimize(from);
+                benchmark::DoNotOptimize(to);
+                std::memcpy(to, from, sizeof(Block));
+                benchmark::ClobberMemory();
+            }
+            const double ns = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / 16;
+            if (round > 0) best = round == 1 ? ns : std::min(best, ns);
+        }
+        return best;
+    }
+
+    benchmark::State& m_state;
+    double m_before;
 };
 
 // Repeats call, untimed, until one call touches no page the process had not
@@ -249,6 +290,7 @@ PavaMsgList encodeOrFail(benchmark::State& state, PavaFullData& rec) {
 // ---------------------------------------------------------------------------
 
 void BM_Anchor_Memcpy8208(benchmark::State& state) {
+    const SpeedProbe probe(state);
     struct alignas(64) Block {
         char bytes[sizeof(PavaMsg)];
     };
@@ -279,6 +321,7 @@ void writeHeadByHand(char* head, const PavaFullData& rec, int length) {
 }
 
 void BM_Anchor_FrameFloor(benchmark::State& state) {
+    const SpeedProbe probe(state);
     PavaFullData rec = richRecord(20001);
     PavaMsgList frames;
     frames.reserve(1);
@@ -308,6 +351,7 @@ std::vector<int> numberSamples() {
 }
 
 void BM_Anchor_FormatNumber(benchmark::State& state) {
+    const SpeedProbe probe(state);
     const std::vector<int> values = numberSamples();
     char field[16];
     size_t i = 0;
@@ -321,6 +365,7 @@ BENCHMARK(BM_Anchor_FormatNumber);
 
 // The same numbers through the C library, as a "%-8d" field was once written.
 void BM_Anchor_FormatNumberPrintf(benchmark::State& state) {
+    const SpeedProbe probe(state);
     const std::vector<int> values = numberSamples();
     char field[16];
     char text[24];
@@ -335,6 +380,7 @@ void BM_Anchor_FormatNumberPrintf(benchmark::State& state) {
 BENCHMARK(BM_Anchor_FormatNumberPrintf);
 
 void BM_Anchor_ParseNumber(benchmark::State& state) {
+    const SpeedProbe probe(state);
     std::vector<char> fields(1024 * 8);
     const std::vector<int> values = numberSamples();
     for (size_t k = 0; k < values.size(); ++k) writeIntField(values[k], &fields[k * 8], 8);
@@ -345,6 +391,7 @@ BENCHMARK(BM_Anchor_ParseNumber);
 
 // One allocation a decoded record must own (a string past its inline buffer).
 void BM_Anchor_Allocation(benchmark::State& state) {
+    const SpeedProbe probe(state);
     for (auto _ : state) {
         void* p = ::operator new(32);
         benchmark::DoNotOptimize(p);
@@ -355,6 +402,7 @@ BENCHMARK(BM_Anchor_Allocation);
 
 // One log line formatted by the C library.
 void BM_Anchor_FormatLogLine(benchmark::State& state) {
+    const SpeedProbe probe(state);
     char text[512];
     int id = 20001;
     for (auto _ : state) {
@@ -370,6 +418,7 @@ BENCHMARK(BM_Anchor_FormatLogLine);
 // handler for each of the 211 ids the protocol names, in id order, those
 // without a body layout included (here without a codec).
 void BM_Anchor_PerCallMaps(benchmark::State& state) {
+    const SpeedProbe probe(state);
     PavaFullData rec = richRecord(20001);
     PavaMsgList frames;
     CPavaMsgAnalyze analyzer(&rec);
@@ -398,6 +447,7 @@ BENCHMARK(BM_Anchor_PerCallMaps);
 // ---------------------------------------------------------------------------
 
 void encodeLoop(benchmark::State& state, PavaFullData rec) {
+    const SpeedProbe probe(state);
     PavaMsgList frames = encodeOrFail(state, rec);
     AllocationMeter meter(state);
     for (auto _ : state) {
@@ -407,6 +457,7 @@ void encodeLoop(benchmark::State& state, PavaFullData rec) {
 }
 
 void decodeLoop(benchmark::State& state, PavaFullData rec) {
+    const SpeedProbe probe(state);
     const PavaMsgList frames = encodeOrFail(state, rec);
     if (frames.empty()) return;
     PavaFullData out;
@@ -449,6 +500,7 @@ void registerFamilies() {
 
 // The whole list into frames; a fresh list per call or one reused list.
 void listEncode(benchmark::State& state, int id, int n, bool reused) {
+    const SpeedProbe probe(state);
     PavaFullData rec = listRecord(id, n);
     const PavaMsgList sample = encodeOrFail(state, rec);
     state.counters["frames"] = static_cast<double>(sample.size());
@@ -479,6 +531,7 @@ void listEncode(benchmark::State& state, int id, int n, bool reused) {
 // Every frame of the list decoded, into one reused record or a fresh one
 // per frame.
 void listDecode(benchmark::State& state, int id, int n, bool reused) {
+    const SpeedProbe probe(state);
     PavaFullData rec = listRecord(id, n);
     const PavaMsgList frames = encodeOrFail(state, rec);
     state.counters["frames"] = static_cast<double>(frames.size());
@@ -554,6 +607,7 @@ void registerLists() {
 void sink(const char* text, void*) { benchmark::DoNotOptimize(text); }
 
 void logLines(benchmark::State& state, int mode, bool frameLine) {
+    const SpeedProbe probe(state);
     Pava_SetLogOutput(mode, mode == PAVA_LOG_CALLBACK ? sink : nullptr, nullptr);
     int id = 20001;
     for (auto _ : state) {
@@ -575,6 +629,7 @@ BENCHMARK(BM_LogFrameLine_Sink);
 
 // The same line through the C library, the anchor of the make-frame line.
 void BM_Anchor_FormatFrameLine(benchmark::State& state) {
+    const SpeedProbe probe(state);
     char text[512];
     int id = 20001;
     for (auto _ : state) {
@@ -825,20 +880,29 @@ std::vector<Group> reportGroups() {
     return groups;
 }
 
-// How far a group is from having been measured at one speed of the machine:
-// the larger change of the two, the memcpy anchors in front of and behind
-// it (the larger over the smaller, less one) or the repetitions of any one of
-// the benchmarks its targets are judged on (their deviation against their
-// mean). Unknown when an anchor was not measured.
+// How far a group is from having been measured at one speed of the machine,
+// the largest of: the change between the memcpy anchors in front of and
+// behind it, and between the speed probes of the benchmarks its targets are
+// judged on (the larger over the smaller, less one); the deviation of any of
+// those benchmarks over its repetitions, against their mean. Unknown when an
+// anchor was not measured.
 std::optional<double> unsteadiness(const std::map<std::string, Figures>& medians, const Group& g) {
     const auto before = medians.find(g.before);
     const auto after = medians.find(g.after);
     if (before == medians.end() || after == medians.end() || before->second.cpu <= 0 || after->second.cpu <= 0)
         return std::nullopt;
     double worst = std::max(before->second.cpu, after->second.cpu) / std::min(before->second.cpu, after->second.cpu) - 1;
+    double fastest = 0, slowest = 0;
     const std::regex member(g.judged, std::regex::extended);
-    for (const auto& [name, figures] : medians)
-        if (std::regex_search(name, member)) worst = std::max(worst, figures.cv);
+    for (const auto& [name, figures] : medians) {
+        if (!std::regex_search(name, member)) continue;
+        worst = std::max(worst, figures.cv);
+        const auto probe = figures.counters.find("probe");
+        if (probe == figures.counters.end() || probe->second <= 0) continue;
+        fastest = fastest > 0 ? std::min(fastest, probe->second) : probe->second;
+        slowest = std::max(slowest, probe->second);
+    }
+    if (fastest > 0) worst = std::max(worst, slowest / fastest - 1);
     return worst;
 }
 
