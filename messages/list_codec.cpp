@@ -8,13 +8,6 @@
 
 namespace pava::messages {
 
-void copyValueBytes(char* dest, const std::string& value, int n) noexcept {
-    if (n <= 0) return;
-    const size_t have = value.size() < static_cast<size_t>(n) ? value.size() : static_cast<size_t>(n);
-    if (have > 0) std::memcpy(dest, value.data(), have);
-    std::memset(dest + have, 0, static_cast<size_t>(n) - have);
-}
-
 void readFixedText(std::string& dest, const char* src, int width) {
     dest.assign(static_cast<size_t>(width) + 1, '\0');
     dest.replace(0, static_cast<size_t>(width), src, static_cast<size_t>(width));

@@ -5,13 +5,19 @@
 
 #include <string>
 
+#include "field_codec.h"
 #include "message.h"
 
 namespace pava::messages {
 
 // Copies exactly n bytes of a value into dest; bytes past the end of the
-// value are written as NUL.
-void copyValueBytes(char* dest, const std::string& value, int n) noexcept;
+// value are written as NUL. Inline: values are mostly a few bytes, which two
+// fixed-size moves write faster than calls into the C library.
+inline void copyValueBytes(char* dest, const std::string& value, int n) noexcept {
+    if (n <= 0) return;
+    const size_t have = value.size() < static_cast<size_t>(n) ? value.size() : static_cast<size_t>(n);
+    fieldDetail::putField(dest, n, value.data(), static_cast<int>(have));
+}
 
 // Sets dest to the `width` bytes at src followed by one NUL.
 void readFixedText(std::string& dest, const char* src, int width);
