@@ -8,6 +8,13 @@
 
 namespace pava {
 
+namespace {
+
+// A count of body bytes, kept within the body.
+size_t bodyBytes(int n) noexcept { return static_cast<size_t>(std::clamp(n, 0, MAX_PAVA_MSG_LEN)); }
+
+}  // namespace
+
 FrameList::~FrameList() {
     // Every encoder completes a copy it started, or drops its frame.
     assert(!m_copyWaits);
@@ -40,21 +47,23 @@ PavaMsg& FrameList::appendAfterBack(bool& reused) {
     return m_frames.back();
 }
 
-PavaMsg& FrameList::pushHeadOfBack(int head) {
-    const auto kept = static_cast<size_t>(std::clamp(head, 0, MAX_PAVA_MSG_LEN));
-    bool reused = false;
+PavaMsg& FrameList::appendHeadOfBack(int head, bool& reused) {
     PavaMsg& frame = appendAfterBack(reused);
-    std::memcpy(&frame, &m_frames[m_size - 2], PAVA_HEAD_LEN + kept);
+    std::memcpy(&frame, &m_frames[m_size - 2], PAVA_HEAD_LEN + bodyBytes(head));
+    return frame;
+}
+
+PavaMsg& FrameList::pushHeadOfBack(int head) {
+    bool reused = false;
+    PavaMsg& frame = appendHeadOfBack(head, reused);
     // A new element is zero already.
-    if (reused) zeroFill(frame.body + kept, MAX_PAVA_MSG_LEN - kept);
+    if (reused) zeroFill(frame.body + bodyBytes(head), MAX_PAVA_MSG_LEN - bodyBytes(head));
     return frame;
 }
 
 PavaMsg& FrameList::pushCopyOfBack(int head) {
-    const auto kept = static_cast<size_t>(std::clamp(head, 0, MAX_PAVA_MSG_LEN));
     bool reused = false;
-    PavaMsg& frame = appendAfterBack(reused);
-    std::memcpy(&frame, &m_frames[m_size - 2], PAVA_HEAD_LEN + kept);
+    PavaMsg& frame = appendHeadOfBack(head, reused);
     m_copyWaits = true;
     return frame;
 }
@@ -62,7 +71,7 @@ PavaMsg& FrameList::pushCopyOfBack(int head) {
 void FrameList::completeCopy(int written) noexcept {
     if (!m_copyWaits) return;
     m_copyWaits = false;
-    const auto from = static_cast<size_t>(std::clamp(written, 0, MAX_PAVA_MSG_LEN));
+    const size_t from = bodyBytes(written);
     std::memcpy(m_frames[m_size - 1].body + from, m_frames[m_size - 2].body + from, MAX_PAVA_MSG_LEN - from);
 }
 

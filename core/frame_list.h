@@ -64,6 +64,8 @@ private:
     // what it held) or a new, zero one, the list grown geometrically for it
     // so that a long message copies each frame a bounded number of times.
     PavaMsg& appendAfterBack(bool& reused);
+    // The same, its header and first `head` body bytes copied from the last.
+    PavaMsg& appendHeadOfBack(int head, bool& reused);
 
     PavaMsgList& m_frames;
     size_t m_size = 0;
