@@ -59,6 +59,13 @@ inline void copyRawField(char* dest, int width, const char* src, int srcSize) no
 // Length of the text in a field: up to the first NUL, at most `width`.
 int fieldTextLength(const char* field, int width) noexcept;
 
+// Length of the text in a window of `width` bytes at src of which only the
+// first `room` lie within the frame: up to the first NUL, at most `width`.
+// -1 for a negative width, or for a window that would leave the frame before
+// meeting a NUL (a bounded copy of it would read past the frame). A window
+// whose NUL lies within the frame reads that far, however wide it is.
+inline int windowTextLength(const char* src, int width, int room) noexcept;
+
 // ---------------------------------------------------------------------------
 // Inline parts: the short text and raw fields of list items are copied where
 // their width is known, without a call.
@@ -119,6 +126,14 @@ inline int shortTextLength(const char* field, int limit) noexcept {
     return n;
 }
 
+// n (0 or more) bytes of src into dest, short ones with fixed-size moves.
+inline void copyBytes(char* dest, const char* src, int n) noexcept {
+    if (n <= kMaxIntFieldWidth)
+        copyShort(dest, src, n);
+    else
+        std::memcpy(dest, src, static_cast<size_t>(n));
+}
+
 // A field of `width` bytes: n bytes of src, NUL bytes behind them. Short
 // fields are cleared with two fixed-size moves; longer ones with plain
 // stores where the width is known.
@@ -140,6 +155,14 @@ inline void copyTextField(char* dest, int width, const char* src, int srcSize) n
     const int n = limit <= fieldDetail::kShortTextLimit ? fieldDetail::shortTextLength(src, limit)
                                                         : fieldTextLength(src, limit);
     fieldDetail::putField(dest, width, src, n);
+}
+
+inline int windowTextLength(const char* src, int width, int room) noexcept {
+    const int limit = width < room ? width : room;
+    const int n = limit <= 0 ? 0
+                : limit <= fieldDetail::kShortTextLimit ? fieldDetail::shortTextLength(src, limit)
+                                                        : fieldTextLength(src, limit);
+    return width < 0 || (n == limit && limit < width) ? -1 : n;
 }
 
 inline void copyRawField(char* dest, int width, const char* src, int srcSize) noexcept {

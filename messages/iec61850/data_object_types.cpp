@@ -28,6 +28,8 @@ constexpr int kHeadSize = 82;
 constexpr int kCountPos = 78;
 constexpr int kAttributeHead = 106;
 
+constexpr char kValueTooLong[] = "over the max pava message length when handle value content ";
+
 constexpr Field kHead[] = {
     {0, 12, Raw, M::text12a},
     {12, 64, Text, M::string4},
@@ -145,15 +147,21 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             readFixedText(attr.fieldText1, body + pos, 100);
             attr.fieldType = readIntField(body + pos + 100, 2);
             attr.fieldLen = readIntField(body + pos + 102, 4);
+            // W + 1 characters holding at most W bytes up to the first NUL. A
+            // value that meets no NUL before the body end would be read past it.
             const int width = attr.fieldLen;
             if (width < 0) {
-                log::write("over the max pava message length when handle value content ");
+                log::write(kValueTooLong);
                 return -1;
             }
-            // W + 1 characters holding at most W bytes up to the first NUL; the
-            // copy stops at the body end, where a wide W would otherwise run on.
             attr.fieldText2.assign(static_cast<size_t>(width) + 1, '\0');
-            copyTextField(attr.fieldText2.data(), width, body + pos + kAttributeHead, kBodyEnd - pos - kAttributeHead);
+            const char* value = body + pos + kAttributeHead;
+            const int n = windowTextLength(value, width, kBodyEnd - pos - kAttributeHead);
+            if (n < 0) {
+                log::write(kValueTooLong);
+                return -1;
+            }
+            fieldDetail::copyBytes(attr.fieldText2.data(), value, n);
             pos += kAttributeHead + width;
             structure.fields.keep();
         }

@@ -209,16 +209,21 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         }
         PavaDataItem& item = items.next();
         readUnrolled<kValueItemIn>(body + at, item);
+        // W characters: the text up to its first NUL, then NUL bytes. A value
+        // that meets no NUL before the body end would be read past it.
         const int width = item.itemInt2;
         if (width < 0) {
             log::write(kValueTooLong);
             return -1;
         }
-        // W characters: the text up to its first NUL, then NUL bytes. The copy
-        // stops at the body end, where a wide W would otherwise run on.
         item.itemText2.assign(static_cast<size_t>(width), '\0');
-        if (width > 0)
-            copyTextField(item.itemText2.data(), width, body + at + kItemHead, kBodyEnd - at - kItemHead);
+        const char* value = body + at + kItemHead;
+        const int n = windowTextLength(value, width, kBodyEnd - at - kItemHead);
+        if (n < 0) {
+            log::write(kValueTooLong);
+            return -1;
+        }
+        fieldDetail::copyBytes(item.itemText2.data(), value, n);
         items.keep();
     }
     return 0;
@@ -271,9 +276,9 @@ constexpr Member kValueMembers[] = {M::itemText, M::itemId, M::itemInt2, M::item
 constexpr BodyPart k61851Body{BodyKind::References, 80, 76, 4, M::None,
                               "an item count (4), then per item: itemText, a reference of 100 bytes "
                               "(NUL-padded), itemId in 2 digits, the value width W in 4 digits (itemInt2) "
-                              "and W value bytes (itemText2, read up to its first NUL); split over frames "
-                              "item by item. The decoder reads the items 106 bytes apart, not skipping the "
-                              "value bytes",
+                              "and W value bytes (itemText2, read up to its first NUL; a value that meets "
+                              "no NUL before the body end fails the decode); split over frames item by item. "
+                              "The decoder reads the items 106 bytes apart, not skipping the value bytes",
                               kValueMembers};
 constexpr BodyPart k61901Body{BodyKind::References, 92, 88, 4, M::None, kValueWords, kValueMembers};
 
