@@ -10,20 +10,16 @@
 // Every benchmark counts the allocations of its calls (`allocs` per call).
 //
 // `zmpava_bench` prints Google Benchmark's tables; `zmpava_bench --report`
-// runs everything five times and prints the medians as ratios against the
-// targets (see README).
+// runs every benchmark five times in random order and prints the medians as
+// ratios against the targets (see the README, Speed).
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <optional>
-#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,46 +54,6 @@ public:
 private:
     benchmark::State& m_state;
     uint64_t m_start;
-};
-
-// The machine's speed around one run of a benchmark: ns per memcpy of 8208
-// bytes, measured just before the run and just after it, the slower kept as
-// the counter "probe". The report compares the probes of a group's rows to
-// find a row that ran in a slow phase of the machine.
-class SpeedProbe {
-public:
-    explicit SpeedProbe(benchmark::State& state) : m_state(state), m_before(copyNs()) {}
-    ~SpeedProbe() {
-        m_state.counters["probe"] = benchmark::Counter(std::max(m_before, copyNs()), benchmark::Counter::kAvgThreads);
-    }
-
-private:
-    // The fastest of four rounds of 16 copies, so that an interrupt does not
-    // count, behind one round that brings the blocks into the cache.
-    static double copyNs() {
-        struct alignas(64) Block {
-            char bytes[sizeof(PavaMsg)];
-        };
-        static thread_local Block source, target;
-        char* from = source.bytes;
-        char* to = target.bytes;
-        double best = 0;
-        for (int round = 0; round < 5; ++round) {
-            const auto start = std::chrono::steady_clock::now();
-            for (int i = 0; i < 16; ++i) {
-                benchmark::DoNotOptimize(from);
-                benchmark::DoNotOptimize(to);
-                std::memcpy(to, from, sizeof(Block));
-                benchmark::ClobberMemory();
-            }
-            const double ns = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / 16;
-            if (round > 0) best = round == 1 ? ns : std::min(best, ns);
-        }
-        return best;
-    }
-
-    benchmark::State& m_state;
-    double m_before;
 };
 
 // Repeats call, untimed, until one call touches no page the process had not
@@ -290,7 +246,6 @@ PavaMsgList encodeOrFail(benchmark::State& state, PavaFullData& rec) {
 // ---------------------------------------------------------------------------
 
 void BM_Anchor_Memcpy8208(benchmark::State& state) {
-    const SpeedProbe probe(state);
     struct alignas(64) Block {
         char bytes[sizeof(PavaMsg)];
     };
@@ -321,7 +276,6 @@ void writeHeadByHand(char* head, const PavaFullData& rec, int length) {
 }
 
 void BM_Anchor_FrameFloor(benchmark::State& state) {
-    const SpeedProbe probe(state);
     PavaFullData rec = richRecord(20001);
     PavaMsgList frames;
     frames.reserve(1);
@@ -351,7 +305,6 @@ std::vector<int> numberSamples() {
 }
 
 void BM_Anchor_FormatNumber(benchmark::State& state) {
-    const SpeedProbe probe(state);
     const std::vector<int> values = numberSamples();
     char field[16];
     size_t i = 0;
@@ -365,7 +318,6 @@ BENCHMARK(BM_Anchor_FormatNumber);
 
 // The same numbers through the C library, as a "%-8d" field was once written.
 void BM_Anchor_FormatNumberPrintf(benchmark::State& state) {
-    const SpeedProbe probe(state);
     const std::vector<int> values = numberSamples();
     char field[16];
     char text[24];
@@ -380,7 +332,6 @@ void BM_Anchor_FormatNumberPrintf(benchmark::State& state) {
 BENCHMARK(BM_Anchor_FormatNumberPrintf);
 
 void BM_Anchor_ParseNumber(benchmark::State& state) {
-    const SpeedProbe probe(state);
     std::vector<char> fields(1024 * 8);
     const std::vector<int> values = numberSamples();
     for (size_t k = 0; k < values.size(); ++k) writeIntField(values[k], &fields[k * 8], 8);
@@ -391,7 +342,6 @@ BENCHMARK(BM_Anchor_ParseNumber);
 
 // One allocation a decoded record must own (a string past its inline buffer).
 void BM_Anchor_Allocation(benchmark::State& state) {
-    const SpeedProbe probe(state);
     for (auto _ : state) {
         void* p = ::operator new(32);
         benchmark::DoNotOptimize(p);
@@ -402,7 +352,6 @@ BENCHMARK(BM_Anchor_Allocation);
 
 // One log line formatted by the C library.
 void BM_Anchor_FormatLogLine(benchmark::State& state) {
-    const SpeedProbe probe(state);
     char text[512];
     int id = 20001;
     for (auto _ : state) {
@@ -418,7 +367,6 @@ BENCHMARK(BM_Anchor_FormatLogLine);
 // handler for each of the 211 ids the protocol names, in id order, those
 // without a body layout included (here without a codec).
 void BM_Anchor_PerCallMaps(benchmark::State& state) {
-    const SpeedProbe probe(state);
     PavaFullData rec = richRecord(20001);
     PavaMsgList frames;
     CPavaMsgAnalyze analyzer(&rec);
@@ -447,7 +395,6 @@ BENCHMARK(BM_Anchor_PerCallMaps);
 // ---------------------------------------------------------------------------
 
 void encodeLoop(benchmark::State& state, PavaFullData rec) {
-    const SpeedProbe probe(state);
     PavaMsgList frames = encodeOrFail(state, rec);
     AllocationMeter meter(state);
     for (auto _ : state) {
@@ -457,7 +404,6 @@ void encodeLoop(benchmark::State& state, PavaFullData rec) {
 }
 
 void decodeLoop(benchmark::State& state, PavaFullData rec) {
-    const SpeedProbe probe(state);
     const PavaMsgList frames = encodeOrFail(state, rec);
     if (frames.empty()) return;
     PavaFullData out;
@@ -500,7 +446,6 @@ void registerFamilies() {
 
 // The whole list into frames; a fresh list per call or one reused list.
 void listEncode(benchmark::State& state, int id, int n, bool reused) {
-    const SpeedProbe probe(state);
     PavaFullData rec = listRecord(id, n);
     const PavaMsgList sample = encodeOrFail(state, rec);
     state.counters["frames"] = static_cast<double>(sample.size());
@@ -531,7 +476,6 @@ void listEncode(benchmark::State& state, int id, int n, bool reused) {
 // Every frame of the list decoded, into one reused record or a fresh one
 // per frame.
 void listDecode(benchmark::State& state, int id, int n, bool reused) {
-    const SpeedProbe probe(state);
     PavaFullData rec = listRecord(id, n);
     const PavaMsgList frames = encodeOrFail(state, rec);
     state.counters["frames"] = static_cast<double>(frames.size());
@@ -561,28 +505,8 @@ void listDecode(benchmark::State& state, int id, int n, bool reused) {
     }
 }
 
-// The anchors a list's floor is made of, measured again just before each id's
-// lists, so that a list is judged against anchors of the same moment.
-struct FloorAnchor {
-    const char* name;
-    void (*run)(benchmark::State&);
-};
-const FloorAnchor kFloorAnchors[] = {
-    {"BM_Anchor_Memcpy8208", BM_Anchor_Memcpy8208}, {"BM_Anchor_FrameFloor", BM_Anchor_FrameFloor},
-    {"BM_Anchor_FormatNumber", BM_Anchor_FormatNumber}, {"BM_Anchor_ParseNumber", BM_Anchor_ParseNumber},
-    {"BM_Anchor_Allocation", BM_Anchor_Allocation},
-};
-
-std::string beforeLists(const char* anchor, int id) { return std::string(anchor) + "/before:" + std::to_string(id); }
-
-// The memcpy anchor once more behind a group of benchmarks: equal to the one
-// in front of the group when the machine kept its speed through it.
-std::string afterGroup(const std::string& group) { return "BM_Anchor_Memcpy8208/after:" + group; }
-
 void registerLists() {
     for (const SplitId& s : kSplitIds) {
-        for (const FloorAnchor& a : kFloorAnchors)
-            benchmark::RegisterBenchmark(beforeLists(a.name, s.id).c_str(), a.run)->MinTime(0.05);
         for (const int n : kListSizes) {
             for (const bool reused : {false, true}) {
                 const std::string name =
@@ -596,7 +520,6 @@ void registerLists() {
                     ->MinTime(0.05);
             }
         }
-        benchmark::RegisterBenchmark(afterGroup(std::to_string(s.id)).c_str(), BM_Anchor_Memcpy8208)->MinTime(0.05);
     }
 }
 
@@ -607,7 +530,6 @@ void registerLists() {
 void sink(const char* text, void*) { benchmark::DoNotOptimize(text); }
 
 void logLines(benchmark::State& state, int mode, bool frameLine) {
-    const SpeedProbe probe(state);
     Pava_SetLogOutput(mode, mode == PAVA_LOG_CALLBACK ? sink : nullptr, nullptr);
     int id = 20001;
     for (auto _ : state) {
@@ -629,7 +551,6 @@ BENCHMARK(BM_LogFrameLine_Sink);
 
 // The same line through the C library, the anchor of the make-frame line.
 void BM_Anchor_FormatFrameLine(benchmark::State& state) {
-    const SpeedProbe probe(state);
     char text[512];
     int id = 20001;
     for (auto _ : state) {
@@ -647,7 +568,6 @@ BENCHMARK(BM_Anchor_FormatFrameLine);
 struct Figures {
     double cpu = 0;   // CPU time per call, ns (median)
     double real = 0;  // wall time per call, ns (median)
-    double cv = 0;    // CPU time's deviation over the repetitions, against its mean
     std::map<std::string, double> counters;
 };
 
@@ -666,9 +586,8 @@ public:
             // Named without the run's own settings ("/min_time:0.050").
             std::string name = run.run_name.str();
             if (const size_t at = name.find("/min_time:"); at != std::string::npos) name.erase(at);
-            Figures& f = medians[name];
-            if (run.aggregate_name == "cv") f.cv = run.cpu_accumulated_time;  // a fraction, not a time
             if (run.aggregate_name != "median") continue;
+            Figures& f = medians[name];
             f.cpu = run.GetAdjustedCPUTime();
             f.real = run.GetAdjustedRealTime();
             for (const auto& [key, counter] : run.counters) f.counters[key] = counter.value;
@@ -730,13 +649,9 @@ std::string ns(double v) {
     return text;
 }
 
-int printReport(const std::map<std::string, Figures>& medians, const std::vector<std::string>& speedNotes) {
+int printReport(const std::map<std::string, Figures>& medians) {
     Report r(medians);
     std::printf("\nMedians of CPU time per call (ns); ratios against the targets.\n");
-    if (!speedNotes.empty()) {
-        r.section("The machine's speed through each group of benchmarks (memcpy anchors, repetitions)");
-        for (const std::string& note : speedNotes) std::printf("  %s\n", note.c_str());
-    }
 
     r.section("Anchors");
     const double memcpyNs = r.cpu("BM_Anchor_Memcpy8208");
@@ -769,23 +684,14 @@ int printReport(const std::map<std::string, Figures>& medians, const std::vector
     }
 
     r.section("Lists: per item at 1,000 items (reused) against the floor");
-    // Each id's floor comes from the anchors measured just before its lists
-    // (the run's first ones where those were not run).
+    const double perByte = memcpyNs / static_cast<double>(sizeof(PavaMsg));
     for (const SplitId& s : kSplitIds) {
-        const auto anchor = [&](const char* name, double first) {
-            const double local = r.cpu(beforeLists(name, s.id));
-            return local > 0 ? local : first;
-        };
-        const double copyNs = anchor("BM_Anchor_Memcpy8208", memcpyNs);
-        const double perByte = copyNs / static_cast<double>(sizeof(PavaMsg));
         const int n = 1000;
         const std::string e = listName("Encode", s.id, n, true);
         const std::string d = listName("Decode", s.id, n, true);
         const double frames = r.counter(e, "frames");
-        const double encFloor = s.numbers * anchor("BM_Anchor_FormatNumber", fmtNs) + s.bytes * perByte +
-                                frames * anchor("BM_Anchor_FrameFloor", floorNs) / n;
-        const double decFloor = s.numbers * anchor("BM_Anchor_ParseNumber", parseNs) + s.bytes * perByte +
-                                r.counter(d, "owned") / n * anchor("BM_Anchor_Allocation", allocNs);
+        const double encFloor = s.numbers * fmtNs + s.bytes * perByte + frames * floorNs / n;
+        const double decFloor = s.numbers * parseNs + s.bytes * perByte + r.counter(d, "owned") / n * allocNs;
         const double encItem = r.cpu(e) / n;
         const double decItem = r.cpu(d) / n;
         char text[128];
@@ -853,127 +759,28 @@ int printReport(const std::map<std::string, Figures>& medians, const std::vector
     return 0;
 }
 
-// A group of benchmarks whose ratios are taken among themselves, with the
-// memcpy anchor measured in front of it and behind it.
-struct Group {
-    std::string label;
-    std::string before;  // the memcpy anchor in front
-    std::string after;   // and behind
-    std::string filter;  // every benchmark of the group, both anchors included
-    std::string judged;  // those of them that a target's ratio is taken from
-};
-
-std::vector<Group> reportGroups() {
-    std::vector<Group> groups;
-    groups.push_back({"one frame and log lines", "BM_Anchor_Memcpy8208", afterGroup("one-frame"),
-                      "^BM_(Anchor_[A-Za-z0-9]+|(En|De)code20001/threads:[12]|Log[A-Za-z]+_[A-Za-z]+|"
-                      "Anchor_Memcpy8208/after:one-frame)$",
-                      "^BM_(Anchor_[A-Za-z0-9]+|(En|De)code20001/threads:[12]|Log[A-Za-z]+_[A-Za-z]+)$"});
-    for (const SplitId& s : kSplitIds) {
-        const std::string id = std::to_string(s.id);
-        groups.push_back({"lists of " + id, beforeLists("BM_Anchor_Memcpy8208", s.id), afterGroup(id),
-                          "^BM_Anchor_[A-Za-z0-9]+/before:" + id + "(/|$)|^BM_List(Encode|Decode)/" + id +
-                              "/|^BM_Anchor_Memcpy8208/after:" + id + "(/|$)",
-                          "^BM_Anchor_[A-Za-z0-9]+/before:" + id + "$|^BM_List(Encode|Decode)/" + id +
-                              "/(1000|30000)/"});
-    }
-    return groups;
-}
-
-// How far a group is from having been measured at one speed of the machine,
-// the largest of: the change between the memcpy anchors in front of and
-// behind it, and between the speed probes of the benchmarks its targets are
-// judged on (the larger over the smaller, less one); the deviation of any of
-// those benchmarks over its repetitions, against their mean. Unknown when an
-// anchor was not measured.
-std::optional<double> unsteadiness(const std::map<std::string, Figures>& medians, const Group& g) {
-    const auto before = medians.find(g.before);
-    const auto after = medians.find(g.after);
-    if (before == medians.end() || after == medians.end() || before->second.cpu <= 0 || after->second.cpu <= 0)
-        return std::nullopt;
-    double worst = std::max(before->second.cpu, after->second.cpu) / std::min(before->second.cpu, after->second.cpu) - 1;
-    double fastest = 0, slowest = 0;
-    const std::regex member(g.judged, std::regex::extended);
-    for (const auto& [name, figures] : medians) {
-        if (!std::regex_search(name, member)) continue;
-        worst = std::max(worst, figures.cv);
-        const auto probe = figures.counters.find("probe");
-        if (probe == figures.counters.end() || probe->second <= 0) continue;
-        fastest = fastest > 0 ? std::min(fastest, probe->second) : probe->second;
-        slowest = std::max(slowest, probe->second);
-    }
-    if (fastest > 0) worst = std::max(worst, slowest / fastest - 1);
-    return worst;
-}
-
-// This development machine has phases in which everything runs 1.3x to 2x
-// slower, and not everything by the same factor; they last from under a
-// second to minutes. A ratio whose two sides were measured in different
-// phases says nothing about the codec. A group through which the speed
-// changed by more than 8% is measured again at once, up to three times, and
-// the steadiest of its measurements is kept; at once, so that every group
-// still runs after the same ones (the heap a long list leaves behind makes
-// later allocations dearer). Adds what the report says about it to notes.
-void measureGroup(MedianCollector& collector, const Group& g, std::vector<std::string>& notes) {
-    constexpr double kSteady = 0.08;
-    constexpr int kAttempts = 3;
-    benchmark::RunSpecifiedBenchmarks(&collector, g.filter);
-    const std::optional<double> first = unsteadiness(collector.medians, g);
-    if (!first || *first <= kSteady) return;
-    double change = *first;
-    char text[200];
-    std::snprintf(text, sizeof text, "%s: changed by %.0f%%; measured again:", g.label.c_str(), change * 100);
-    std::string note = text;
-    for (int attempt = 0; attempt < kAttempts && change > kSteady; ++attempt) {
-        const std::map<std::string, Figures> kept = collector.medians;
-        benchmark::RunSpecifiedBenchmarks(&collector, g.filter);
-        const double again = unsteadiness(collector.medians, g).value_or(change);
-        std::snprintf(text, sizeof text, " %.0f%%", again * 100);
-        note += text;
-        if (again < change) {
-            change = again;
-        } else {
-            collector.medians = kept;
-        }
-    }
-    note += change > kSteady ? "; still NOT steady, its ratios may be off" : "; steady";
-    notes.push_back(note);
-}
-
-// Every benchmark in registration order, group by group.
-std::vector<std::string> measureInGroups(MedianCollector& collector) {
-    std::vector<std::string> notes;
-    const std::vector<Group> groups = reportGroups();
-    measureGroup(collector, groups.front(), notes);
-    benchmark::RunSpecifiedBenchmarks(&collector, "^BM_(En|De)codeFamily/");
-    for (size_t i = 1; i < groups.size(); ++i) measureGroup(collector, groups[i], notes);
-    return notes;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     std::vector<char*> args(argv, argv + argc);
     const auto reportFlag = std::find_if(args.begin(), args.end(), [](char* a) { return std::strcmp(a, "--report") == 0; });
     const bool report = reportFlag != args.end();
-    const bool filtered = std::any_of(args.begin(), args.end(),
-                                      [](char* a) { return std::strncmp(a, "--benchmark_filter", 18) == 0; });
-    // Report mode: five repetitions and 0.1 s per run unless given otherwise.
-    std::string repetitions = "--benchmark_repetitions=5";
-    std::string minTime = "--benchmark_min_time=0.1";
+    // Report mode: five repetitions in random order, so that a slow phase of
+    // the machine falls on every benchmark alike and the medians leave it out;
+    // 0.1 s per run; aggregates only. A flag given on the command line wins.
+    std::string defaults[] = {"--benchmark_repetitions=5", "--benchmark_enable_random_interleaving=true",
+                              "--benchmark_min_time=0.1", "--benchmark_report_aggregates_only=true"};
     if (report) {
         args.erase(reportFlag);
-        for (std::string* flag : {&repetitions, &minTime}) {
-            const std::string name = flag->substr(0, flag->find('='));
+        for (std::string& flag : defaults) {
+            const std::string name = flag.substr(0, flag.find('='));
             const bool given = std::any_of(args.begin(), args.end(),
                                            [&](char* a) { return std::strncmp(a, name.c_str(), name.size()) == 0; });
-            if (!given) args.push_back(flag->data());
+            if (!given) args.push_back(flag.data());
         }
     }
     int count = static_cast<int>(args.size());
     args.push_back(nullptr);
-    // Closes the group of the one-frame rows: every benchmark registered so far.
-    benchmark::RegisterBenchmark(afterGroup("one-frame").c_str(), BM_Anchor_Memcpy8208);
     registerFamilies();
     registerLists();
     benchmark::Initialize(&count, args.data());
@@ -983,14 +790,8 @@ int main(int argc, char** argv) {
         benchmark::Shutdown();
         return 0;
     }
-    // A run of chosen benchmarks is taken as it comes; the whole report is
-    // measured group by group.
     MedianCollector collector;
-    std::vector<std::string> speedNotes;
-    if (filtered)
-        benchmark::RunSpecifiedBenchmarks(&collector);
-    else
-        speedNotes = measureInGroups(collector);
+    benchmark::RunSpecifiedBenchmarks(&collector);
     benchmark::Shutdown();
-    return printReport(collector.medians, speedNotes);
+    return printReport(collector.medians);
 }
