@@ -11,7 +11,7 @@
 //
 // `zmpava_bench` prints Google Benchmark's tables; `zmpava_bench --report`
 // runs every benchmark five times in random order and prints the medians as
-// ratios against the targets (see the README, Speed).
+// ratios against the targets (see docs/speed.md).
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
