@@ -1,0 +1,3 @@
+"""Streams of frames: filled in by the Decoder binding."""
+
+Damage = Decoder = Frame = Message = read_frames = None
