@@ -59,7 +59,7 @@ class PavaError(Exception):
     """
 
     def __init__(self, code, frames=None, record=None):
-        super().__init__(f"{_impl.rc_text(code)} (0x{code:x})")
+        super().__init__(f"{_rc_text(code)} (0x{code:x})")
         self.code = code
         self.frames = frames if frames is not None else []
         self.record = record
@@ -87,9 +87,11 @@ decode = _impl.decode
 wire = _impl.wire
 ids = _impl.ids
 layout = _impl.layout
+_rc_text, _echo, _set_log = _impl.rc_text, _impl.echo, _impl.set_log
 
 # Every object type's members in declaration order: {name: (kind, size, count, element)}.
 _SCHEMA = [{m[0]: m[1:] for m in _impl.members(t)} for t in range(_lib.TYPE_FIELD_ITEM + 1)]
+del _impl
 
 
 class _Record:
@@ -99,11 +101,11 @@ class _Record:
         self._record = {}
 
     def fill(self, obj):
-        _impl.echo(obj)  # raises as encode would
+        _echo(obj)  # raises as encode would
         self._record = obj
 
     def read(self, full):
-        return _impl.echo(self._record, full)
+        return _echo(self._record, full)
 
 
 STDOUT = object()  # set_log(STDOUT): the library's own standard output, its default
@@ -114,11 +116,11 @@ def set_log(sink):
     (one character per byte), None switches them off, STDOUT restores the
     library's standard output."""
     if sink is None:
-        _impl.set_log(_lib.LOG_OFF)
+        _set_log(_lib.LOG_OFF)
     elif sink is STDOUT:
-        _impl.set_log(_lib.LOG_STDOUT)
+        _set_log(_lib.LOG_STDOUT)
     elif callable(sink):
-        _impl.set_log(_lib.LOG_CALLBACK, sink)
+        _set_log(_lib.LOG_CALLBACK, sink)
     else:
         raise TypeError(f"a log sink is a callable, None or pava.STDOUT, not {type(sink).__name__}")
 

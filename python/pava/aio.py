@@ -30,8 +30,10 @@ stream.events() yields every event, pava.Damage included.
 
 import asyncio
 import logging
+from collections.abc import AsyncIterator, Awaitable, Callable, Mapping
+from typing import Any, Optional
 
-from . import Damage, Decoder, encode, wire
+from . import Damage, Decoder, Frame, Message, encode, wire
 
 __all__ = ["Stream", "open_connection", "start_server"]
 
@@ -39,7 +41,7 @@ _log = logging.getLogger("pava.aio")
 READ_SIZE = 1 << 16  # bytes asked of the transport at a time
 
 
-def _warn(event):
+def _warn(event: "Frame | Message | Damage") -> None:
     if isinstance(event, Damage):
         _log.warning("offset %d: %s", event.offset, event.what)
     else:
@@ -58,14 +60,15 @@ class Stream:
     pava.Message) whose decode failed; the stream goes on.
     """
 
-    def __init__(self, reader, writer, *, join=False, full=False, on_problem=_warn):
+    def __init__(self, reader: asyncio.StreamReader, writer: asyncio.StreamWriter, *, join: bool = False,
+                 full: bool = False, on_problem: Optional[Callable[[Any], object]] = _warn) -> None:
         self.reader = reader    # the asyncio.StreamReader
         self.writer = writer    # the asyncio.StreamWriter
         self.on_problem = on_problem
         self._decoder = Decoder(join=join, full=full)
         self._eof = False
 
-    async def events(self):
+    async def events(self) -> AsyncIterator["Frame | Message | Damage"]:
         """Every event of the incoming stream: pava.Frame (pava.Message with
         join=True) and pava.Damage, until the peer closes the connection."""
         while True:
@@ -82,10 +85,10 @@ class Stream:
                 self._eof = True
                 self._decoder.finish()
 
-    def __aiter__(self):
+    def __aiter__(self) -> AsyncIterator[dict[str, Any]]:
         return self._records()
 
-    async def _records(self):
+    async def _records(self) -> AsyncIterator[dict[str, Any]]:
         async for event in self.events():
             if isinstance(event, Damage) or event.rc != 0:
                 if self.on_problem is not None:
@@ -93,45 +96,48 @@ class Stream:
                 continue
             yield event.record
 
-    async def send(self, record):
+    async def send(self, record: Mapping[str, Any]) -> None:
         """Encodes the record and writes its frames (wire form); waits while
         the transport's buffer is full. Raises as pava.encode does, before
         anything is written."""
         self.writer.write(b"".join(wire(f) for f in encode(record)))
         await self.writer.drain()
 
-    async def send_bytes(self, data):
+    async def send_bytes(self, data: bytes) -> None:
         """Writes bytes as they are (frames made elsewhere, or anything else)."""
         self.writer.write(data)
         await self.writer.drain()
 
-    def close(self):
+    def close(self) -> None:
         """Closes the connection."""
         self.writer.close()
 
-    async def wait_closed(self):
+    async def wait_closed(self) -> None:
         """Waits until the connection is closed."""
         try:
             await self.writer.wait_closed()
         except (ConnectionError, OSError):
             pass
 
-    async def __aenter__(self):
+    async def __aenter__(self) -> "Stream":
         return self
 
-    async def __aexit__(self, *exc):
+    async def __aexit__(self, *exc: object) -> None:
         self.close()
         await self.wait_closed()
 
 
-async def open_connection(host, port, *, join=False, full=False, on_problem=_warn, **kwargs):
+async def open_connection(host: str, port: int, *, join: bool = False, full: bool = False,
+                          on_problem: Optional[Callable[[Any], object]] = _warn, **kwargs: Any) -> Stream:
     """Connects to a PAVA peer; returns its Stream. kwargs go to
     asyncio.open_connection (ssl, local_addr, ...)."""
     reader, writer = await asyncio.open_connection(host, port, **kwargs)
     return Stream(reader, writer, join=join, full=full, on_problem=on_problem)
 
 
-async def start_server(handler, host=None, port=0, *, join=False, full=False, on_problem=_warn, **kwargs):
+async def start_server(handler: Callable[[Stream], Awaitable[object]], host: Optional[str] = None, port: int = 0, *,
+                       join: bool = False, full: bool = False,
+                       on_problem: Optional[Callable[[Any], object]] = _warn, **kwargs: Any) -> asyncio.Server:
     """Serves PAVA peers: `await handler(stream)` for each connection, which
     is closed when the handler returns. Returns the asyncio.Server (port 0:
     any free port, see server.sockets[0].getsockname()). kwargs go to
