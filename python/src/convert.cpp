@@ -33,7 +33,25 @@ std::vector<PyObject*> g_names[kTypeCount];
 PyObject* g_index[kTypeCount] = {};
 PyObject* g_mapping = nullptr;  // collections.abc.Mapping
 
+// Runs of members held in the object's own bytes (numbers, character
+// arrays, rows) next to each other: when all their bytes are zero, every
+// member of the run is at its reset value and the run is passed over in one
+// test. (Bytes between them are padding; should they not be zero, the
+// members are tested one by one.)
+struct Run {
+    size_t end = 0;  // the entry after the run's last
+    ptrdiff_t from = 0, to = 0;  // its bytes in the object
+};
+std::vector<Run> g_runs[kTypeCount];  // by the run's first entry; end 0 where none starts
+
+constexpr char kZeros[1024] = {};
+
 bool allZero(const char* p, size_t n) {
+    if (n >= 64) {
+        for (; n > sizeof kZeros; p += sizeof kZeros, n -= sizeof kZeros)
+            if (std::memcmp(p, kZeros, sizeof kZeros) != 0) return false;
+        return std::memcmp(p, kZeros, n) == 0;
+    }
     uint64_t acc = 0;
     size_t i = 0;
     for (; i + 8 <= n; i += 8) {
@@ -91,7 +109,13 @@ PyObject* objectToDict(int type, const char* object, bool full) {
     Ref dict(PyDict_New());
     if (!dict.p) return nullptr;
     const auto& entries = schema()[type];
+    const auto& runs = g_runs[type];
     for (size_t i = 0; i < entries.size(); ++i) {
+        if (!full && runs[i].end > i &&
+            allZero(object + runs[i].from, static_cast<size_t>(runs[i].to - runs[i].from))) {
+            i = runs[i].end - 1;
+            continue;
+        }
         const SchemaEntry& e = entries[i];
         const char* at = object + e.offset;
         PyObject* value = nullptr;
@@ -352,11 +376,38 @@ bool fillObject(int type, char* object, PyObject* mapping, const std::string& pr
     return true;
 }
 
+// The bytes a member holds in its object; 0 for one held elsewhere (strings, lists).
+ptrdiff_t inlineSize(const pava_member_info& m) {
+    switch (m.kind) {
+    case PAVA_KIND_INT32: return 4;
+    case PAVA_KIND_UINT16: return 2;
+    case PAVA_KIND_CHARS: return m.size;
+    case PAVA_KIND_ROWS: return static_cast<ptrdiff_t>(m.count) * m.size;
+    default: return 0;
+    }
+}
+
+void findRuns(int type) {
+    const auto& entries = schema()[type];
+    auto& runs = g_runs[type];
+    runs.assign(entries.size(), Run{});
+    for (size_t i = 0; i < entries.size();) {
+        size_t j = i;
+        while (j < entries.size() && inlineSize(entries[j].info) > 0) ++j;
+        if (j - i >= 2) {
+            const SchemaEntry& last = entries[j - 1];
+            runs[i] = Run{j, entries[i].offset, last.offset + inlineSize(last.info)};
+        }
+        i = j == i ? i + 1 : j;
+    }
+}
+
 }  // namespace
 
 bool initConvert() {
     for (int type = 0; type < kTypeCount; ++type) {
         if (g_index[type]) continue;
+        findRuns(type);
         g_index[type] = PyDict_New();
         if (!g_index[type]) return false;
         const auto& entries = schema()[type];
