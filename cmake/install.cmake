@@ -52,14 +52,17 @@ if(ZMPAVA_DISSECTOR_LUA)
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tool)
 endif()
 
-# The Python package, by default where Debian's python3 finds packages of /usr.
+# The Python package with its compiled module, by default where Debian's
+# python3 finds packages of /usr. The module carries its own copy of the
+# codecs, so the package needs no other part installed.
 set(ZMPAVA_PYTHON_DIR lib/python3/dist-packages CACHE PATH "Python package directory, relative to the prefix")
 set(ZMPAVA_HAS_PYTHON OFF)
-if(EXISTS ${PROJECT_SOURCE_DIR}/python/pava/__init__.py)
+if(TARGET _pava)
   set(ZMPAVA_HAS_PYTHON ON)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/pava
           DESTINATION ${ZMPAVA_PYTHON_DIR} COMPONENT python
           PATTERN "__pycache__" EXCLUDE PATTERN "*.pyc" EXCLUDE)
+  install(TARGETS _pava LIBRARY DESTINATION ${ZMPAVA_PYTHON_DIR}/pava COMPONENT python)
 endif()
 
 # Debian packages: `cpack -G DEB` in the build tree. A parent project that adds
@@ -106,11 +109,13 @@ if(ZMPAVA_HAS_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zmpavaanalyzer)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
-  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
-  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS python3)
+  # The module is built for one Python version (its file name says which).
+  math(EXPR next_minor "${ZMPAVA_PYTHON_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+      "python3 (>= ${ZMPAVA_PYTHON_VERSION_MAJOR}.${ZMPAVA_PYTHON_VERSION_MINOR}), python3 (<< ${ZMPAVA_PYTHON_VERSION_MAJOR}.${next_minor})")
   set(CPACK_COMPONENT_PYTHON_DESCRIPTION "PAVA protocol codec (Python package)
- The pava Python package over the library's C interface.")
-  set(CPACK_COMPONENT_PYTHON_DEPENDS runtime)
+ The pava Python package: records as dicts, frames as bytes, stream decoding
+ and asyncio streams, with the codecs compiled in.")
 endif()
 
 include(CPack)

@@ -19,6 +19,7 @@
 #include "members.h"
 #include "message.h"
 #include "multiframe/joiner.h"
+#include "record_schema.h"
 
 static_assert(PAVA_RC_OK == PAVA_OK && PAVA_RC_NULL == PAVA_ERR_NULL && PAVA_RC_NO_HANDLER == PAVA_ERR_NO_HANDLER &&
               PAVA_RC_DECODE == PAVA_ERR_DECODE && PAVA_RC_ENCODE == PAVA_ERR_ENCODE);
@@ -50,183 +51,6 @@ namespace {
 
 using namespace pava;
 
-constexpr int kTypeCount = PAVA_TYPE_FIELD_ITEM + 1;
-
-// The members that hold other objects; everything else is a leaf slot.
-enum class Container : uint8_t {
-    None, DataList, DataList2, SettingList, RecordList, FileBlock, FbCodes, FieldList, FieldList2
-};
-
-struct Entry {
-    pava_member_info info{};
-    Member member = Member::None;  // a leaf of the member table
-    int recordItem = -1;           // a leaf of recordItemMembers()
-    Container container = Container::None;
-    ptrdiff_t offset = 0;          // within its object, for declaration order
-};
-
-using Schema = std::array<std::vector<Entry>, kTypeCount>;
-
-ptrdiff_t offsetIn(const void* object, const void* member) {
-    return static_cast<const char*>(member) - static_cast<const char*>(object);
-}
-
-int kindOf(SlotType type) {
-    switch (type) {
-    case SlotType::Int32: return PAVA_KIND_INT32;
-    case SlotType::UInt16: return PAVA_KIND_UINT16;
-    case SlotType::Chars: return PAVA_KIND_CHARS;
-    case SlotType::String: return PAVA_KIND_STRING;
-    case SlotType::None: break;
-    }
-    return 0;
-}
-
-Entry leaf(const char* name, const Slot& s, ptrdiff_t offset) {
-    Entry e;
-    e.info = {name, kindOf(s.type), s.type == SlotType::Chars ? s.size : 0, 0, -1};
-    e.offset = offset;
-    return e;
-}
-
-Entry container(const char* name, int kind, Container c, int element, ptrdiff_t offset) {
-    Entry e;
-    e.info = {name, kind, 0, 0, element};
-    e.container = c;
-    e.offset = offset;
-    return e;
-}
-
-// Every object type's members in declaration order: the leaves come from the
-// member table (their place from their slots in a sample object, a record's
-// member inside fileBlock belonging to the file block), the containers are
-// the record's structure around them.
-void buildSchema(Schema& schema) {
-    PavaFullData rec;
-    PavaDataItem item;
-    PavaSettingItem setting;
-    PavaFieldItem field;
-    PavaRecordItem recordItem;
-    const char* blockBegin = reinterpret_cast<const char*>(&rec.fileBlock);
-    for (int i = 0; i < static_cast<int>(Member::None); ++i) {
-        const auto m = static_cast<Member>(i);
-        Entry e;
-        int type = -1;
-        switch (memberOwner(m)) {
-        case MemberOwner::Record: {
-            const Slot s = slotOf(rec, m);
-            const char* at = static_cast<const char*>(s.ptr);
-            const bool inBlock = at >= blockBegin && at < blockBegin + sizeof rec.fileBlock;
-            type = inBlock ? PAVA_TYPE_FILE_BLOCK : PAVA_TYPE_RECORD;
-            e = leaf(memberName(m), s, inBlock ? offsetIn(&rec.fileBlock, at) : offsetIn(&rec, at));
-            break;
-        }
-        case MemberOwner::Item: {
-            const Slot s = slotOf(item, m);
-            type = PAVA_TYPE_DATA_ITEM, e = leaf(memberName(m), s, offsetIn(&item, s.ptr));
-            break;
-        }
-        case MemberOwner::Setting: {
-            const Slot s = slotOf(setting, m);
-            type = PAVA_TYPE_SETTING_ITEM, e = leaf(memberName(m), s, offsetIn(&setting, s.ptr));
-            break;
-        }
-        case MemberOwner::Field: {
-            const Slot s = slotOf(field, m);
-            type = PAVA_TYPE_FIELD_ITEM, e = leaf(memberName(m), s, offsetIn(&field, s.ptr));
-            break;
-        }
-        case MemberOwner::None: break;
-        }
-        if (type < 0) continue;
-        e.member = m;
-        schema[type].push_back(e);
-    }
-    const auto items = recordItemMembers();
-    for (size_t i = 0; i < items.size(); ++i) {
-        const Slot s = items[i].slot(recordItem);
-        Entry e = leaf(items[i].name, s, offsetIn(&recordItem, s.ptr));
-        e.recordItem = static_cast<int>(i);
-        schema[PAVA_TYPE_RECORD_ITEM].push_back(e);
-    }
-
-    auto& top = schema[PAVA_TYPE_RECORD];
-    top.push_back(container("dataList", PAVA_KIND_LIST, Container::DataList, PAVA_TYPE_DATA_ITEM,
-                            offsetIn(&rec, &rec.dataList)));
-    top.push_back(container("dataList2", PAVA_KIND_LIST, Container::DataList2, PAVA_TYPE_DATA_ITEM,
-                            offsetIn(&rec, &rec.dataList2)));
-    top.push_back(container("settingList", PAVA_KIND_LIST, Container::SettingList, PAVA_TYPE_SETTING_ITEM,
-                            offsetIn(&rec, &rec.settingList)));
-    top.push_back(container("fileBlock", PAVA_KIND_OBJECT, Container::FileBlock, PAVA_TYPE_FILE_BLOCK,
-                            offsetIn(&rec, &rec.fileBlock)));
-    top.push_back(container("recordList", PAVA_KIND_LIST, Container::RecordList, PAVA_TYPE_RECORD_ITEM,
-                            offsetIn(&rec, &rec.recordList)));
-    Entry codes = container("fbCodes", PAVA_KIND_ROWS, Container::FbCodes, -1,
-                            offsetIn(&rec.fileBlock, &rec.fileBlock.fbCodes));
-    codes.info.count = static_cast<int>(std::size(rec.fileBlock.fbCodes));
-    codes.info.size = static_cast<int>(sizeof rec.fileBlock.fbCodes[0]);
-    schema[PAVA_TYPE_FILE_BLOCK].push_back(codes);
-    auto& rows = schema[PAVA_TYPE_RECORD_ITEM];
-    rows.push_back(container("fieldList", PAVA_KIND_LIST, Container::FieldList, PAVA_TYPE_FIELD_ITEM,
-                             offsetIn(&recordItem, &recordItem.fieldList)));
-    rows.push_back(container("fieldList2", PAVA_KIND_LIST, Container::FieldList2, PAVA_TYPE_FIELD_ITEM,
-                             offsetIn(&recordItem, &recordItem.fieldList2)));
-
-    for (auto& members : schema)
-        std::stable_sort(members.begin(), members.end(),
-                         [](const Entry& a, const Entry& b) { return a.offset < b.offset; });
-}
-
-// Built once per process, immutable afterwards.
-const Schema& schema() {
-    static const auto* const instance = [] {
-        auto* s = new Schema;
-        buildSchema(*s);
-        return s;
-    }();
-    return *instance;
-}
-
-const Entry* findEntry(int type, std::string_view name) {
-    for (const Entry& e : schema()[type])
-        if (name == e.info.name) return &e;
-    return nullptr;
-}
-
-// ---------------------------------------------------------------------------
-// Lists behind an object pointer of the container's owner type
-// ---------------------------------------------------------------------------
-
-template <class F>
-auto withList(void* object, Container c, F&& f) {
-    auto* rec = static_cast<PavaFullData*>(object);
-    auto* row = static_cast<PavaRecordItem*>(object);
-    switch (c) {
-    case Container::DataList2: return f(rec->dataList2);
-    case Container::SettingList: return f(rec->settingList);
-    case Container::RecordList: return f(rec->recordList);
-    case Container::FieldList: return f(row->fieldList);
-    case Container::FieldList2: return f(row->fieldList2);
-    default: return f(rec->dataList);
-    }
-}
-
-size_t listSize(void* object, Container c) {
-    return withList(object, c, [](auto& list) { return list.size(); });
-}
-void* listElement(void* object, Container c, size_t index) {
-    return withList(object, c, [&](auto& list) -> void* { return &list[index]; });
-}
-void* listAppend(void* object, Container c) {
-    return withList(object, c, [](auto& list) -> void* { return &list.emplace_back(); });
-}
-void listPop(void* object, Container c) {
-    withList(object, c, [](auto& list) { list.pop_back(); });
-}
-void listResize(void* object, Container c, size_t size) {
-    withList(object, c, [&](auto& list) { list.resize(size); });
-}
-
 // ---------------------------------------------------------------------------
 // Paths
 // ---------------------------------------------------------------------------
@@ -238,7 +62,7 @@ enum class Walk {
 };
 
 struct Target {
-    const Entry* entry = nullptr;
+    const SchemaEntry* entry = nullptr;
     int type = PAVA_TYPE_RECORD;  // the type that holds the entry
     void* object = nullptr;       // the object of that type; null for an append to come
     int row = -1;                 // the row of fbCodes[row]
@@ -285,7 +109,7 @@ int walk(PavaFullData& rec, const char* path, Walk mode, Target& out, Undo* undo
             indexed = true;
             segment = segment.substr(0, open);
         }
-        const Entry* e = findEntry(type, segment);
+        const SchemaEntry* e = findEntry(type, segment);
         if (e == nullptr) return PAVA_RC_UNKNOWN_MEMBER;
 
         const int kind = e->info.kind;
@@ -319,7 +143,7 @@ int walk(PavaFullData& rec, const char* path, Walk mode, Target& out, Undo* undo
 }
 
 Slot leafSlot(const Target& t) {
-    const Entry& e = *t.entry;
+    const SchemaEntry& e = *t.entry;
     if (e.container == Container::FbCodes) {
         if (t.row < 0) return {};
         auto& codes = static_cast<PavaFullData*>(t.object)->fileBlock.fbCodes;

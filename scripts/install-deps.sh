@@ -5,8 +5,12 @@ set -euo pipefail
 
 packages=(cmake gcc g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
           libcli11-dev nlohmann-json3-dev libfmt-dev
+          # the peer commands of the tool (serve, send)
+          libasio-dev
           # the Python package, the tool's tests and the Wireshark dissector's tests
           python3 python3-pytest tshark
+          # the Python module's headers, its asyncio tests, `pip install .` into a fresh venv
+          python3-dev python3-pytest-asyncio python3-venv python3-pip
           # packaging and consumer tests: cpack's dpkg-shlibdeps, pkg-config
           dpkg-dev pkg-config
           # the test suite for 64-bit Windows under wine, and for 32-bit x86 under qemu

@@ -1,10 +1,7 @@
-// Frames read from a byte stream one at a time, in constant memory, from
-// input that may be damaged: wire form, raw 8208-byte blocks or hex text.
-//
-// A header is trusted only when it looks like one the codecs write (see
-// plausibleHeader). Bytes that are not a frame are reported with their
-// offset and skipped up to the next plausible header; a frame cut off at the
-// end of the input is reported as a fragment.
+// Frames read from a FILE (a file, a pipe, standard input) one at a time, in
+// constant memory, from input that may be damaged: wire form, raw 8208-byte
+// blocks or hex text. The reading rules are those of pava::FrameReader
+// (core/frame_reader.h), which this feeds; sockets feed the same reader.
 #ifndef ZMPAVA_TOOLS_FRAME_STREAM_H
 #define ZMPAVA_TOOLS_FRAME_STREAM_H
 
@@ -15,10 +12,13 @@
 #include <vector>
 
 #include "ZMPavaAnalyzer.h"
+#include "frame_reader.h"
 
 namespace pava::tool {
 
-enum class FrameForm { Wire, Raw, Hex };
+using pava::FrameForm;
+using pava::headerBodyLength;
+using pava::plausibleHeader;
 
 // Something in the input that is not a whole frame.
 struct StreamDamage {
@@ -26,16 +26,6 @@ struct StreamDamage {
     uint64_t length = 0;  // bytes skipped
     std::string what;
 };
-
-// True when the 16 header bytes could come from an encoder: RII digits,
-// blanks or NULs; a five-digit id; a body length of digits (after an
-// optional '-') then blanks, at most 8208, and for an id whose layout has
-// one length exactly that; a continuation flag '0' or '1'.
-bool plausibleHeader(const char* head) noexcept;
-
-// The body bytes that follow a plausible header on the wire: its length,
-// within 0..8192, as the encoders write them.
-int headerBodyLength(const char* head) noexcept;
 
 class FrameStream {
 public:
@@ -56,28 +46,19 @@ public:
     bool readError() const noexcept { return m_readError; }
 
 private:
-    bool nextWire(PavaMsg& frame, uint64_t& offset);
-    bool nextRaw(PavaMsg& frame, uint64_t& offset);
-    bool nextHex(PavaMsg& frame, uint64_t& offset);
-    // Makes at least n bytes available from m_pos (fewer at the end of input).
-    size_t fill(size_t n);
-    size_t available() const noexcept { return m_end - m_pos; }
-    uint64_t offsetOf(size_t at) const noexcept { return m_base + at; }
-    void damage(uint64_t offset, uint64_t length, std::string what);
-    bool frameEndsCleanly(size_t end);
+    // Feeds the reader from the file; false at the end of the input.
+    bool refill();
 
     std::FILE* m_in;
-    FrameForm m_form;
     DamageSink m_sink;
     std::function<void()> m_onIdle;
-    std::vector<char> m_buf;
-    size_t m_pos = 0;     // next unread byte in m_buf
-    size_t m_end = 0;     // end of the bytes in m_buf
-    uint64_t m_base = 0;  // input offset of m_buf[0]
+    bool m_regular = false;  // a regular file: reading ahead never waits
+    FrameReader m_reader;
+    std::vector<char> m_chunk;
+    size_t m_chunkPos = 0;
+    size_t m_chunkEnd = 0;
     bool m_eof = false;
     bool m_readError = false;
-    bool m_regular = false;  // a regular file: reading ahead never waits
-    uint64_t m_line = 0;  // hex: lines read
 };
 
 }  // namespace pava::tool

@@ -1,23 +1,53 @@
 """PAVA frames from Python: records as dicts, frames as bytes.
 
-    import pava
+Records and frames
     frames = pava.encode({"msgId": 20001, "rii": 5, "text12b": b"ABCDEFGHIJKL"})
     record = pava.decode(frames[0])          # {"rii": 5, "msgId": 20001, ...}
+    pava.wire(frames[0])                     # the bytes sent: header + declared body
 
-A record is a dict named by the record's members: integers as int, character
-arrays and strings as bytes (exact), lists as lists of dicts, fileBlock as a
-dict whose fbCodes is a list of bytes. A member left out is at its reset value
-(zero, empty).
+    A record is a dict named by the record's members: integers as int,
+    character arrays and strings as bytes (exact), lists as lists of dicts,
+    fileBlock as a dict whose fbCodes is a list of bytes. A member left out is
+    at its reset value (zero, empty). encode returns every frame as its full
+    8208-byte block; decode takes that block or the wire form.
+
+Streams
+    decoder = pava.Decoder(join=True)        # no I/O: feed it bytes from anywhere
+    decoder.feed(chunk)                      # any chunk sizes
+    for event in decoder: ...                # pava.Frame, pava.Message, pava.Damage
+    decoder.finish()                         # the end of the input
+    for event in pava.read_frames("capture.pava"): ...
+
+    pava.aio (asyncio): open_connection(host, port) and start_server(handler,
+    host, port) give a stream: `async for record in stream`,
+    `await stream.send(record)`, `stream.close()`.
+
+Errors
+    KeyError, TypeError, ValueError name the member path of a record that does
+    not fit; PavaError carries the library's return code (.code), the frames
+    an encoder appended before it failed (.frames) and what a failed decode
+    left in the record (.record).
+
+Tables
+    pava.ids() lists the message ids, pava.layout(id) an id's fields as the
+    codecs run them; pava.set_log(sink) routes the codecs' log lines.
+
+The work is done by the compiled module pava._pava, which carries its own copy
+of the library. Where it is absent, the same functions run over the shared
+library through ctypes (PAVA_LIBRARY names it), one C call per member; the
+streams need the compiled module. PAVA_BACKEND=ctypes forces that fallback.
 """
 
-import ctypes
-from collections.abc import Mapping
+import os as _os
 
 from . import _lib
-from ._lib import FRAME_SIZE, HEADER_SIZE, lib
 
 __all__ = ["PavaError", "encode", "decode", "wire", "ids", "layout", "set_log", "STDOUT",
-           "FRAME_SIZE", "HEADER_SIZE"]
+           "FRAME_SIZE", "HEADER_SIZE", "Decoder", "Frame", "Message", "Damage", "read_frames",
+           "BACKEND"]
+
+FRAME_SIZE = _lib.FRAME_SIZE    # bytes of a whole frame: header and full body
+HEADER_SIZE = _lib.HEADER_SIZE  # bytes of a frame's header
 
 
 class PavaError(Exception):
@@ -29,276 +59,78 @@ class PavaError(Exception):
     """
 
     def __init__(self, code, frames=None, record=None):
-        super().__init__(f"{lib.pava_rc_text(code).decode()} (0x{code:x})")
+        super().__init__(f"{_rc_text(code)} (0x{code:x})")
         self.code = code
         self.frames = frames if frames is not None else []
         self.record = record
 
 
-def _fail(code, path):
-    """Raises the Python exception for a failed C call on a member path."""
-    if code == _lib.RC_UNKNOWN_MEMBER:
-        raise KeyError(f"{path}: unknown member")
-    if code == _lib.RC_WRONG_KIND:
-        raise TypeError(f"{path}: not a member of that kind")
-    if code in (_lib.RC_TOO_LONG, _lib.RC_RANGE, _lib.RC_INDEX):
-        raise ValueError(f"{path}: {lib.pava_rc_text(code).decode()}")
-    if code == _lib.RC_NO_MEMORY:
-        raise MemoryError(path)
-    raise PavaError(code)
+def _backend():
+    choice = _os.environ.get("PAVA_BACKEND", "")
+    if choice != "ctypes":
+        try:
+            from . import _pava
+            _pava._set_error(PavaError)
+            return _pava
+        except ImportError:
+            if choice == "module":
+                raise
+    from . import _ctypes_backend
+    return _ctypes_backend
 
 
-def _members(type_):
-    count = ctypes.c_size_t()
-    lib.pava_member_count(type_, ctypes.byref(count))
-    members = {}
-    for i in range(count.value):
-        info = _lib.MemberInfo()
-        lib.pava_member_at(type_, i, ctypes.byref(info))
-        name = info.name.decode()
-        members[name] = (info.kind, info.size, info.count, info.element)
-    return members
+_impl = _backend()
+BACKEND = "module" if _impl.__name__.endswith("_pava") else "ctypes"  # which one runs
 
+encode = _impl.encode
+decode = _impl.decode
+wire = _impl.wire
+ids = _impl.ids
+layout = _impl.layout
+_rc_text, _echo, _set_log = _impl.rc_text, _impl.echo, _impl.set_log
 
-# Every object type's members, in declaration order, from the library itself.
-_SCHEMA = [_members(t) for t in range(_lib.TYPE_FIELD_ITEM + 1)]
+# Every object type's members in declaration order: {name: (kind, size, count, element)}.
+_SCHEMA = [{m[0]: m[1:] for m in _impl.members(t)} for t in range(_lib.TYPE_FIELD_ITEM + 1)]
+del _impl
 
 
 class _Record:
-    """An owned record handle."""
+    """A record filled from a dict and read back (for tests of the conversion)."""
 
     def __init__(self):
-        self.handle = ctypes.c_void_p()
-        if lib.pava_record_new(ctypes.byref(self.handle)) != _lib.RC_OK:
-            raise MemoryError("pava record")
+        self._record = {}
 
-    def __del__(self):
-        lib.pava_record_free(self.handle)
+    def fill(self, obj):
+        _echo(obj)  # raises as encode would
+        self._record = obj
 
-    def set_int(self, path, value):
-        if type(value) is not int:  # bool is refused too: it is no member's type
-            raise TypeError(f"{path}: expected an int, not {type(value).__name__}")
-        if not -(1 << 63) <= value < (1 << 63):
-            raise ValueError(f"{path}: {value} is out of range")
-        rc = lib.pava_set_int(self.handle, path.encode(), value)
-        if rc != _lib.RC_OK:
-            _fail(rc, path)
-
-    def set_bytes(self, path, value):
-        if not isinstance(value, (bytes, bytearray, memoryview)):
-            raise TypeError(f"{path}: expected bytes, not {type(value).__name__}")
-        value = bytes(value)
-        rc = lib.pava_set_bytes(self.handle, path.encode(), value, len(value))
-        if rc != _lib.RC_OK:
-            _fail(rc, path)
-
-    def resize(self, path, size):
-        rc = lib.pava_list_resize(self.handle, path.encode(), size)
-        if rc != _lib.RC_OK:
-            _fail(rc, path)
-
-    def get_int(self, path):
-        value = ctypes.c_int64()
-        rc = lib.pava_get_int(self.handle, path.encode(), ctypes.byref(value))
-        if rc != _lib.RC_OK:
-            _fail(rc, path)
-        return value.value
-
-    def get_bytes(self, path):
-        key = path.encode()
-        length = ctypes.c_size_t()
-        buffer = ctypes.create_string_buffer(256)
-        rc = lib.pava_get_bytes(self.handle, key, buffer, len(buffer), ctypes.byref(length))
-        if rc == _lib.RC_BUFFER:
-            buffer = ctypes.create_string_buffer(length.value)
-            rc = lib.pava_get_bytes(self.handle, key, buffer, len(buffer), ctypes.byref(length))
-        if rc != _lib.RC_OK:
-            _fail(rc, path)
-        return buffer.raw[:length.value]
-
-    def size(self, path):
-        size = ctypes.c_size_t()
-        rc = lib.pava_list_size(self.handle, path.encode(), ctypes.byref(size))
-        if rc != _lib.RC_OK:
-            _fail(rc, path)
-        return size.value
-
-    def fill(self, obj, type_=_lib.TYPE_RECORD, prefix=""):
-        """Sets the members obj names; raises before anything is encoded."""
-        if not isinstance(obj, Mapping):
-            raise TypeError(f"{prefix or 'record'}: expected a dict, not {type(obj).__name__}")
-        members = _SCHEMA[type_]
-        for key, value in obj.items():
-            path = f"{prefix}.{key}" if prefix else str(key)
-            if key not in members:
-                raise KeyError(f"{path}: unknown member")
-            kind, _, count, element = members[key]
-            if kind in (_lib.KIND_INT32, _lib.KIND_UINT16):
-                self.set_int(path, value)
-            elif kind in (_lib.KIND_CHARS, _lib.KIND_STRING):
-                self.set_bytes(path, value)
-            elif kind == _lib.KIND_OBJECT:
-                self.fill(value, element, path)
-            elif isinstance(value, (str, bytes, bytearray, Mapping)) or not hasattr(value, "__len__"):
-                raise TypeError(f"{path}: expected a list, not {type(value).__name__}")
-            elif kind == _lib.KIND_ROWS:
-                if len(value) > count:
-                    raise ValueError(f"{path}: {len(value)} rows do not fit the {count} rows")
-                for i, row in enumerate(value):
-                    self.set_bytes(f"{path}[{i}]", row)
-            else:
-                self.resize(path, len(value))
-                for i, item in enumerate(value):
-                    self.fill(item, element, f"{path}[{i}]")
-
-    def read(self, full, type_=_lib.TYPE_RECORD, prefix=""):
-        """The members as a dict; those at their reset value only when full."""
-        out = {}
-        for name, (kind, _, count, element) in _SCHEMA[type_].items():
-            path = prefix + name
-            if kind in (_lib.KIND_INT32, _lib.KIND_UINT16):
-                value = self.get_int(path)
-            elif kind in (_lib.KIND_CHARS, _lib.KIND_STRING):
-                value = self.get_bytes(path)
-            elif kind == _lib.KIND_OBJECT:
-                value = self.read(full, element, path + ".")
-            elif kind == _lib.KIND_ROWS:
-                value = [self.get_bytes(f"{path}[{i}]") for i in range(count)]
-                while value and not full and not value[-1]:
-                    value.pop()
-            else:
-                value = [self.read(full, element, f"{path}[{i}].") for i in range(self.size(path))]
-            if full or value:
-                out[name] = value
-        return out
-
-
-def _frame_bytes(frame):
-    if not isinstance(frame, (bytes, bytearray, memoryview)):
-        raise TypeError(f"a frame is bytes, not {type(frame).__name__}")
-    frame = bytes(frame)
-    if not HEADER_SIZE <= len(frame) <= FRAME_SIZE:
-        raise ValueError(f"a frame holds {HEADER_SIZE} to {FRAME_SIZE} bytes, not {len(frame)}")
-    return frame
-
-
-def encode(record):
-    """Encodes a record dict; returns its frames, each as its full 8208-byte block.
-
-    Raises KeyError, TypeError or ValueError naming the member path for a
-    record that does not fit the record type (before anything is encoded),
-    and PavaError when the library refuses it (.frames: the frames appended
-    before the encoder failed)."""
-    rec = _Record()
-    rec.fill(record)
-    frames = ctypes.c_void_p()
-    if lib.pava_frames_new(ctypes.byref(frames)) != _lib.RC_OK:
-        raise MemoryError("pava frames")
-    try:
-        rc = lib.pava_encode(rec.handle, frames)
-        out = []
-        pointer = ctypes.c_void_p()
-        for i in range(lib.pava_frames_count(frames)):
-            lib.pava_frames_at(frames, i, ctypes.byref(pointer), None)
-            out.append(ctypes.string_at(pointer, FRAME_SIZE))
-    finally:
-        lib.pava_frames_free(frames)
-    if rc != _lib.RC_OK:
-        raise PavaError(rc, frames=out)
-    return out
-
-
-def wire(frame):
-    """A frame's wire form: the 16 header bytes and the body up to its declared length."""
-    frame = _frame_bytes(frame)
-    size = ctypes.c_size_t()
-    lib.pava_wire_size(frame, len(frame), ctypes.byref(size))
-    return frame[:size.value]
-
-
-def decode(frame, full=False):
-    """Decodes one frame, its full 8208-byte block or its wire form, into a dict.
-
-    Members at their reset value are left out unless full is true. Raises
-    PavaError when the library refuses the frame (.record: what the decode
-    left in the record)."""
-    frame = _frame_bytes(frame)
-    rec = _Record()
-    rc = lib.pava_decode(frame, len(frame), rec.handle)
-    if rc != _lib.RC_OK:
-        raise PavaError(rc, record=rec.read(full))
-    return rec.read(full)
-
-
-def ids():
-    """Every registered message id, ascending."""
-    count = ctypes.c_size_t()
-    lib.pava_ids(None, 0, ctypes.byref(count))
-    out = (ctypes.c_int * count.value)()
-    lib.pava_ids(out, count.value, ctypes.byref(count))
-    return list(out)
-
-
-_FLAG_NAMES = ((1, "clear"), (2, "zero"), (4, "nul-padded"))
-
-
-def _fields(id_, table, count):
-    fields = []
-    info = _lib.FieldInfo()
-    for i in range(count):
-        lib.pava_layout_field(id_, table, i, ctypes.byref(info))
-        member = info.member.decode()
-        fields.append({"offset": info.offset, "width": info.width, "kind": info.kind_name.decode(),
-                       "member": None if member == "none" else member,
-                       "flags": [name for bit, name in _FLAG_NAMES if info.flags & bit]})
-    return fields
-
-
-def layout(id_):
-    """An id's layout as the codecs run it: fixed fields (offset, width, kind,
-    member, flags), the decoder's fields where it reads otherwise, the
-    declared length (None when it varies), the item table of a list of
-    fixed-size items (None when there is none) and what follows the fixed
-    fields ("body": kind, offset, count place, member, words). PavaError
-    0x10008 for an id without a codec."""
-    info = _lib.LayoutInfo()
-    rc = lib.pava_layout(id_, ctypes.byref(info))
-    if rc != _lib.RC_OK:
-        raise PavaError(rc)
-    out = {"id": info.id, "family": info.family.decode(),
-           "length": None if info.length < 0 else info.length,
-           "fields": _fields(id_, _lib.TABLE_FIELDS, info.field_count),
-           "decode_fields": _fields(id_, _lib.TABLE_DECODE_FIELDS, info.decode_field_count),
-           "list": None,
-           "body": {"kind": info.body_kind.decode(), "at": info.body_at,
-                    "count_at": None if info.body_count_at < 0 else info.body_count_at,
-                    "count_width": info.body_count_width,
-                    "member": info.body_member.decode() if info.body_member else None,
-                    "words": info.body_words.decode() if info.body_words else None}}
-    if info.has_list:
-        out["list"] = {"count_at": info.list_count_at, "count_width": info.list_count_width,
-                       "items_at": info.list_items_at, "item_size": info.list_item_size,
-                       "fields": _fields(id_, _lib.TABLE_ITEM_FIELDS, info.item_field_count),
-                       "decode_fields": _fields(id_, _lib.TABLE_ITEM_DECODE_FIELDS,
-                                                info.item_decode_field_count)}
-    return out
+    def read(self, full):
+        return _echo(self._record, full)
 
 
 STDOUT = object()  # set_log(STDOUT): the library's own standard output, its default
-_log_callback = None  # kept alive while the library may call it
 
 
 def set_log(sink):
     """Routes the codecs' log lines: a callable gets each line as str
     (one character per byte), None switches them off, STDOUT restores the
     library's standard output."""
-    global _log_callback
-    if sink is None or sink is STDOUT:
-        lib.pava_set_log(_lib.LOG_OFF if sink is None else _lib.LOG_STDOUT, _lib.LOG_FN(), None)
-        _log_callback = None
-        return
-    if not callable(sink):
+    if sink is None:
+        _set_log(_lib.LOG_OFF)
+    elif sink is STDOUT:
+        _set_log(_lib.LOG_STDOUT)
+    elif callable(sink):
+        _set_log(_lib.LOG_CALLBACK, sink)
+    else:
         raise TypeError(f"a log sink is a callable, None or pava.STDOUT, not {type(sink).__name__}")
-    callback = _lib.LOG_FN(lambda text, _user: sink(text.decode("latin-1")))
-    lib.pava_set_log(_lib.LOG_CALLBACK, callback, None)
-    _log_callback = callback
+
+
+if BACKEND == "module":
+    from ._stream import Damage, Decoder, Frame, Message, read_frames
+else:
+    def _no_streams(*_args, **_kwargs):
+        """Streams need the compiled module pava._pava."""
+        raise ImportError("pava.Decoder needs the compiled module pava._pava, which is not installed")
+
+    Decoder = read_frames = _no_streams
+    Frame = Message = Damage = None

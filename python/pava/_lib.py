@@ -1,4 +1,5 @@
-"""Loads the ZMPavaAnalyzer library and declares its C interface for ctypes."""
+"""The C interface's constants, and the shared library loaded for ctypes (the
+fallback when the compiled module is absent)."""
 
 import ctypes
 import ctypes.util
@@ -129,4 +130,7 @@ def _declare(lib):
     return lib
 
 
-lib = _declare(_load())
+
+def load():
+    """The library, loaded and declared."""
+    return _declare(_load())

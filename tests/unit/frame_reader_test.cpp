@@ -1,0 +1,126 @@
+// The push reader gives the same events whatever sizes the bytes arrive in,
+// and holds no more than its capacity however long a damaged stream runs.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "frame_reader.h"
+#include "support.h"
+
+namespace pava::test {
+namespace {
+
+// Every event of a stream fed in pieces of the given sizes (cycled), as text.
+std::vector<std::string> events(const std::string& bytes, FrameForm form, bool lookAhead,
+                                const std::vector<size_t>& pieces, size_t* most = nullptr) {
+    FrameReader reader(form, lookAhead);
+    PavaMsg frame;
+    std::vector<std::string> out;
+    size_t at = 0;
+    for (size_t i = 0;; ++i) {
+        const ReadEvent e = reader.next(frame);
+        if (most != nullptr) *most = std::max(*most, reader.buffered());
+        if (e.kind == ReadKind::End) break;
+        if (e.kind == ReadKind::NeedData) {
+            if (at == bytes.size()) {
+                reader.finish();
+                continue;
+            }
+            const size_t want = std::min(pieces[i % pieces.size()], bytes.size() - at);
+            at += reader.feed(bytes.data() + at, want);
+            continue;
+        }
+        if (e.kind == ReadKind::Frame)
+            out.push_back(std::to_string(e.offset) + " frame " +
+                          std::string(frame.head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(frame.head))));
+        else
+            out.push_back(std::to_string(e.offset) + " " + describe(e));
+    }
+    return out;
+}
+
+std::string wire(PavaFullData rec) {
+    const Encoded e = encodeInPlace(rec);
+    std::string out;
+    for (const PavaMsg& f : e.frames) out.append(f.head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(f.head)));
+    return out;
+}
+
+std::string hexLine(const std::string& bytes) {
+    static const char digits[] = "0123456789abcdef";
+    std::string out = "0000: ";
+    for (const unsigned char c : bytes) out += {digits[c >> 4], digits[c & 15], ' '};
+    return out + "|text|\n";
+}
+
+TEST(FrameReader, SameEventsWhateverThePieceSizes) {
+    PavaFullData a = recordFor(20001);
+    setText(a.text12b, sizeof a.text12b, "ABCDEFGHIJKL");
+    const std::string fa = wire(a);
+    const std::string fb = wire(listRecord(20014, 40, "item"));
+    std::mt19937 gen(11);
+    std::string noise(3000, '\0');
+    for (char& c : noise) c = static_cast<char>(gen());
+    // Garbage, line breaks, a frame cut short by the next header, a long
+    // run of garbage, a fragment at the end.
+    const std::string damaged = "JUNK" + fa + "\r\n" + fb + "xyz" + fb.substr(0, 40) + fa + fb + noise + fa + fb.substr(0, 30);
+    std::string block(sizeof(PavaMsg), '\0');
+    std::copy(fa.begin(), fa.end(), block.begin());
+    const std::string raw = block + std::string(sizeof(PavaMsg), 'x') + block + "abc";
+    const std::string hex = hexLine(fa) + "\n" + hexLine(fa + "zz") + std::string(40000, '0') + "\nzz\n" + hexLine(fb.substr(0, 30)) + hexLine(fb);
+    struct Case {
+        const char* name;
+        const std::string& bytes;
+        FrameForm form;
+        bool lookAhead;
+    };
+    const Case cases[] = {
+        {"wire, look-ahead", damaged, FrameForm::Wire, true},
+        // A live link without frames cut short: decided the same on any pieces.
+        {"wire, live", "JUNK" + fa + "\n" + fb + noise + fa + fb.substr(0, 30), FrameForm::Wire, false},
+        {"raw", raw, FrameForm::Raw, false},
+        {"hex", hex, FrameForm::Hex, false},
+    };
+    for (const Case& c : cases) {
+        const auto whole = events(c.bytes, c.form, c.lookAhead, {c.bytes.size()});
+        EXPECT_GE(whole.size(), 4u) << c.name;
+        for (const std::vector<size_t>& pieces : {std::vector<size_t>{1}, {7}, {16, 1, 4096}, {5000, 3}}) {
+            size_t most = 0;
+            EXPECT_EQ(events(c.bytes, c.form, c.lookAhead, pieces, &most), whole) << c.name << ", pieces of " << pieces[0];
+            EXPECT_LE(most, FrameReader(c.form, c.lookAhead).capacity()) << c.name;
+        }
+    }
+    // The damaged stream read whole: every kind of damage where it is.
+    const auto got = events(damaged, FrameForm::Wire, true, {damaged.size()});
+    ASSERT_EQ(got.size(), 10u);
+    EXPECT_EQ(got[6], std::to_string(4 + fa.size() + 2 + fb.size() + 3 + 40 + fa.size()) + " frame " + fb);
+    EXPECT_EQ(got[0], "0 4 bytes skipped: not a frame");
+    EXPECT_EQ(got[3], std::to_string(4 + fa.size() + 2 + fb.size()) + " 3 bytes skipped: not a frame");
+    EXPECT_EQ(got[4], std::to_string(4 + fa.size() + 2 + fb.size() + 3) + " frame cut short: 40 of its " +
+                          std::to_string(fb.size()) + " bytes before the next header");
+    EXPECT_EQ(got[9], std::to_string(damaged.size() - 30) + " frame cut off at the end of the input: 30 of its " +
+                          std::to_string(fb.size()) + " bytes");
+}
+
+TEST(FrameReader, FeedTakesOnlyWhatFitsAndNothingAfterTheEnd) {
+    FrameReader reader;
+    const std::string junk(100000, 'x');
+    const size_t taken = reader.feed(junk.data(), junk.size());
+    EXPECT_EQ(taken, reader.capacity());
+    EXPECT_EQ(reader.room(), 0u);
+    PavaMsg frame;
+    // Full of garbage: the reader moves on without more bytes.
+    EXPECT_EQ(reader.next(frame).kind, ReadKind::NeedData);
+    EXPECT_EQ(reader.room(), reader.capacity() - 15);
+    reader.finish();
+    const ReadEvent e = reader.next(frame);
+    EXPECT_EQ(e.kind, ReadKind::Skipped);
+    EXPECT_EQ(e.length, taken);
+    EXPECT_EQ(reader.next(frame).kind, ReadKind::End);
+    EXPECT_EQ(reader.feed(junk.data(), 10), 0u);
+}
+
+}  // namespace
+}  // namespace pava::test
