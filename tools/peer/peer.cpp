@@ -487,7 +487,9 @@ private:
         if (!f.segments.empty())
             for (size_t at = 0, i = 0; at < wire.size(); at += f.segments[i++ % f.segments.size()])
                 if (at > 0) cuts.push_back(at);
-        const size_t half = wire.size() / 2;
+        // "Halfway": inside the body, so the header promises bytes that do not come.
+        const size_t body = wire.size() - PAVA_HEAD_LEN;
+        const size_t half = body > 0 ? PAVA_HEAD_LEN + (body + 1) / 2 : PAVA_HEAD_LEN / 2;
         if (f.stallMs > 0 || f.closeMidFrame) cuts.push_back(half);
         std::sort(cuts.begin(), cuts.end());
         cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
