@@ -211,6 +211,7 @@ public:
         if (m_closed) return;
         m_drainReason = reason;
         for (auto& t : m_periodic) t->cancel();
+        for (auto& t : m_sendTimers) t->cancel();
         m_sendsLeft = false;
         asio::error_code ec;
         m_socket.shutdown(tcp::socket::shutdown_receive, ec);
@@ -233,6 +234,7 @@ public:
         m_writeTimer.cancel();
         m_idleTimer.cancel();
         for (auto& t : m_periodic) t->cancel();
+        for (auto& t : m_sendTimers) t->cancel();
         for (auto& t : m_delays) t->cancel();
         m_peer.log.begin("close", m_id) += fmt::format(
             ",\"reason\":\"{}\",\"bytesIn\":{},\"framesIn\":{},\"bytesOut\":{},\"framesOut\":{}", reason,
@@ -643,14 +645,18 @@ private:
         return *m_frame;
     }
 
+    // Both cancelled with the periodic ones when the connection closes.
     asio::steady_timer& rateTimer() {
-        if (!m_rateTimer) m_rateTimer = std::make_shared<asio::steady_timer>(m_peer.io);
+        if (!m_rateTimer) {
+            m_rateTimer = std::make_shared<asio::steady_timer>(m_peer.io);
+            m_sendTimers.push_back(m_rateTimer);
+        }
         return *m_rateTimer;
     }
     asio::steady_timer& doneTimer() {
         if (!m_doneTimer) {
             m_doneTimer = std::make_shared<asio::steady_timer>(m_peer.io);
-            m_periodic.push_back(m_doneTimer);
+            m_sendTimers.push_back(m_doneTimer);
         }
         return *m_doneTimer;
     }
@@ -688,6 +694,7 @@ private:
     Clock::time_point m_sendStart;
     bool m_rateArmed = false, m_waitArmed = false;
     std::shared_ptr<asio::steady_timer> m_rateTimer, m_doneTimer;
+    std::vector<std::shared_ptr<asio::steady_timer>> m_sendTimers;
     std::unordered_map<int, std::deque<std::pair<int, Clock::time_point>>> m_waiting;
 };
 
