@@ -224,8 +224,11 @@ ReadEvent FrameReader::nextWire(PavaMsg& frame) noexcept {
                 return e;
             }
         }
+        const size_t dirty = &frame == m_written ? m_dirty : kFrame;
         std::memcpy(frame.head, m_buf.data() + m_pos, whole);
-        std::memset(frame.body + length, 0, MAX_PAVA_MSG_LEN - length);
+        if (dirty > whole) std::memset(frame.head + whole, 0, dirty - whole);
+        m_written = &frame;
+        m_dirty = whole;
         ReadEvent e;
         e.kind = ReadKind::Frame;
         e.offset = offsetOf(m_pos);
@@ -252,6 +255,8 @@ ReadEvent FrameReader::nextRaw(PavaMsg& frame) noexcept {
     m_pos += kFrame;
     if (!plausibleHeader(block)) return skipped(at, kFrame, SkipReason::NoHeaderBlock);
     std::memcpy(frame.head, block, kFrame);
+    m_written = &frame;
+    m_dirty = kFrame;
     ReadEvent e;
     e.kind = ReadKind::Frame;
     e.offset = at;
@@ -349,6 +354,7 @@ ReadEvent FrameReader::nextHex(PavaMsg& frame) noexcept {
             ++n;
         }
         const size_t bytes = n / 2;
+        m_written = nullptr;  // written to, not cleared yet
         if (bad) {
             m_pos += consumed;
             return skipped(lineOffset, len, SkipReason::HexNotHex);
@@ -371,6 +377,8 @@ ReadEvent FrameReader::nextHex(PavaMsg& frame) noexcept {
             return skipped(lineOffset, bytes - whole, SkipReason::HexTrailing);
         }
         if (bytes != kFrame) std::memset(bytesOut + whole, 0, kFrame - whole);
+        m_written = &frame;
+        m_dirty = bytes == kFrame ? kFrame : whole;
         m_pos += consumed;
         ReadEvent e;
         e.kind = ReadKind::Frame;

@@ -125,7 +125,10 @@ public:
 
     // The next event. For Frame, `frame` holds its header and declared body
     // and zeros behind (raw: the whole block); otherwise its contents are
-    // unspecified.
+    // unspecified. Passed again, the same frame is taken to hold what the
+    // reader left in it, and only bytes the reader wrote are cleared (not all
+    // 8 KB for every short frame): a caller that writes into the frame
+    // between calls zeroes it again or passes another.
     ReadEvent next(PavaMsg& frame) noexcept;
 
     // Bytes feed() would take now, and the most the reader ever holds.
@@ -158,6 +161,10 @@ private:
     uint64_t m_skipCount = 0;
     uint64_t m_line = 0;         // hex: lines read
     bool m_trailingSaid = false; // hex: the bytes behind the frame at m_pos were reported
+    // The frame last written to, and how far from its start it may hold
+    // bytes other than zero.
+    const PavaMsg* m_written = nullptr;
+    size_t m_dirty = 0;
 };
 
 }  // namespace pava

@@ -2,6 +2,7 @@
 // and holds no more than its capacity however long a damaged stream runs.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -31,6 +32,12 @@ std::vector<std::string> events(const std::string& bytes, FrameForm form, bool l
             const size_t want = std::min(pieces[i % pieces.size()], bytes.size() - at);
             at += reader.feed(bytes.data() + at, want);
             continue;
+        }
+        if (e.kind == ReadKind::Frame && form != FrameForm::Raw) {
+            // Zeros behind the frame, whatever longer frame the same block held before.
+            const size_t whole = PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(frame.head));
+            EXPECT_TRUE(std::all_of(frame.head + whole, frame.head + sizeof(PavaMsg), [](char c) { return c == 0; }))
+                << "frame at " << e.offset;
         }
         if (e.kind == ReadKind::Frame)
             out.push_back(std::to_string(e.offset) + " frame " +

@@ -146,7 +146,7 @@ struct Peer {
     std::optional<Expectation> expectation;
     std::vector<bool> met;  // per expectation matcher
     size_t nextExpected = 0;
-    std::unique_ptr<PavaMsg> frame = std::make_unique<PavaMsg>();
+    std::unique_ptr<PavaMsg> outFrame = std::make_unique<PavaMsg>();  // a frame of the input being sent
     PavaFullData record;  // scratch: a decoded frame
     PavaFullData reply;   // scratch: a reply before it is encoded
     PavaMsgList encoded;  // scratch: a reply's frames
@@ -211,6 +211,7 @@ public:
         if (m_closed) return;
         m_drainReason = reason;
         for (auto& t : m_periodic) t->cancel();
+        for (auto& t : m_sendTimers) t->cancel();
         m_sendsLeft = false;
         asio::error_code ec;
         m_socket.shutdown(tcp::socket::shutdown_receive, ec);
@@ -233,6 +234,7 @@ public:
         m_writeTimer.cancel();
         m_idleTimer.cancel();
         for (auto& t : m_periodic) t->cancel();
+        for (auto& t : m_sendTimers) t->cancel();
         for (auto& t : m_delays) t->cancel();
         m_peer.log.begin("close", m_id) += fmt::format(
             ",\"reason\":\"{}\",\"bytesIn\":{},\"framesIn\":{},\"bytesOut\":{},\"framesOut\":{}", reason,
@@ -320,7 +322,7 @@ private:
 
     void events() {
         for (;;) {
-            const ReadEvent e = m_reader.next(*m_peer.frame);
+            const ReadEvent e = m_reader.next(frame());
             if (e.kind == ReadKind::Frame) {
                 frameIn(e.offset);
             } else if (e.kind == ReadKind::Skipped) {
@@ -337,12 +339,12 @@ private:
     void frameIn(uint64_t offset) {
         ++m_framesIn;
         if (m_joiner) {
-            m_joiner->push(m_peer.frame.get(), offset);
+            m_joiner->push(&frame(), offset);
             joined();
             return;
         }
         PavaFullData& rec = m_peer.record;
-        const int rc = Pava_To_Data(m_peer.frame.get(), &rec);
+        const int rc = Pava_To_Data(&frame(), &rec);
         message(rec, rc, offset, nullptr);
     }
 
@@ -393,7 +395,8 @@ private:
     // A script action: its records built now (copying from the request),
     // sent now or after its delay.
     void run(const Action& a, const PavaFullData* request) {
-        std::vector<PavaMsgList> messages;
+        const Faults& faults = a.faults ? *a.faults : m_peer.script->faults;
+        std::vector<PavaMsgList> later;  // a delayed action's frames, built now
         for (const Reply& r : a.send) {
             r.build(request, m_peer.reply);
             const int rc = Data_To_Pava(&m_peer.reply, &m_peer.encoded);
@@ -401,11 +404,12 @@ private:
                 fmt::print(stderr, "pava: connection {}: {:05} not encoded: rc {:#x}\n", m_id, m_peer.reply.msgId, rc);
                 continue;
             }
-            messages.push_back(m_peer.encoded);
+            if (a.delayMs == 0)
+                send(m_peer.encoded, faults);
+            else
+                later.push_back(m_peer.encoded);
         }
-        const Faults& faults = a.faults ? *a.faults : m_peer.script->faults;
         if (a.delayMs == 0) {
-            for (const PavaMsgList& frames : messages) send(frames, faults);
             if (a.close) closeAfterOutput("script: close");
             return;
         }
@@ -413,7 +417,7 @@ private:
         auto timer = std::make_shared<asio::steady_timer>(m_peer.io, milliseconds(a.delayMs));
         m_delays.insert(timer);
         ++m_delayed;
-        timer->async_wait([self = shared_from_this(), timer, messages = std::move(messages), &faults,
+        timer->async_wait([self = shared_from_this(), timer, messages = std::move(later), &faults,
                            close = a.close](asio::error_code ec) {
             self->m_delays.erase(timer);
             --self->m_delayed;
@@ -458,6 +462,14 @@ private:
     }
 
     void sendFrame(const PavaMsg& frame, const Faults& f) {
+        if (!f.any() && !m_peer.log.frames()) {
+            // The common case in one append, without a copy of its own.
+            ++m_framesOut;
+            const size_t n = PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(frame.head));
+            m_outOffset += n;
+            queuePlain(frame.head, n);
+            return;
+        }
         std::string wire = wireOf(frame);
         if (f.length) {
             const std::string text = fmt::format("{:<5}", *f.length);
@@ -476,9 +488,7 @@ private:
         ++m_framesOut;
         m_outOffset += wire.size();
         if (!f.any()) {
-            Chunk c;
-            c.bytes = std::move(wire);
-            queue(std::move(c));
+            queuePlain(wire.data(), wire.size());
             return;
         }
         // Where the frame's bytes are cut into writes.
@@ -487,7 +497,9 @@ private:
         if (!f.segments.empty())
             for (size_t at = 0, i = 0; at < wire.size(); at += f.segments[i++ % f.segments.size()])
                 if (at > 0) cuts.push_back(at);
-        const size_t half = wire.size() / 2;
+        // "Halfway": inside the body, so the header promises bytes that do not come.
+        const size_t body = wire.size() - PAVA_HEAD_LEN;
+        const size_t half = body > 0 ? PAVA_HEAD_LEN + (body + 1) / 2 : PAVA_HEAD_LEN / 2;
         if (f.stallMs > 0 || f.closeMidFrame) cuts.push_back(half);
         std::sort(cuts.begin(), cuts.end());
         cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
@@ -510,6 +522,20 @@ private:
             queue(std::move(c));
             from = to;
         }
+    }
+
+    void queuePlain(const char* bytes, size_t n) {
+        if (m_closed) return;
+        const bool inFlight = m_writing && m_out.size() == 1;
+        if (!m_out.empty() && !inFlight && m_out.back().plain) {
+            m_outBytes += n;
+            m_out.back().bytes.append(bytes, n);
+            if (m_outBytes > m_peer.o.maxPending) return close("output limit: the peer does not take what is sent");
+            return write();
+        }
+        Chunk c;
+        c.bytes.assign(bytes, n);
+        queue(std::move(c));
     }
 
     void queue(Chunk c) {
@@ -590,9 +616,9 @@ private:
             const Faults& f = m_peer.script ? m_peer.script->faults : kNoFaults;
             for (const size_t i : frameOrder(msg.frames.size(), f)) {
                 const std::string& w = msg.frames[i];
-                std::memcpy(m_peer.frame->head, w.data(), w.size());
-                std::memset(m_peer.frame->head + w.size(), 0, sizeof(PavaMsg) - w.size());
-                sendFrame(*m_peer.frame, f);
+                std::memcpy(m_peer.outFrame->head, w.data(), w.size());
+                std::memset(m_peer.outFrame->head + w.size(), 0, sizeof(PavaMsg) - w.size());
+                sendFrame(*m_peer.outFrame, f);
                 if (m_closing) break;
             }
             if (++m_next == input.size()) {
@@ -612,14 +638,25 @@ private:
         }
     }
 
+    // The frame this connection's reader writes into: its own, since the
+    // reader clears only what it wrote there itself. Made with the first bytes.
+    PavaMsg& frame() {
+        if (!m_frame) m_frame = std::make_unique<PavaMsg>();
+        return *m_frame;
+    }
+
+    // Both cancelled with the periodic ones when the connection closes.
     asio::steady_timer& rateTimer() {
-        if (!m_rateTimer) m_rateTimer = std::make_shared<asio::steady_timer>(m_peer.io);
+        if (!m_rateTimer) {
+            m_rateTimer = std::make_shared<asio::steady_timer>(m_peer.io);
+            m_sendTimers.push_back(m_rateTimer);
+        }
         return *m_rateTimer;
     }
     asio::steady_timer& doneTimer() {
         if (!m_doneTimer) {
             m_doneTimer = std::make_shared<asio::steady_timer>(m_peer.io);
-            m_periodic.push_back(m_doneTimer);
+            m_sendTimers.push_back(m_doneTimer);
         }
         return *m_doneTimer;
     }
@@ -632,6 +669,7 @@ private:
     std::string m_address;
     bool m_sending;
     FrameReader m_reader;
+    std::unique_ptr<PavaMsg> m_frame;
     std::array<char, 4096> m_readBuf{};
     std::unique_ptr<MessageJoiner> m_joiner;
     std::deque<Chunk> m_out;
@@ -656,6 +694,7 @@ private:
     Clock::time_point m_sendStart;
     bool m_rateArmed = false, m_waitArmed = false;
     std::shared_ptr<asio::steady_timer> m_rateTimer, m_doneTimer;
+    std::vector<std::shared_ptr<asio::steady_timer>> m_sendTimers;
     std::unordered_map<int, std::deque<std::pair<int, Clock::time_point>>> m_waiting;
 };
 

@@ -284,20 +284,36 @@ bool Match::matches(const PavaFullData& rec) const noexcept {
 
 void Reply::build(const PavaFullData* request, PavaFullData& out) const {
     out = record;
+    if (copies.empty()) return;
+    static const PavaFullData none;  // what a copy reads without a request: zeros
+    auto& from = const_cast<PavaFullData&>(request != nullptr ? *request : none);  // slots are only read
     for (const Copy& c : copies) {
         const Slot to = slotOf(out, c.to);
-        PavaFullData none;
-        const Slot from = slotOf(request != nullptr ? const_cast<PavaFullData&>(*request) : none, c.from);
+        const Slot src = slotOf(from, c.from);
         if (to.type == SlotType::Int32) {
-            *static_cast<int32_t*>(to.ptr) = static_cast<int32_t>(numberOf(from));
+            *static_cast<int32_t*>(to.ptr) = static_cast<int32_t>(numberOf(src));
         } else if (to.type == SlotType::UInt16) {
-            *static_cast<uint16_t*>(to.ptr) = static_cast<uint16_t>(numberOf(from));
-        } else if (to.type == SlotType::Chars) {
-            const std::string t = textOf(from);
-            std::memset(to.ptr, 0, static_cast<size_t>(to.size));
-            std::memcpy(to.ptr, t.data(), std::min(t.size(), static_cast<size_t>(to.size)));
-        } else if (to.type == SlotType::String) {
-            *static_cast<std::string*>(to.ptr) = textOf(from);
+            *static_cast<uint16_t*>(to.ptr) = static_cast<uint16_t>(numberOf(src));
+        } else {
+            // Text to text, without a copy in between when both are arrays.
+            const char* bytes = nullptr;
+            size_t n = 0;
+            if (src.type == SlotType::String) {
+                const auto* str = static_cast<const std::string*>(src.ptr);
+                bytes = str->data();
+                n = str->size();
+            } else {
+                bytes = static_cast<const char*>(src.ptr);
+                n = static_cast<size_t>(src.size);
+                while (n > 0 && bytes[n - 1] == '\0') --n;
+            }
+            if (to.type == SlotType::Chars) {
+                const size_t fit = std::min(n, static_cast<size_t>(to.size));
+                std::memcpy(to.ptr, bytes, fit);
+                std::memset(static_cast<char*>(to.ptr) + fit, 0, static_cast<size_t>(to.size) - fit);
+            } else if (to.type == SlotType::String) {
+                static_cast<std::string*>(to.ptr)->assign(bytes, n);
+            }
         }
     }
 }
