@@ -112,6 +112,16 @@ int main(int argc, char** argv) {
                       out ? "stop at the first record that fails or loses data (exit 1)"
                           : "stop at the first damage (exit 3)");
     }
+    for (auto* sub : {dec, dis}) {
+        sub->add_flag("--pcap", opts.pcap,
+                      "the input is a packet capture (pcap or pcapng; a file is recognised by its magic number "
+                      "without this): every TCP connection followed, each direction's frames read")
+            ->excludes("--raw")
+            ->excludes("--hex");
+        sub->add_option("--port", opts.ports,
+                        "captures: read the connections with this TCP port (repeatable); without it every "
+                        "connection whose bytes start with a plausible header");
+    }
     dec->add_flag("--join", opts.join,
                   "one object per message: the frames of a split message joined into one record, with "
                   "\"frames\" (and \"complete\": false when frames are missing)");
