@@ -253,7 +253,11 @@ int eachCaptureEvent(const StreamOptions& o, DamageReport& damage, Fn&& fn) {
         return kExitDamaged;
     }
     const std::string name = o.input == "-" ? "standard input" : o.input;
-    if (result == CaptureReader::Result::CannotOpen) throw IoError(fmt::format("{}: {}", name, error));
+    if (result == CaptureReader::Result::CannotOpen) {
+        // libpcap names the file itself in some of its errors.
+        if (error.rfind(o.input + ": ", 0) == 0) error.erase(0, o.input.size() + 2);
+        throw IoError(fmt::format("{}: not read as a capture: {}", name, error));
+    }
     if (result == CaptureReader::Result::Damaged) {
         std::fflush(stdout);
         fmt::print(stderr, "pava: {}: damaged capture {}\n", name, error);

@@ -260,6 +260,9 @@ struct CaptureReader::Impl {
     // Whether the first bytes of an undecided direction are PAVA.
     Verdict judge(const Connection& c, const Direction& d, bool atEnd) const {
         const std::string& p = d.probe;
+        // A picked port decides, once there are bytes: a connection of bare
+        // acknowledgements (the last ACK of one closed) is not one to read.
+        if (!opt.ports.empty()) return !p.empty() ? Verdict::Taken : atEnd ? Verdict::Ignored : Verdict::Undecided;
         const bool fromStart = c.sawSyn && d.readerBase == 0;
         if (p.size() >= kHead && plausibleHeader(p.data())) return Verdict::Taken;
         if (fromStart) return p.size() >= kHead || atEnd ? Verdict::Ignored : Verdict::Undecided;
@@ -443,7 +446,6 @@ struct CaptureReader::Impl {
             c->verdict = portPicked(src.port) || portPicked(dst.port) ? Verdict::Undecided : Verdict::Ignored;
         Connection* raw = c.get();
         conns.emplace(key, std::move(c));
-        if (raw->verdict == Verdict::Undecided && !opt.ports.empty()) take(*raw);
         return *(last = raw);
     }
 
