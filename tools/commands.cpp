@@ -267,15 +267,27 @@ int eachCaptureEvent(const StreamOptions& o, DamageReport& damage, Fn&& fn) {
 }
 
 // What every line of a capture's frame starts with: time, connection,
-// direction, packet, offset in the direction's stream.
-void appendCaptureHead(std::string& buf, const capture::Timestamp& ts, const capture::StreamInfo& s,
-                       uint64_t packet, uint64_t offset, int rc) {
-    fmt::format_to(std::back_inserter(buf),
-                   "{{\"ts\":{}.{:09},\"conn\":{},\"from\":\"{}\",\"src\":\"{}\",\"dst\":\"{}\",\"packet\":{},"
-                   "\"offset\":{},\"rc\":{}",
-                   ts.sec, ts.nsec, s.connection, capture::sideName(s.from), capture::toString(s.src),
-                   capture::toString(s.dst), packet, offset, rc);
-}
+// direction, addresses, packet, offset in the direction's stream. The
+// stream's part is made once per run of frames of one stream.
+class CaptureHead {
+public:
+    void append(std::string& buf, const capture::Timestamp& ts, const capture::StreamInfo& s, uint64_t packet,
+                uint64_t offset, int rc) {
+        const uint64_t key = s.connection * 2 + (s.from == capture::Side::Server ? 1 : 0);
+        if (key != m_key) {
+            m_key = key;
+            m_stream = fmt::format(R"(,"conn":{},"from":"{}","src":"{}","dst":"{}","packet":)", s.connection,
+                                   capture::sideName(s.from), capture::toString(s.src), capture::toString(s.dst));
+        }
+        fmt::format_to(std::back_inserter(buf), R"({{"ts":{}.{:09})", ts.sec, ts.nsec);
+        buf += m_stream;
+        fmt::format_to(std::back_inserter(buf), R"({},"offset":{},"rc":{})", packet, offset, rc);
+    }
+
+private:
+    uint64_t m_key = 0;
+    std::string m_stream;
+};
 
 int runCaptureDecode(const StreamOptions& o) {
     LogCapture log(o.log);
@@ -295,12 +307,13 @@ int runCaptureDecode(const StreamOptions& o) {
     };
     std::unordered_map<uint64_t, std::unique_ptr<Joining>> joining;
     JoinedMessage m;
+    CaptureHead head;
     const auto drain = [&](Joining& j, const capture::StreamInfo& s) {
         while (j.joiner.pop(m)) {
             for (const JoinProblem& p : m.problems) damage.at(fmt::format("{} offset {}", streamName(s), p.tag), p.what);
             const auto at = j.stamps.find(m.tag);
             const Stamp st = at != j.stamps.end() ? at->second : Stamp{};
-            appendCaptureHead(out.buffer(), st.ts, s, st.packet, m.tag, m.rc);
+            head.append(out.buffer(), st.ts, s, st.packet, m.tag, m.rc);
             appendDecoded(out.buffer(), log, m.record, &m, m.tag);
             out.endRecord();
             if (m.rc != PAVA_OK) codec = kExitCodec;
@@ -311,7 +324,7 @@ int runCaptureDecode(const StreamOptions& o) {
         if (!o.join) {
             if (e.kind != CaptureEvent::Frame) return;
             const int call = Pava_To_Data(e.frame, rec.get());
-            appendCaptureHead(out.buffer(), e.ts, s, e.packet, e.offset, call);
+            head.append(out.buffer(), e.ts, s, e.packet, e.offset, call);
             appendDecoded(out.buffer(), log, *rec, nullptr, e.offset);
             out.endRecord();
             if (call != PAVA_OK) codec = kExitCodec;

@@ -230,7 +230,7 @@ struct CaptureReader::Impl {
     }
 
     void startReading(Direction& d) {
-        d.reader = std::make_unique<FrameReader>(FrameForm::Wire, false);
+        d.reader = std::make_unique<FrameReader>(FrameForm::Wire, true);
         d.fed = 0;
         std::string held;
         held.swap(d.probe);
@@ -317,7 +317,7 @@ struct CaptureReader::Impl {
         d.marks.clear();
         d.readerBase = to;
         d.fed = 0;
-        d.reader = std::make_unique<FrameReader>(FrameForm::Wire, false);
+        d.reader = std::make_unique<FrameReader>(FrameForm::Wire, true);
     }
 
     // Segments held ahead that are now due.
