@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "dissect.h"
 #include "layout_json.h"
+#include "peer.h"
 #include "wireshark.h"
 
 namespace {
@@ -129,6 +130,43 @@ int main(int argc, char** argv) {
     auto* wsh = app.add_subcommand("wireshark", "the Lua dissector for Wireshark, generated from the layout tables");
     wsh->add_option("-o,--output", luaOutput, "write it to this file (- or none: standard output)");
 
+    // The peer: serve listens, send connects; both report JSON Lines events.
+    pava::tool::peer::PeerOptions peer;
+    auto* srv = app.add_subcommand("serve", "a PAVA peer over TCP: accepts connections, reports what it receives as "
+                                            "JSON Lines events, answers by script");
+    auto* snd = app.add_subcommand("send", "connects to a PAVA peer, sends records or frames, reports what comes "
+                                           "back; checks it (--expect) or loads the peer (--connections, --repeat)");
+    srv->add_option("--listen", peer.listen, "HOST:PORT to listen on (port 0: any free one, printed on standard error)")
+        ->capture_default_str();
+    snd->add_option("TARGET", peer.target, "HOST:PORT to connect to")->required();
+    snd->add_option("FILE", peer.input, "JSON records (or frames with --wire, --raw, --hex) to send; - for standard "
+                                        "input; none: send nothing");
+    bool sendWire = false, sendRaw = false, sendHex = false, summary = false;
+    auto* sw = snd->add_flag("--wire", sendWire, "FILE holds frames in wire form, as `pava decode` reads them");
+    auto* sr = snd->add_flag("--raw", sendRaw, "FILE holds whole 8208-byte frames")->excludes(sw);
+    snd->add_flag("--hex", sendHex, "FILE holds frames as hex lines")->excludes(sw)->excludes(sr);
+    snd->add_option("--wait", peer.wait, "seconds to keep reading after the last send")->capture_default_str();
+    snd->add_option("--expect", peer.expect,
+                    "a list of matchers that must all arrive within --wait (exit 1 and what is missing otherwise)");
+    snd->add_option("--connections", peer.connections, "connections opened at once, each sending FILE")
+        ->check(CLI::Range(1, 10000));
+    snd->add_option("--repeat", peer.repeat, "times FILE is sent on each connection")->check(CLI::Range(1, 100000000));
+    snd->add_option("--rate", peer.rate, "messages per second on each connection (0: as fast as they go)")
+        ->check(CLI::Range(0.0, 1e7));
+    snd->add_flag("--summary", summary, "print the load summary (on by itself with --connections, --repeat, --rate)");
+    for (auto* sub : {srv, snd}) {
+        sub->add_option("--script", peer.script, "answer by this script (JSON; see docs/peer.md)");
+        sub->add_flag("--join", peer.join, "split messages reported (and answered) as one joined record");
+        sub->add_flag("-q,--quiet", peer.quiet, "no frame events (open, skipped and close still)");
+        sub->add_option("--max-pending", peer.maxPending,
+                        "bytes of output a connection may have waiting; past it the connection is closed")
+            ->capture_default_str()->check(CLI::Range(size_t{1024}, size_t{1} << 32));
+        sub->add_option("--idle-timeout", peer.idleTimeout,
+                        "seconds a connection may stay without receiving a byte (0: for ever)")->capture_default_str();
+    }
+    srv->add_option("--max-connections", peer.maxConnections, "connections at once; more are closed as they come")
+        ->capture_default_str()->check(CLI::Range(1, 1000000));
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -143,6 +181,13 @@ int main(int argc, char** argv) {
         if (*lay) return layout(idText, json);
         if (*wsh) return wireshark(luaOutput);
         if (*enc) return runEncode(opts);
+        if (*srv) return pava::tool::peer::runServe(peer);
+        if (*snd) {
+            peer.inputFrames = sendWire || sendRaw || sendHex;
+            peer.inputForm = sendRaw ? FrameForm::Raw : sendHex ? FrameForm::Hex : FrameForm::Wire;
+            peer.summary = summary || peer.connections > 1 || peer.repeat > 1 || peer.rate > 0;
+            return pava::tool::peer::runSend(peer);
+        }
         if (*dec) return runDecode(opts);
         return runDissect(opts);
     } catch (const std::exception& e) {
