@@ -164,6 +164,10 @@ int main(int argc, char** argv) {
         sub->add_option("--idle-timeout", peer.idleTimeout,
                         "seconds a connection may stay without receiving a byte (0: for ever)")->capture_default_str();
     }
+    for (auto* sub : {srv, snd})
+        sub->add_option("--record", peer.record,
+                        "write every connection to this capture file (pcap), with its time stamps and a synthetic "
+                        "TCP/IP framing, as `pava decode` and Wireshark read it");
     srv->add_option("--max-connections", peer.maxConnections, "connections at once; more are closed as they come")
         ->capture_default_str()->check(CLI::Range(1, 1000000));
 
