@@ -294,6 +294,46 @@ TEST(CaptureConnections, HoldingAheadOfAHoleIsBounded) {
     expectFrames(g, s, {{hole, 100}});
 }
 
+// Packets with damaged headers (lengths, offsets, flags, sequence numbers,
+// ports), cut short, or from more connections than are followed: read to
+// the end without a fault, each direction's offsets rising.
+TEST(CaptureConnections, HostilePacketsAreReadSafely) {
+    const Stream s = frames(12, 8);
+    std::mt19937 rng(11);
+    for (int round = 0; round < 40; ++round) {
+        std::vector<Packet> packets;
+        for (uint16_t c = 0; c < 6; ++c) {
+            TcpConversation t({round % 2 ? v6(1) : v4(1), static_cast<uint16_t>(40000 + c)},
+                              {round % 2 ? v6(2) : v4(2), 7766}, rng(), rng());
+            for (auto& p : t.open()) packets.push_back({p});
+            for (auto& p : t.send(Side::Client, s.bytes, 1 + rng() % 300)) packets.push_back({p});
+            for (auto& p : t.close(Side::Server)) packets.push_back({p});
+        }
+        std::shuffle(packets.begin(), packets.end(), rng);
+        for (Packet& p : packets) {
+            const auto roll = rng() % 8;
+            if (roll == 0) p.ip.resize(rng() % (p.ip.size() + 1));
+            else if (roll == 1) p.ip[rng() % std::min<size_t>(p.ip.size(), 60)] = static_cast<char>(rng());
+        }
+        CaptureOptions opt;
+        opt.maxConnections = 3;
+        opt.maxOutOfOrder = 2000;
+        std::map<const void*, uint64_t> next;
+        CaptureReader reader(opt, [&](const CaptureEvent& e) {
+            if (e.kind == CaptureEvent::Frame) {
+                ASSERT_EQ(std::string(e.frame->head, PAVA_HEAD_LEN).size(), PAVA_HEAD_LEN);
+                EXPECT_GE(e.offset, next[e.stream]);
+                next[e.stream] = e.offset + e.length;
+            }
+            if (e.kind == CaptureEvent::End) next.erase(e.stream);
+        });
+        const std::string path = writeCapture(packets, CaptureFormat::Pcap, round % 3 ? LinkType::Ethernet : LinkType::Raw);
+        std::string error;
+        EXPECT_EQ(reader.read(path, error), CaptureReader::Result::Ok) << error;
+        fs::remove(path);
+    }
+}
+
 // A capture file cut off or damaged: a clear error, and every frame read
 // before the damage kept.
 TEST(CaptureFiles, DamagedCaptureKeepsWhatCameBefore) {
