@@ -24,13 +24,16 @@ int main(int argc, char** argv) {
     const size_t bytes = (argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 64) << 20;
     Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     std::ifstream in(PAVA_SHIPPED_RECORDS);
+    // Each record's frames together, so that no split message is cut.
     std::vector<std::string> frames;
     for (const pava::tool::Json& j : pava::tool::Json::parse(in)) {
         PavaFullData rec = pava::tool::recordFromJson(j);
         PavaMsgList list;
         Data_To_Pava(&rec, &list);
+        std::string message;
         for (const PavaMsg& f : list)
-            frames.emplace_back(f.head, PAVA_HEAD_LEN + static_cast<size_t>(pava::tool::declaredLength(f)));
+            message.append(f.head, PAVA_HEAD_LEN + static_cast<size_t>(pava::tool::declaredLength(f)));
+        frames.push_back(message);
     }
     std::FILE* out = std::fopen(argv[1], "wb");
     if (out == nullptr) return std::perror(argv[1]), 4;
@@ -48,7 +51,7 @@ int main(int argc, char** argv) {
         }
     };
     for (auto& c : conns) put(c.open());
-    const std::string& answer = frames.front();
+    const std::string& answer = frames.front();  // one short frame
     for (size_t n = 0, i = 0; n < bytes; ++i) {
         auto& c = conns[i % conns.size()];
         const std::string& f = frames[i % frames.size()];

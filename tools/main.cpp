@@ -121,7 +121,9 @@ int main(int argc, char** argv) {
             ->excludes("--hex");
         sub->add_option("--port", opts.ports,
                         "captures: read the connections with this TCP port (repeatable); without it every "
-                        "connection whose bytes start with a plausible header");
+                        "connection whose bytes start with a plausible header")
+            ->allow_extra_args(false)
+            ->check(CLI::Range(1, 65535));
     }
     dec->add_flag("--join", opts.join,
                   "one object per message: the frames of a split message joined into one record, with "
