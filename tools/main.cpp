@@ -53,7 +53,8 @@ constexpr const char* kExitCodes = R"(Exit codes:
   1  a codec call failed (rc not 0), or with --strict an encode lost data
   2  the command line is wrong
   3  input was skipped: bytes that are not a frame, a fragment at the end, a record that is not
-     one, a split message with frames missing (with --strict the run stops there)
+     one, a split message with frames missing, bytes missing from a capture, a damaged capture
+     (with --strict the run stops there)
   4  a file could not be opened, read or written
 The worst that happened wins. Data goes to standard output (or -o FILE), everything else
 to standard error.)";
