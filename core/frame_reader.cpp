@@ -273,7 +273,8 @@ ReadEvent FrameReader::nextHex(PavaMsg& frame) noexcept {
         const size_t have = available();
         const size_t scan = std::min(have, kMaxHexLine + 1);
         const char* start = m_buf.data() + m_pos;
-        const void* nl = std::memchr(start, '\n', scan);
+        // Nothing fed yet leaves the buffer unallocated: no pointer for memchr.
+        const void* nl = scan > 0 ? std::memchr(start, '\n', scan) : nullptr;
         size_t len = 0;
         const bool newline = nl != nullptr;
         if (newline) {
