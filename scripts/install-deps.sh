@@ -5,6 +5,8 @@ set -euo pipefail
 
 packages=(cmake gcc g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
           libcli11-dev nlohmann-json3-dev libfmt-dev
+          # reading packet captures (pcap, pcapng)
+          libpcap-dev
           # the peer commands of the tool (serve, send)
           libasio-dev
           # the Python package, the tool's tests and the Wireshark dissector's tests

@@ -26,6 +26,12 @@
 #include "json_record.h"
 #include "multiframe/joiner.h"
 #include "record_check.h"
+#if defined(PAVA_WITH_PCAP)
+#include <map>
+#include <unordered_map>
+
+#include "capture/capture_reader.h"
+#endif
 
 namespace pava::tool {
 
@@ -151,6 +157,12 @@ public:
         if (m_strict) throw StrictStop{};
     }
     void problem(uint64_t offset, const std::string& what) { (*this)(StreamDamage{offset, 0, what}); }
+    // Damage at a place of another kind than a byte offset (a capture's stream).
+    void at(const std::string& where, const std::string& what) {
+        ++m_count;
+        fmt::print(stderr, "pava: {}: {}\n", where, what);
+        if (m_strict) throw StrictStop{};
+    }
     size_t count() const noexcept { return m_count; }
 
 private:
@@ -189,9 +201,229 @@ int eachFrame(const StreamOptions& o, std::FILE* in, Output& out, DamageReport& 
     return worst(rc, damage.count() > 0 ? kExitDamaged : kExitOk);
 }
 
+// The rest of a decoded line behind its offset and rc: the join's counts,
+// the record's members, the log lines of the call, the line's end.
+void appendDecoded(std::string& buf, LogCapture& log, const PavaFullData& rec, const JoinedMessage* m,
+                   uint64_t offset) {
+    if (m != nullptr) {
+        fmt::format_to(std::back_inserter(buf), ",\"frames\":{}", m->frames);
+        if (!m->complete) buf += ",\"complete\":false";
+    }
+    bool first = false;
+    appendRecordMembers(buf, first, rec);
+    if (!log.lines.empty()) {
+        if (log.to == LogTo::Json) {
+            buf += ",\"log\":";
+            Json lines = Json::array();
+            for (const std::string& l : log.lines) lines.push_back(bytesToUtf8(l));
+            buf += jsonLine(lines);
+            log.lines.clear();
+        } else {
+            log.flushTo(nullptr, fmt::format("offset {}: ", offset));
+        }
+    }
+    buf += "}\n";
+}
+
+#if defined(PAVA_WITH_PCAP)
+using capture::CaptureEvent;
+using capture::CaptureReader;
+
+// "conn 2 10.0.0.1:40000 > 10.0.0.2:7766"
+std::string streamName(const capture::StreamInfo& s) {
+    return fmt::format("conn {} {} > {}", s.connection, capture::toString(s.src), capture::toString(s.dst));
+}
+
+// Reads the capture, handing every event to fn; then the exit code for what
+// the capture itself held. A sink's StrictStop ends the reading.
+template <class Fn>
+int eachCaptureEvent(const StreamOptions& o, DamageReport& damage, Fn&& fn) {
+    capture::CaptureOptions co;
+    co.ports = o.ports;
+    CaptureReader reader(co, [&](const CaptureEvent& e) {
+        if (e.kind == CaptureEvent::Damage)
+            damage.at(fmt::format("{} offset {}", streamName(*e.stream), e.offset), e.what);
+        fn(e);
+    });
+    std::string error;
+    CaptureReader::Result result = CaptureReader::Result::Ok;
+    try {
+        result = reader.read(o.input, error);
+    } catch (const StrictStop&) {
+        return kExitDamaged;
+    }
+    const std::string name = o.input == "-" ? "standard input" : o.input;
+    if (result == CaptureReader::Result::CannotOpen) {
+        // libpcap names the file itself in some of its errors.
+        if (error.rfind(o.input + ": ", 0) == 0) error.erase(0, o.input.size() + 2);
+        throw IoError(fmt::format("{}: not read as a capture: {}", name, error));
+    }
+    if (result == CaptureReader::Result::Damaged) {
+        std::fflush(stdout);
+        fmt::print(stderr, "pava: {}: damaged capture {}\n", name, error);
+        return kExitDamaged;
+    }
+    return damage.count() > 0 ? kExitDamaged : kExitOk;
+}
+
+// What every line of a capture's frame starts with: time, connection,
+// direction, addresses, packet, offset in the direction's stream. The
+// stream's part is made once per run of frames of one stream.
+class CaptureHead {
+public:
+    void append(std::string& buf, const capture::Timestamp& ts, const capture::StreamInfo& s, uint64_t packet,
+                uint64_t offset, int rc) {
+        const uint64_t key = s.connection * 2 + (s.from == capture::Side::Server ? 1 : 0);
+        if (key != m_key) {
+            m_key = key;
+            m_stream = fmt::format(R"(,"conn":{},"from":"{}","src":"{}","dst":"{}","packet":)", s.connection,
+                                   capture::sideName(s.from), capture::toString(s.src), capture::toString(s.dst));
+        }
+        fmt::format_to(std::back_inserter(buf), R"({{"ts":{}.{:09})", ts.sec, ts.nsec);
+        buf += m_stream;
+        fmt::format_to(std::back_inserter(buf), R"({},"offset":{},"rc":{})", packet, offset, rc);
+    }
+
+private:
+    uint64_t m_key = 0;
+    std::string m_stream;
+};
+
+int runCaptureDecode(const StreamOptions& o) {
+    LogCapture log(o.log);
+    DamageReport damage(o.strict);
+    Output out(o.output);
+    int codec = kExitOk;
+    auto rec = std::make_unique<PavaFullData>();
+    // Per direction with --join: its joiner, and the time and packet of the
+    // frames waiting in it (as many as it may hold).
+    struct Stamp {
+        capture::Timestamp ts;
+        uint64_t packet;
+    };
+    struct Joining {
+        MessageJoiner joiner;
+        std::map<uint64_t, Stamp> stamps;
+    };
+    std::unordered_map<uint64_t, std::unique_ptr<Joining>> joining;
+    JoinedMessage m;
+    CaptureHead head;
+    const auto drain = [&](Joining& j, const capture::StreamInfo& s) {
+        while (j.joiner.pop(m)) {
+            for (const JoinProblem& p : m.problems) damage.at(fmt::format("{} offset {}", streamName(s), p.tag), p.what);
+            const auto at = j.stamps.find(m.tag);
+            const Stamp st = at != j.stamps.end() ? at->second : Stamp{};
+            head.append(out.buffer(), st.ts, s, st.packet, m.tag, m.rc);
+            appendDecoded(out.buffer(), log, m.record, &m, m.tag);
+            out.endRecord();
+            if (m.rc != PAVA_OK) codec = kExitCodec;
+        }
+    };
+    const int rc = eachCaptureEvent(o, damage, [&](const CaptureEvent& e) {
+        const capture::StreamInfo& s = *e.stream;
+        if (!o.join) {
+            if (e.kind != CaptureEvent::Frame) return;
+            const int call = Pava_To_Data(e.frame, rec.get());
+            head.append(out.buffer(), e.ts, s, e.packet, e.offset, call);
+            appendDecoded(out.buffer(), log, *rec, nullptr, e.offset);
+            out.endRecord();
+            if (call != PAVA_OK) codec = kExitCodec;
+            return;
+        }
+        const uint64_t key = s.connection * 2 + (s.from == capture::Side::Server ? 1 : 0);
+        auto& slot = joining[key];
+        if (!slot) slot = std::make_unique<Joining>();
+        if (e.kind == CaptureEvent::Frame) {
+            slot->stamps[e.offset] = Stamp{e.ts, e.packet};
+            while (slot->stamps.size() > 2 * MessageJoiner::kMaxPendingFrames) slot->stamps.erase(slot->stamps.begin());
+            if (slot->joiner.push(e.frame, e.offset) != PAVA_OK) throw std::bad_alloc();
+            drain(*slot, s);
+        } else if (e.kind == CaptureEvent::End) {
+            slot->joiner.finish();
+            drain(*slot, s);
+            joining.erase(key);
+        }
+    });
+    out.flush();
+    return worst(rc, codec);
+}
+
+int runCaptureDissect(const StreamOptions& o) {
+    LogCapture log(o.log == LogTo::Json ? LogTo::Stderr : o.log);
+    DamageReport damage(o.strict);
+    Output out(o.output);
+    size_t number = 0;
+    int codec = kExitOk;
+    const int rc = eachCaptureEvent(o, damage, [&](const CaptureEvent& e) {
+        if (e.kind != CaptureEvent::Frame) return;
+        std::string& buf = out.buffer();
+        if (number > 0) buf += '\n';
+        fmt::format_to(std::back_inserter(buf), "{} ({}), packet {}, time {}.{:09}\n", streamName(*e.stream),
+                       capture::sideName(e.stream->from), e.packet, e.ts.sec, e.ts.nsec);
+        int decoded = PAVA_OK;
+        buf += dissectFrame(*e.frame, ++number, e.offset, &decoded);
+        if (decoded != PAVA_OK) codec = kExitCodec;
+        log.flushTo(nullptr, fmt::format("{} offset {}: ", streamName(*e.stream), e.offset));
+        out.endRecord();
+    });
+    out.flush();
+    return worst(rc, codec);
+}
+#endif
+
 }  // namespace
 
+bool capturesSupported() {
+#if defined(PAVA_WITH_PCAP)
+    return true;
+#else
+    return false;
+#endif
+}
+
+bool captureInput(const StreamOptions& o) {
+    if (o.pcap) return true;
+    if (o.input == "-") return false;
+    struct stat st {};
+    if (::stat(o.input.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    std::FILE* f = std::fopen(o.input.c_str(), "rb");
+    if (f == nullptr) return false;
+    unsigned char magic[4] = {};
+    const size_t got = std::fread(magic, 1, sizeof magic, f);
+    std::fclose(f);
+#if defined(PAVA_WITH_PCAP)
+    return capture::looksLikeCapture(magic, got);
+#else
+    // Told apart all the same, so that a capture is refused rather than read as frames.
+    static const unsigned char kPcap[][4] = {{0xd4, 0xc3, 0xb2, 0xa1}, {0xa1, 0xb2, 0xc3, 0xd4},
+                                             {0x4d, 0x3c, 0xb2, 0xa1}, {0xa1, 0xb2, 0x3c, 0x4d},
+                                             {0x0a, 0x0d, 0x0d, 0x0a}};
+    for (const auto& m : kPcap)
+        if (got == 4 && std::memcmp(magic, m, 4) == 0) return true;
+    return false;
+#endif
+}
+
+#if !defined(PAVA_WITH_PCAP)
+namespace {
+
+int noCaptures(const StreamOptions& o) {
+    fmt::print(stderr, "pava: {}: a packet capture, and this build of pava reads none (built without libpcap)\n",
+               o.input);
+    return kExitIo;
+}
+
+}  // namespace
+#endif
+
 int runDecode(const StreamOptions& o) {
+    if (captureInput(o)) {
+#if defined(PAVA_WITH_PCAP)
+        return guarded([&] { return runCaptureDecode(o); });
+#else
+        return noCaptures(o);
+#endif
+    }
     return guarded([&] {
         LogCapture log(o.log);
         DamageReport damage(o.strict);
@@ -202,24 +434,7 @@ int runDecode(const StreamOptions& o) {
         const auto emit = [&](const PavaFullData& rec, int rc, uint64_t offset, const JoinedMessage* m) {
             std::string& buf = out->buffer();
             fmt::format_to(std::back_inserter(buf), "{{\"offset\":{},\"rc\":{}", offset, rc);
-            if (m != nullptr) {
-                fmt::format_to(std::back_inserter(buf), ",\"frames\":{}", m->frames);
-                if (!m->complete) buf += ",\"complete\":false";
-            }
-            bool first = false;
-            appendRecordMembers(buf, first, rec);
-            if (!log.lines.empty()) {
-                if (log.to == LogTo::Json) {
-                    buf += ",\"log\":";
-                    Json lines = Json::array();
-                    for (const std::string& l : log.lines) lines.push_back(bytesToUtf8(l));
-                    buf += jsonLine(lines);
-                    log.lines.clear();
-                } else {
-                    log.flushTo(nullptr, fmt::format("offset {}: ", offset));
-                }
-            }
-            buf += "}\n";
+            appendDecoded(buf, log, rec, m, offset);
             out->endRecord();
             if (rc != PAVA_OK) codec = kExitCodec;
         };
@@ -263,6 +478,13 @@ int runDecode(const StreamOptions& o) {
 }
 
 int runDissect(const StreamOptions& o) {
+    if (captureInput(o)) {
+#if defined(PAVA_WITH_PCAP)
+        return guarded([&] { return runCaptureDissect(o); });
+#else
+        return noCaptures(o);
+#endif
+    }
     return guarded([&] {
         LogCapture log(o.log == LogTo::Json ? LogTo::Stderr : o.log);
         DamageReport damage(o.strict);

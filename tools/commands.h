@@ -4,7 +4,9 @@
 #ifndef ZMPAVA_TOOLS_COMMANDS_H
 #define ZMPAVA_TOOLS_COMMANDS_H
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "frame_stream.h"
 
@@ -29,7 +31,15 @@ struct StreamOptions {
     LogTo log = LogTo::Off;
     bool strict = false;  // stop at the first damage (encode: at the first loss)
     bool join = false;    // decode: one record per message, split frames joined
+    bool pcap = false;    // the input is a capture (else told by its magic number)
+    std::vector<uint16_t> ports;  // captures: the connections to read (none: those that look like PAVA)
 };
+
+// True when the input is read as a packet capture: --pcap, or a file that
+// starts with a pcap or pcapng magic number.
+bool captureInput(const StreamOptions& o);
+// False when this build reads no captures (no libpcap where it was built).
+bool capturesSupported();
 
 int runDecode(const StreamOptions& o);
 int runDissect(const StreamOptions& o);

@@ -239,8 +239,13 @@ const std::vector<Member>& membersOf(MemberOwner owner) {
 void appendJsonText(std::string& out, std::string_view bytes) {
     static constexpr char kHex[] = "0123456789abcdef";
     out += '"';
-    for (const char c : bytes) {
-        const auto b = static_cast<unsigned char>(c);
+    // Runs of characters that need no escape go in one append each.
+    size_t plain = 0;
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const auto b = static_cast<unsigned char>(bytes[i]);
+        if (b >= 0x20 && b < 0x7f && b != '"' && b != '\\') continue;
+        out.append(bytes.data() + plain, i - plain);
+        plain = i + 1;
         switch (b) {
         case '"': out += "\\\""; continue;
         case '\\': out += "\\\\"; continue;
@@ -251,14 +256,16 @@ void appendJsonText(std::string& out, std::string_view bytes) {
         case '\t': out += "\\t"; continue;
         default: break;
         }
-        if (b >= 0x20 && b < 0x7f) {
-            out += c;
-        } else {
-            const char esc[6] = {'\\', 'u', '0', '0', kHex[b >> 4], kHex[b & 15]};
-            out.append(esc, 6);
-        }
+        const char esc[6] = {'\\', 'u', '0', '0', kHex[b >> 4], kHex[b & 15]};
+        out.append(esc, 6);
     }
+    out.append(bytes.data() + plain, bytes.size() - plain);
     out += '"';
+}
+
+void appendInt(std::string& out, long long v) {
+    const fmt::format_int text(v);
+    out.append(text.data(), text.size());
 }
 
 void appendKey(std::string& out, bool& first, std::string_view key) {
@@ -268,6 +275,21 @@ void appendKey(std::string& out, bool& first, std::string_view key) {
     out += "\":";
 }
 
+// A member's key as written, quotes and colon included: made once, so no
+// name is measured again for every member of every line.
+void appendKey(std::string& out, bool& first, Member m) {
+    static const std::vector<std::string> keys = [] {
+        std::vector<std::string> k;
+        for (int i = 0; i <= static_cast<int>(Member::None); ++i)
+            k.push_back(fmt::format("\"{}\":", memberName(static_cast<Member>(i))));
+        return k;
+    }();
+    if (!first) out += ',';
+    first = false;
+    const auto i = static_cast<size_t>(m);
+    out += i < keys.size() ? std::string_view(keys[i]) : std::string_view("\"?\":");
+}
+
 template <class Obj>
 void appendMembers(std::string& out, bool& first, Obj& obj, MemberOwner owner) {
     for (const Member m : membersOf(owner)) {
@@ -275,11 +297,11 @@ void appendMembers(std::string& out, bool& first, Obj& obj, MemberOwner owner) {
         switch (s.type) {
         case SlotType::Int32:
             if (const int32_t v = *static_cast<const int32_t*>(s.ptr); v != 0)
-                appendKey(out, first, memberName(m)), fmt::format_to(std::back_inserter(out), "{}", v);
+                appendKey(out, first, m), appendInt(out, v);
             break;
         case SlotType::UInt16:
             if (const uint16_t v = *static_cast<const uint16_t*>(s.ptr); v != 0)
-                appendKey(out, first, memberName(m)), fmt::format_to(std::back_inserter(out), "{}", v);
+                appendKey(out, first, m), appendInt(out, v);
             break;
         case SlotType::Chars: {
             // Most arrays are all NUL: one wide compare rules that out before the byte scan.
@@ -288,12 +310,12 @@ void appendMembers(std::string& out, bool& first, Obj& obj, MemberOwner owner) {
             if (s.size <= static_cast<int>(sizeof kZeros) && std::memcmp(p, kZeros, static_cast<size_t>(s.size)) == 0)
                 break;
             if (const auto text = arrayText(p, s.size); !text.empty())
-                appendKey(out, first, memberName(m)), appendJsonText(out, text);
+                appendKey(out, first, m), appendJsonText(out, text);
             break;
         }
         case SlotType::String:
             if (const auto* str = static_cast<const std::string*>(s.ptr); !str->empty())
-                appendKey(out, first, memberName(m)), appendJsonText(out, *str);
+                appendKey(out, first, m), appendJsonText(out, *str);
             break;
         case SlotType::None: break;
         }
@@ -348,7 +370,7 @@ void appendRecordMembers(std::string& out, bool& first, const PavaFullData& rec)
         for (const RecordItemMember& m : recordItemMembers()) {
             const Slot s = m.slot(const_cast<PavaRecordItem&>(item));
             if (s.type == SlotType::Int32 && *static_cast<const int32_t*>(s.ptr) != 0)
-                appendKey(out, inner, m.name), fmt::format_to(std::back_inserter(out), "{}", *static_cast<const int32_t*>(s.ptr));
+                appendKey(out, inner, m.name), appendInt(out, *static_cast<const int32_t*>(s.ptr));
             else if (s.type == SlotType::String && !static_cast<const std::string*>(s.ptr)->empty())
                 appendKey(out, inner, m.name), appendJsonText(out, *static_cast<const std::string*>(s.ptr));
         }

@@ -53,7 +53,8 @@ constexpr const char* kExitCodes = R"(Exit codes:
   1  a codec call failed (rc not 0), or with --strict an encode lost data
   2  the command line is wrong
   3  input was skipped: bytes that are not a frame, a fragment at the end, a record that is not
-     one, a split message with frames missing (with --strict the run stops there)
+     one, a split message with frames missing, bytes missing from a capture, a damaged capture
+     (with --strict the run stops there)
   4  a file could not be opened, read or written
 The worst that happened wins. Data goes to standard output (or -o FILE), everything else
 to standard error.)";
@@ -113,6 +114,18 @@ int main(int argc, char** argv) {
                       out ? "stop at the first record that fails or loses data (exit 1)"
                           : "stop at the first damage (exit 3)");
     }
+    for (auto* sub : {dec, dis}) {
+        sub->add_flag("--pcap", opts.pcap,
+                      "the input is a packet capture (pcap or pcapng; a file is recognised by its magic number "
+                      "without this): every TCP connection followed, each direction's frames read")
+            ->excludes("--raw")
+            ->excludes("--hex");
+        sub->add_option("--port", opts.ports,
+                        "captures: read the connections with this TCP port (repeatable); without it every "
+                        "connection whose bytes start with a plausible header")
+            ->allow_extra_args(false)
+            ->check(CLI::Range(1, 65535));
+    }
     dec->add_flag("--join", opts.join,
                   "one object per message: the frames of a split message joined into one record, with "
                   "\"frames\" (and \"complete\": false when frames are missing)");
@@ -154,6 +167,10 @@ int main(int argc, char** argv) {
         sub->add_option("--idle-timeout", peer.idleTimeout,
                         "seconds a connection may stay without receiving a byte (0: for ever)")->capture_default_str();
     }
+    for (auto* sub : {srv, snd})
+        sub->add_option("--record", peer.record,
+                        "write every connection to this capture file (pcap), with its time stamps and a synthetic "
+                        "TCP/IP framing, as `pava decode` and Wireshark read it");
     srv->add_option("--max-connections", peer.maxConnections, "connections at once; more are closed as they come")
         ->capture_default_str()->check(CLI::Range(1, 1000000));
 

@@ -330,3 +330,25 @@ def test_signal_stops_listening_and_finishes_what_was_accepted(serve, tmp_path):
     assert [e["event"] for e in rest] == ["frame", "close"] and rest[-1]["reason"] == "shutdown", rest
     with pytest.raises(OSError):
         socket.create_connection(("127.0.0.1", server.port), timeout=2)
+
+
+def test_recorded_sessions_decode_to_the_frames_exchanged(serve, tmp_path):
+    # Both ends record; each recording, read back by `pava decode`, gives
+    # every frame of each direction at its offset, as the server saw them.
+    server = serve({"rules": [ANSWER_RULE]}, "--record", str(tmp_path / "serve.pcap"))
+    split = {"msgId": 20014, "rii": 2, "text12b": "X",
+             "dataList": [{"itemId": k, "itemText": f"I{k}"} for k in range(1200)]}
+    send(tmp_path, server.address, [PING, split, dict(PING, rii=6)], "--record", str(tmp_path / "send.pcap"),
+         "--wait", str(SLOW))
+    evs = server.stop()
+    want = {side: [(e["offset"], e["msgId"], e.get("rii", 0)) for e in frames(evs, d)]
+            for side, d in (("client", "in"), ("server", "out"))}
+    assert len(want["client"]) == 5 and len(want["server"]) == 2
+    for name in ("serve.pcap", "send.pcap"):
+        p = subprocess.run([PAVA, "decode", str(tmp_path / name)], capture_output=True, timeout=DEADLINE)
+        assert p.returncode == 0, p.stderr.decode()
+        lines = events(p.stdout.decode())
+        assert {(line["conn"], line["dst" if line["from"] == "client" else "src"]) for line in lines} == {
+            (1, server.address)}
+        for side in ("client", "server"):
+            assert [(l["offset"], l["msgId"], l.get("rii", 0)) for l in lines if l["from"] == side] == want[side]

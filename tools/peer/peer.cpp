@@ -20,6 +20,7 @@
 #include <fmt/format.h>
 
 #include "frame_stream.h"
+#include "recorder.h"
 #include "json_record.h"
 #include "multiframe/joiner.h"
 #include "script.h"
@@ -156,6 +157,7 @@ struct Peer {
     std::function<void()> onIdle;  // every connection closed
     LoadStats stats;
     std::vector<Outgoing> input;
+    std::unique_ptr<capture::SessionRecorder> recorder;  // --record
     Clock::time_point started = Clock::now();
     Clock::time_point lastSend = Clock::now();
 
@@ -177,6 +179,12 @@ public:
         const auto ep = m_socket.remote_endpoint(ec);
         m_address = ec ? "?" : fmt::format("{}:{}", ep.address().to_string(), ep.port());
         m_socket.set_option(tcp::no_delay(true), ec);
+        if (peer.recorder) {
+            // The peer that connects is the client: this end when sending.
+            const auto local = m_socket.local_endpoint(ec);
+            const capture::Endpoint here = endpointOf(local), there = endpointOf(ep);
+            m_recording = peer.recorder->open(sending ? here : there, sending ? there : here);
+        }
     }
 
     uint64_t id() const noexcept { return m_id; }
@@ -240,6 +248,7 @@ public:
             ",\"reason\":\"{}\",\"bytesIn\":{},\"framesIn\":{},\"bytesOut\":{},\"framesOut\":{}", reason,
             m_bytesIn, m_framesIn, m_bytesOut, m_framesOut);
         m_peer.log.end();
+        if (m_peer.recorder) m_peer.recorder->close(m_recording, m_readOver ? theirSide() : ourSide());
         LoadStats& s = m_peer.stats;
         s.bytesIn += m_bytesIn;
         s.framesIn += m_framesIn;
@@ -250,6 +259,22 @@ public:
     }
 
 private:
+    static capture::Endpoint endpointOf(const tcp::endpoint& ep) {
+        capture::Endpoint e;
+        e.port = ep.port();
+        if (ep.address().is_v4()) {
+            const auto b = ep.address().to_v4().to_bytes();
+            std::copy(b.begin(), b.end(), e.addr.bytes.begin());
+        } else {
+            const auto b = ep.address().to_v6().to_bytes();
+            std::copy(b.begin(), b.end(), e.addr.bytes.begin());
+            e.addr.v6 = true;
+        }
+        return e;
+    }
+    capture::Side ourSide() const { return m_sending ? capture::Side::Client : capture::Side::Server; }
+    capture::Side theirSide() const { return capture::other(ourSide()); }
+
     struct Chunk {
         std::string bytes;
         int pauseMs = 0;       // wait before writing
@@ -278,6 +303,7 @@ private:
         }
         m_lastRead = Clock::now();
         m_bytesIn += n;
+        if (m_peer.recorder) m_peer.recorder->data(m_recording, theirSide(), m_readBuf.data(), n);
         for (size_t at = 0; at < n && !m_closed;) {
             at += m_reader.feed(m_readBuf.data() + at, n - at);
             events();
@@ -573,6 +599,7 @@ private:
         m_writing = false;
         if (m_closed) return;
         if (ec) return close("error: " + ec.message());
+        if (m_peer.recorder) m_peer.recorder->data(m_recording, ourSide(), m_out.front().bytes.data(), n);
         m_bytesOut += n;
         m_outBytes -= n;
         const bool closeAfter = m_out.front().closeAfter;
@@ -668,6 +695,7 @@ private:
     uint64_t m_id;
     std::string m_address;
     bool m_sending;
+    uint64_t m_recording = 0;  // the connection's number in the recording
     FrameReader m_reader;
     std::unique_ptr<PavaMsg> m_frame;
     std::array<char, 4096> m_readBuf{};
@@ -764,9 +792,22 @@ void onSignals(Peer& p, const std::function<void()>& stopListening) {
 
 }  // namespace
 
+// --record: the capture file, created before any connection.
+static bool startRecording(Peer& p, const PeerOptions& o) {
+    if (o.record.empty()) return true;
+    try {
+        p.recorder = std::make_unique<capture::SessionRecorder>(o.record);
+    } catch (const std::exception& e) {
+        fmt::print(stderr, "pava: cannot record: {}\n", e.what());
+        return false;
+    }
+    return true;
+}
+
 int runServe(const PeerOptions& o) {
     Peer p(o);
     if (!loadFiles(p, o)) return kExitUsage;
+    if (!startRecording(p, o)) return kExitIo;
     tcp::acceptor acceptor(p.io);
     try {
         const auto [host, port] = splitAddress(o.listen);
@@ -920,6 +961,7 @@ int runSend(const PeerOptions& o) {
     Peer p(o);
     if (!loadFiles(p, o)) return kExitUsage;
     if (!loadInput(p, o)) return kExitUsage;
+    if (!startRecording(p, o)) return kExitIo;
     tcp::resolver::results_type endpoints;
     try {
         const auto [host, port] = splitAddress(o.target);

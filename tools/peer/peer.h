@@ -29,6 +29,7 @@ struct PeerOptions {
     size_t maxConnections = 1024;
     size_t maxPending = 1 << 20;  // bytes of output waiting per connection
     double idleTimeout = 0;       // seconds without a byte received (0: none)
+    std::string record;           // write every connection to this capture file (empty: none)
 };
 
 // Exit codes as the other commands use them: 0, 1 (expectations not met),
