@@ -48,28 +48,6 @@ TEST(EntryPoints, WorkedExample) {
     EXPECT_STREQ(back.text12b, "ABCDEFGHIJKL");
 }
 
-// A list split over frames and a message whose encoder drops its frame.
-TEST(EntryPoints, SplitListRoundTripsFrameByFrame) {
-    Log log;
-    PavaFullData rec;
-    rec.msgId = 20020;
-    rec.dataList.resize(500);
-    for (int i = 0; i < 500; ++i) rec.dataList[static_cast<size_t>(i)].itemId = i;
-    PavaMsgList frames;
-    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    ASSERT_EQ(frames.size(), 2u);  // (8192 - 16) / 20 = 408 items fit a frame
-    int next = 0;
-    for (const PavaMsg& frame : frames) {
-        PavaFullData back;
-        ASSERT_EQ(Pava_To_Data(&frame, &back), PAVA_OK);
-        for (const PavaDataItem& it : back.dataList) EXPECT_EQ(it.itemId, next++);
-    }
-    EXPECT_EQ(next, 500);
-    rec.msgId = 802;
-    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    EXPECT_TRUE(frames.empty());
-}
-
 TEST(EntryPoints, NullArguments) {
     PavaMsgList frames(2);
     EXPECT_EQ(Data_To_Pava(nullptr, &frames), PAVA_ERR_NULL);
