@@ -271,22 +271,25 @@ def run_unit(unit, timeout, stop_early):
             code = result.returncode
         except subprocess.TimeoutExpired:
             return False, [unit["name"] + " (timeout)"], time.monotonic() - start
-        failed = []
+        failed, ran = [], []
         try:
             if unit["kind"] == "gtest" and out.exists():
                 for suite in json.loads(out.read_text()).get("testsuites", []):
                     for case in suite.get("testsuite", []):
+                        ran.append(f"{suite['name']}.{case['name']}")
                         if case.get("failures"):
-                            failed.append(f"{suite['name']}.{case['name']}")
+                            failed.append(ran[-1])
             elif unit["kind"] == "pytest" and out.exists():
                 for case in ET.parse(out).iter("testcase"):
+                    ran.append(f"{unit['name']}::{case.get('classname', '').split('.')[-1]}"
+                               f"::{case.get('name')}")
                     if case.find("failure") is not None or case.find("error") is not None:
-                        failed.append(f"{unit['name']}::{case.get('classname', '').split('.')[-1]}"
-                                      f"::{case.get('name')}")
+                        failed.append(ran[-1])
         except (ValueError, ET.ParseError):
             pass
         if code and not failed:
             failed = [unit["name"] + (" (crash)" if code < 0 else "")]
+        unit["ran"] = sorted(set(unit.get("ran", [])) | set(ran or [unit["name"]]))
         return code == 0, failed, time.monotonic() - start
 
 
@@ -331,6 +334,9 @@ def text_report(report):
     lines.append("tests that alone kill some mutant (test: mutant ids):")
     for test, ids in sorted(report["only_killed_by"].items()):
         lines.append(f"  {test}: {', '.join(map(str, ids))}")
+    lines.append("")
+    lines.append(f"tests that alone kill no mutant of this sample: {len(report['killing_nothing_alone'])} "
+                 f"of {len(report['tests'])} (see the JSON)")
     lines.append("")
     lines.append("survivors:")
     for m in report["mutants"]:
@@ -434,6 +440,7 @@ def main():
     for m in mutants:
         if m["status"] == "killed" and len(m["killers"]) == 1:
             only.setdefault(m["killers"][0], []).append(m["id"])
+    every_test = sorted({t for u in units for t in u.get("ran", [])})
     report = {
         "seed": args.seed, "count": count, "sites": len(sites),
         "mode": "full-kill" if args.full_kill else "first failure, then all in-process tests",
@@ -443,6 +450,8 @@ def main():
                     "not_viable": len(mutants) - killed - survived,
                     "score": killed / max(1, killed + survived)},
         "only_killed_by": only,
+        "tests": every_test,
+        "killing_nothing_alone": [t for t in every_test if t not in only],
         "mutants": mutants,
     }
     out = (args.json or build / "report.json").resolve()
