@@ -60,23 +60,6 @@ TEST(EntryPoints, NullArguments) {
     EXPECT_EQ(Pava_To_Data(&frames[0], nullptr), PAVA_ERR_NULL);
 }
 
-// An unknown id leaves the list alone; a known one empties it first.
-TEST(EntryPoints, UnknownIdsLeaveTheListAloneKnownOnesEmptyItFirst) {
-    for (uint16_t id : {0, 12345, 20022, 20024, 30022, 61861, 65535}) {
-        PavaFullData rec = addressRecord(id, "X");
-        PavaMsgList frames(3);
-        frames[0].head[0] = 'Q';
-        EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_NO_HANDLER) << id;
-        EXPECT_EQ(frames.size(), 3u);
-        EXPECT_EQ(frames[0].head[0], 'Q');
-    }
-    PavaFullData rec = addressRecord(20003, "ADDR");
-    PavaMsgList frames(4);
-    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    ASSERT_EQ(frames.size(), 1u);
-    EXPECT_EQ(std::string(frames[0].body, 12), std::string("ADDR\0\0\0\0\0\0\0\0", 12));
-}
-
 // The record is reset and takes the header even when no codec follows, and a
 // decoded record keeps nothing of an earlier message.
 TEST(EntryPoints, DecodeResetsTheRecordAndFillsTheHeader) {

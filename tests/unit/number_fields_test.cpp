@@ -161,28 +161,5 @@ TEST(LogLines, NumberTextsReadAsPrintfWritesThem) {
     }
 }
 
-TEST(LogLines, SharedTextsCarryTheIdAsPrintfWouldWriteIt) {
-    struct Shared {
-        void (*line)(int);
-        const char* format;
-    };
-    const Shared texts[] = {
-        {[](int id) { log::encodeEntry(id); }, "Data_To_Pava_%05d!\n"},
-        {[](int id) { log::decodeEntry(id); }, "Pava_%05d_To_Data!\n"},
-        {log::headError, "error:: CPavaMsgAnalyze::Data_To_Pava_%05d set pava head erorr! "},
-        {log::nullFrame, "error:: CPavaMsgAnalyze::Pava_%05d_To_Data pPavaMsg == NULL! "},
-    };
-    test::LogCapture capture;
-    for (const int id : {0, 7, 101, 20001, 65535, 123456, -12}) {
-        for (const Shared& text : texts) {
-            char expected[256];
-            capture.clear();
-            text.line(id);
-            std::snprintf(expected, sizeof expected, text.format, id);
-            EXPECT_EQ(capture.text(), expected) << text.format << " " << id;
-        }
-    }
-}
-
 }  // namespace
 }  // namespace pava
