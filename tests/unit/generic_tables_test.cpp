@@ -2,6 +2,7 @@
 // tests/data/generic_tables.json; hostile frames are the fuzz harnesses' work).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "analyzer.h"
@@ -32,6 +33,9 @@ TEST(GenericTables, FreeTextDecodeStaysInsideTheBody) {
         } else {
             EXPECT_NE(rc, 0) << held;
             EXPECT_EQ(rec.string4, string(held, 'x')) << held;
+            // The log names how far the read would reach: 20 plus at most 8187 characters.
+            EXPECT_NE(capture.text().find(std::to_string(20 + std::min<size_t>(held, 8187))), string::npos)
+                << capture.text();
         }
     }
 }
