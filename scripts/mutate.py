@@ -23,10 +23,12 @@ mutant, on errors and on Ctrl-C.
 
 Which tests kill a mutant: the run stops at the first failing test program, then
 runs the other in-process test programs (the GoogleTest and C programs, a few
-seconds together) to the end, each program always all its cases, so every killed
-mutant gets its full set of killing test cases among them. The slow Python suites (tool, dissector, package) run only
-until the mutant is killed: a mutant they alone kill is credited to the one that
-killed it, others that would too are not tried. Pass --full-kill to run them too.
+seconds together) to the end, each program always all its cases, so every
+killed mutant gets its full set of killing test cases among them. The slow
+Python suites (tool, dissector, package) run only until the mutant is killed: a
+mutant they alone kill is credited to the one that killed it, others that would
+too are not tried. Pass --full-kill to run them too; --quick (20 mutants) stops
+each mutant at its first failing test program.
 The consumer (install, package) tests and benchmarks are not built.
 
 Report: JSON (--json, default build/mutate/report.json) and a text summary on
@@ -298,13 +300,13 @@ def order_units(units, seconds):
     return sorted(units, key=lambda u: (not u.get("setup"), seconds.get(u["name"], 1e9)))
 
 
-def run_suite(units, seconds, full_kill):
+def run_suite(units, seconds, full_kill, first_only=False):
     """Verdict and killers of the current build."""
     killers = []
     killed = False
     for unit in units:
         slow = unit["kind"] == "pytest"
-        if killed and slow and not full_kill:
+        if killed and (first_only or (slow and not full_kill)):
             continue
         limit = max(20.0, 5 * seconds.get(unit["name"], 20.0))
         ok, failed, _ = run_unit(unit, limit, stop_early=not killed and not full_kill)
@@ -355,9 +357,9 @@ def text_report(report):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--seed", type=int, default=29)
-    parser.add_argument("--count", type=int, default=300, help="mutants in the sample")
+    parser.add_argument("--count", type=int, default=120, help="mutants in the sample")
     parser.add_argument("--quick", action="store_true",
-                        help="20 mutants of the same seed, stopping at the first failing test")
+                        help="20 mutants of the seed, each stopping at its first failing test program")
     parser.add_argument("--build-dir", type=Path, default=ROOT / "build" / "mutate")
     parser.add_argument("--json", type=Path, help="report file (default BUILD_DIR/report.json)")
     parser.add_argument("--jobs", type=int, default=2)
@@ -419,7 +421,7 @@ def main():
             with Mutant(src, site):
                 built, _ = build_tree(obj, args.jobs, 600)
                 if built:
-                    killed, killers = run_suite(units, seconds, args.full_kill)
+                    killed, killers = run_suite(units, seconds, args.full_kill, first_only=args.quick)
                     status = "killed" if killed else "survived"
                 else:
                     status, killers = "not viable", []
@@ -443,7 +445,8 @@ def main():
     every_test = sorted({t for u in units for t in u.get("ran", [])})
     report = {
         "seed": args.seed, "count": count, "sites": len(sites),
-        "mode": "full-kill" if args.full_kill else "first failure, then all in-process tests",
+        "mode": ("first failing program only" if args.quick else
+                 "full-kill" if args.full_kill else "first failure, then all in-process tests"),
         "seconds": round(time.monotonic() - started, 1),
         "test_seconds": {k: round(v, 2) for k, v in seconds.items()},
         "summary": {"sampled": len(mutants), "killed": killed, "survived": survived,
