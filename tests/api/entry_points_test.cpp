@@ -48,28 +48,6 @@ TEST(EntryPoints, WorkedExample) {
     EXPECT_STREQ(back.text12b, "ABCDEFGHIJKL");
 }
 
-// A list split over frames and a message whose encoder drops its frame.
-TEST(EntryPoints, SplitListRoundTripsFrameByFrame) {
-    Log log;
-    PavaFullData rec;
-    rec.msgId = 20020;
-    rec.dataList.resize(500);
-    for (int i = 0; i < 500; ++i) rec.dataList[static_cast<size_t>(i)].itemId = i;
-    PavaMsgList frames;
-    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    ASSERT_EQ(frames.size(), 2u);  // (8192 - 16) / 20 = 408 items fit a frame
-    int next = 0;
-    for (const PavaMsg& frame : frames) {
-        PavaFullData back;
-        ASSERT_EQ(Pava_To_Data(&frame, &back), PAVA_OK);
-        for (const PavaDataItem& it : back.dataList) EXPECT_EQ(it.itemId, next++);
-    }
-    EXPECT_EQ(next, 500);
-    rec.msgId = 802;
-    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    EXPECT_TRUE(frames.empty());
-}
-
 TEST(EntryPoints, NullArguments) {
     PavaMsgList frames(2);
     EXPECT_EQ(Data_To_Pava(nullptr, &frames), PAVA_ERR_NULL);
@@ -80,23 +58,6 @@ TEST(EntryPoints, NullArguments) {
     EXPECT_EQ(Pava_To_Data(nullptr, &rec), PAVA_ERR_NULL);
     EXPECT_EQ(rec.text12b[0], 'K');  // untouched
     EXPECT_EQ(Pava_To_Data(&frames[0], nullptr), PAVA_ERR_NULL);
-}
-
-// An unknown id leaves the list alone; a known one empties it first.
-TEST(EntryPoints, UnknownIdsLeaveTheListAloneKnownOnesEmptyItFirst) {
-    for (uint16_t id : {0, 12345, 20022, 20024, 30022, 61861, 65535}) {
-        PavaFullData rec = addressRecord(id, "X");
-        PavaMsgList frames(3);
-        frames[0].head[0] = 'Q';
-        EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_NO_HANDLER) << id;
-        EXPECT_EQ(frames.size(), 3u);
-        EXPECT_EQ(frames[0].head[0], 'Q');
-    }
-    PavaFullData rec = addressRecord(20003, "ADDR");
-    PavaMsgList frames(4);
-    ASSERT_EQ(Data_To_Pava(&rec, &frames), PAVA_OK);
-    ASSERT_EQ(frames.size(), 1u);
-    EXPECT_EQ(std::string(frames[0].body, 12), std::string("ADDR\0\0\0\0\0\0\0\0", 12));
 }
 
 // The record is reset and takes the header even when no codec follows, and a

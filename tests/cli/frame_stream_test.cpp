@@ -54,56 +54,14 @@ protected:
     void SetUp() override { Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr); }
     const std::string a = encoded(R"({"msgId": 20001, "rii": 5, "text12b": "ABCDEFGHIJKL"})");
     const std::string b = encoded(R"({"msgId": 203, "rii": 1, "string1": "a text"})");
-    const std::string c = encoded(R"({"msgId": 20014, "rii": 2, "text12b": "X", "dataList": [{"itemId": 1, "itemText": "one"}]})");
 };
 
-TEST_F(FrameStreamTest, EveryGoodFrameSurvivesItsDamagedNeighbours) {
-    // Garbage before, between and after, a line break between frames, a frame
-    // cut short by the next header, and a fragment at the end.
-    const std::string input = "JUNK" + a + "\r\n" + b + "xyz" + c.substr(0, 20) + a + c + "TAIL";
-    const Read r = readAll(input);
-    ASSERT_EQ(r.frames.size(), 4u);
-    EXPECT_EQ(r.frames[0], a);
-    EXPECT_EQ(r.frames[1], b);
-    EXPECT_EQ(r.frames[2], a);
-    EXPECT_EQ(r.frames[3], c);
-    const uint64_t atB = 4 + a.size() + 2;
-    const uint64_t atCut = atB + b.size() + 3;
-    EXPECT_EQ(r.offsets, (std::vector<uint64_t>{4, atB, atCut + 20, atCut + 20 + a.size()}));
-    ASSERT_EQ(r.damage.size(), 4u);
-    EXPECT_EQ(r.damage[0].offset, 0u);
-    EXPECT_EQ(r.damage[0].length, 4u);
-    EXPECT_EQ(r.damage[1].offset, atB + b.size());
-    EXPECT_EQ(r.damage[1].length, 3u);
-    EXPECT_EQ(r.damage[2].offset, atCut);
-    EXPECT_EQ(r.damage[2].length, 20u);
-    EXPECT_EQ(r.damage[3].offset, input.size() - 4);
-    EXPECT_EQ(r.damage[3].what, "4 bytes at the end of the input, shorter than a header");
-}
-
-TEST_F(FrameStreamTest, TruncatedLastFrameAndEmptyInput) {
-    const Read cut = readAll(a + c.substr(0, c.size() - 1));
-    ASSERT_EQ(cut.frames.size(), 1u);
-    ASSERT_EQ(cut.damage.size(), 1u);
-    EXPECT_EQ(cut.damage[0].offset, a.size());
-    EXPECT_EQ(cut.damage[0].what, fmt::format("frame cut off at the end of the input: {} of its {} bytes",
-                                              c.size() - 1, c.size()));
-    const Read empty = readAll("");
-    EXPECT_TRUE(empty.frames.empty());
-    EXPECT_TRUE(empty.damage.empty());
-}
-
-TEST_F(FrameStreamTest, RandomBytesAreNotFrames) {
+// Garbage between frames, frames cut short and cut off, empty input and
+// letters alone are reported by `pava decode` as tests/cli/test_pava.py checks.
+// Arbitrary bytes around a frame: the frame is still found, and every byte is
+// either in a frame or reported.
+TEST_F(FrameStreamTest, EveryByteIsInAFrameOrReported) {
     std::mt19937 gen(7);
-    std::string letters;
-    for (int i = 0; i < 1600; ++i) letters += static_cast<char>('A' + gen() % 26);
-    const Read r = readAll(letters);
-    EXPECT_TRUE(r.frames.empty());
-    ASSERT_EQ(r.damage.size(), 1u);
-    EXPECT_EQ(r.damage[0].length, 1600u);
-
-    // Arbitrary bytes around a frame: the frame is still found, and every
-    // byte is either in a frame or reported.
     for (int round = 0; round < 50; ++round) {
         std::string noise(gen() % 300, '\0');
         for (char& ch : noise) ch = static_cast<char>(gen());

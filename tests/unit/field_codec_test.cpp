@@ -9,49 +9,8 @@
 namespace pava {
 namespace {
 
-std::string written(int value, int width, size_t fieldSize = 20) {
-    std::string field(fieldSize, '\0');
-    writeIntField(value, field.data(), width);
-    return field;
-}
-
-TEST(WriteIntField, LeftAlignsPadsAndCuts) {
-    EXPECT_EQ(written(5, 4, 4), "5   ");
-    EXPECT_EQ(written(-12, 4, 4), "-12 ");
-    EXPECT_EQ(written(12345, 3, 4), std::string("123\0", 4));  // cut on the right, no terminator
-    EXPECT_EQ(written(1, 16, 16), "1               ");
-    EXPECT_EQ(written(-2147483647 - 1, 11, 11), "-2147483648");
-    EXPECT_EQ(written(-2147483647 - 1, 5, 5), "-2147");
-    EXPECT_EQ(written(0, 1, 1), "0");
-}
-
-TEST(WriteIntField, OutOfRangeWidthsWriteNothing) {
-    for (int width : {0, -1, 17, 100}) EXPECT_EQ(written(7, width), std::string(20, '\0')) << width;
-}
-
-TEST(ReadIntField, StrtolRules) {
-    EXPECT_EQ(readIntField("  42", 4), 42);
-    EXPECT_EQ(readIntField("42ab", 4), 42);
-    EXPECT_EQ(readIntField("    ", 4), 0);
-    EXPECT_EQ(readIntField("-7  ", 4), -7);
-    EXPECT_EQ(readIntField("+7  ", 4), 7);
-    EXPECT_EQ(readIntField("\t\n 9", 4), 9);
-    EXPECT_EQ(readIntField("- 7 ", 4), 0);
-    EXPECT_EQ(readIntField(std::string("1\0" "5", 3).c_str(), 3), 1);  // a NUL ends the number
-    EXPECT_EQ(readIntField("12345", 3), 123);                           // only the window is read
-}
-
-TEST(ReadIntField, WidthLimitsAndSaturation) {
-    EXPECT_EQ(readIntField("12345678901234567", 17), 0);
-    EXPECT_EQ(readIntField("42", 0), 0);
-    EXPECT_EQ(readIntField("42", -3), 0);
-    EXPECT_EQ(readIntField("9999999999999999", 16), 2147483647);
-    EXPECT_EQ(readIntField("2147483648", 10), 2147483647);
-    EXPECT_EQ(readIntField("2147483647", 10), 2147483647);
-    EXPECT_EQ(readIntField("-2147483648", 11), -2147483647 - 1);
-    EXPECT_EQ(readIntField("-999999999999999", 16), -2147483647 - 1);
-}
-
+// Writing and reading fixed-width numbers is compared with printf and strtol in
+// number_fields_test.cpp; these are the other field helpers.
 TEST(ReadDecimal, StopsAtTheEndOfItsRange) {
     const char digits[] = "123456";
     EXPECT_EQ(readDecimal(digits, digits + 4), 1234);

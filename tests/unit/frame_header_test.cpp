@@ -21,28 +21,6 @@ TEST(TypeDigit, EncodeAndDecode) {
         EXPECT_EQ(typeDigitValue(c), value) << c;
 }
 
-TEST(HeadAccessor, WritesEachFieldInPlace) {
-    PavaMsg frame{};
-    PavaHeadAccessor head(&frame);
-    EXPECT_EQ(head.body(), frame.body);
-    head.setRii(7);
-    head.setMsgId(20001);
-    EXPECT_EQ(frame.head[8], '\0');  // the id's terminator lands on the type position
-    head.setType('1');
-    head.setLength(12);
-    head.setHeadFlag('0');
-    head.setContinued(true);
-    EXPECT_EQ(headOf(frame), "7  200011" "12   " "01");
-    EXPECT_EQ(head.getRii(), 7);
-    EXPECT_EQ(head.getMsgId(), 20001);
-    EXPECT_EQ(head.getLength(), 12);
-    EXPECT_TRUE(head.isContinued());
-    head.setRii(1000);  // above 999: positions 0-2 are left as they are
-    EXPECT_EQ(headOf(frame).substr(0, 3), "7  ");
-    head.setLength(123456);  // cut to five characters
-    EXPECT_EQ(headOf(frame).substr(9, 5), "12345");
-}
-
 TEST(HeadAccessor, AllFieldsAtOnceAsOneByOne) {
     for (const int v : {0, 7, 999, 1000, 65535, 123456, -5}) {
         PavaMsg together;
@@ -61,24 +39,19 @@ TEST(HeadAccessor, AllFieldsAtOnceAsOneByOne) {
     }
 }
 
-TEST(HeadAccessor, ContinuationIsSetOnlyByTheDigitOne) {
+// The continuation flag is the digit one alone; the length is read from
+// position nine on, into the flag and on to the frame's very last byte.
+TEST(HeadAccessor, ContinuationAndLength) {
     for (char c : {'1', '0', '2', ' ', 'Y', '\0'}) {
         PavaMsg frame = makeFrame(std::string("1  200010") + "0    0" + c);
         EXPECT_EQ(readHead(&frame).isContinued(), c == '1') << c;
     }
-}
-
-TEST(HeadAccessor, LengthIsReadFromPositionNineOnward) {
-    PavaMsg frame = makeFrame("1  200010123451" "Y");
-    EXPECT_EQ(readHead(&frame).getLength(), 123451);  // runs into the flag position
-    frame = makeFrame("1  200010  42 00");
-    EXPECT_EQ(readHead(&frame).getLength(), 42);
-    frame = makeFrame("1  200010abc  00");
-    EXPECT_EQ(readHead(&frame).getLength(), 0);
-}
-
-TEST(HeadAccessor, LengthScanStopsAtTheEndOfTheFrame) {
-    // A frame of digits from position 9 to its very last byte.
+    const std::pair<const char*, int> lengths[] = {
+        {"1  200010123451Y", 123451}, {"1  200010  42 00", 42}, {"1  200010abc  00", 0}};
+    for (const auto& [head, length] : lengths) {
+        PavaMsg frame = makeFrame(head);
+        EXPECT_EQ(readHead(&frame).getLength(), length) << head;
+    }
     PavaMsg frame{};
     std::memset(frame.head + 9, '9', sizeof frame - 9);
     EXPECT_EQ(readHead(&frame).getLength(), 2147483647);

@@ -56,31 +56,6 @@ TEST(Registry, IdsWithoutLayoutHaveNoCodec) {
     EXPECT_EQ(log.text(), "");  // the dispatcher itself prints nothing
 }
 
-TEST(Dispatcher, MapsCodecFailuresAndKeepsTheirEffects) {
-    test::LogCapture log;
-    // An encoder failure: 20004 needs an item. The list was emptied first.
-    PavaFullData rec = test::recordFor(20004);
-    PavaMsgList frames(3);
-    EXPECT_EQ(Data_To_Pava(&rec, &frames), PAVA_ERR_ENCODE);
-    EXPECT_TRUE(frames.empty());
-    EXPECT_EQ(log.text(), "Data_To_Pava_20002!\n");
-
-    // A decoder failure keeps what was decoded before it: 00209 holds at most
-    // 42 settings, and a frame that counts 43 gives 42 and a failure.
-    std::string body = "43  ";
-    for (int k = 0; k < 43; ++k) {
-        char row[192] = {};
-        std::snprintf(row, sizeof row, "S%d", k);
-        body.append(row, sizeof row);
-    }
-    const PavaMsg frame = test::makeFrame("1  002090     00", body);
-    log.clear();
-    EXPECT_EQ(Pava_To_Data(&frame, &rec), PAVA_ERR_DECODE);
-    ASSERT_EQ(rec.settingList.size(), 42u);
-    EXPECT_EQ(rec.settingList[41].setText, "S41");
-    EXPECT_EQ(log.text(), "Pava_00209_To_Data!\ntotal_len + 192 > MAX_PAVA_MSG_LEN - 4 error return -1 ");
-}
-
 TEST(Dispatcher, EveryCodecSurvivesANullFrameAndAnEmptyRecord) {
     test::LogCapture log;
     for (const MessageDef* def : registeredMessages()) {

@@ -79,16 +79,5 @@ TEST(SplitLists, TenFramesCountOnPastTheDigits) {
               std::string::npos);
 }
 
-TEST(SplitLists, ExtendedIdsPrintTheMakeFrameLinesOfTheirModels) {
-    // 509 items of 16 bytes: 21 + 509 * 16 = 8165, and 8165 + 16 > 8171.
-    const Encoded e = encode(listRecord(30014, 510));
-    ASSERT_EQ(e.frames.size(), 2u);
-    EXPECT_EQ(e.log,
-              "Data_To_Pava_30014!\n"
-              "Data_To_Pava_20014 make frame datanum 509, frmidx = 1 frmlen = 8165 \r\n"
-              "Data_To_Pava_20014 make frame datanum 1, frmidx = 2 \r\n"
-              "Leave Data_To_Pava_30014!\n");
-}
-
 }  // namespace
 }  // namespace pava::test

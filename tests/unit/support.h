@@ -31,8 +31,6 @@ private:
     std::string m_text;
 };
 
-// Text followed by NUL bytes up to width.
-inline std::string pad(const std::string& text, size_t width) { return text + std::string(width - text.size(), '\0'); }
 inline std::string headOf(const PavaMsg& frame) { return std::string(frame.head, PAVA_HEAD_LEN); }
 inline std::string bodyOf(const PavaMsg& frame, size_t length) { return std::string(frame.body, length); }
 inline char headAt(const PavaMsg& frame, int pos) { return frame.head[pos]; }
@@ -148,9 +146,9 @@ struct Encoded {
     std::string log;
 };
 
-// Encodes the caller's own record (some encoders change it) into a list that
-// held frames before, which the entry point must empty first.
-inline Encoded encodeInPlace(PavaFullData& rec) {
+// Encodes a record into a list that held frames before, which the entry
+// point must empty first.
+inline Encoded encode(PavaFullData rec) {
     LogCapture capture;
     Encoded e;
     e.frames.resize(2);
@@ -158,7 +156,6 @@ inline Encoded encodeInPlace(PavaFullData& rec) {
     e.log = capture.text();
     return e;
 }
-inline Encoded encode(PavaFullData rec) { return encodeInPlace(rec); }
 
 // The encoder succeeded and sent exactly frames with these headers.
 inline testing::AssertionResult sent(const Encoded& e, const std::vector<std::string>& heads) {
