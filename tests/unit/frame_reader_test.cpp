@@ -49,7 +49,7 @@ std::vector<std::string> events(const std::string& bytes, FrameForm form, bool l
 }
 
 std::string wire(PavaFullData rec) {
-    const Encoded e = encodeInPlace(rec);
+    const Encoded e = encode(rec);
     std::string out;
     for (const PavaMsg& f : e.frames) out.append(f.head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(f.head)));
     return out;
