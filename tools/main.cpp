@@ -163,7 +163,7 @@ int main(int argc, char** argv) {
         sub->add_flag("-q,--quiet", peer.quiet, "no frame events (open, skipped and close still)");
         sub->add_option("--max-pending", peer.maxPending,
                         "bytes of output a connection may have waiting; past it the connection is closed")
-            ->capture_default_str()->check(CLI::Range(size_t{1024}, size_t{1} << 32));
+            ->capture_default_str()->check(CLI::Range(size_t{1024}, size_t{1} << 30));
         sub->add_option("--idle-timeout", peer.idleTimeout,
                         "seconds a connection may stay without receiving a byte (0: for ever)")->capture_default_str();
     }
