@@ -11,6 +11,7 @@
 #include "dissect.h"
 #include "layout_json.h"
 #include "peer.h"
+#include "replay.h"
 #include "wireshark.h"
 
 namespace {
@@ -174,6 +175,45 @@ int main(int argc, char** argv) {
     srv->add_option("--max-connections", peer.maxConnections, "connections at once; more are closed as they come")
         ->capture_default_str()->check(CLI::Range(1, 1000000));
 
+    // replay: a recorded conversation played again through the peer's connections.
+    pava::tool::replay::ReplayOptions rep;
+    auto* rpl = app.add_subcommand(
+        "replay", "plays one side of a recorded connection against a live peer (--to) at its recorded times, or "
+                  "its server side to every client that connects (--serve); reports as send and serve do");
+    rpl->footer("Exit codes: 0; 1 expectations not met; 2 command line, expect file, or no such connection in the "
+                "capture; 3 the capture is damaged (what came before the damage was played); 4 cannot open the "
+                "capture, connect or listen.");
+    rpl->add_option("CAPTURE", rep.capture, "the recording: a pcap or pcapng file")->required();
+    auto* rto = rpl->add_option("--to", rep.peer.target, "HOST:PORT to connect to and play one side against");
+    auto* rsv = rpl->add_flag("--serve", rep.serve,
+                              "listen and play the server side to each client that connects, every frame once the "
+                              "client frames it followed in the recording have arrived")
+                    ->excludes(rto);
+    rpl->add_option("--listen", rep.peer.listen, "--serve: HOST:PORT to listen on (port 0: any free one)")
+        ->capture_default_str()->needs(rsv);
+    std::string side = "client";
+    rpl->add_option("--side", side, "--to: whose frames are played")
+        ->capture_default_str()->check(CLI::IsMember({"client", "server"}))->needs(rto);
+    rpl->add_option("--connection", rep.connection, "the recorded connection, as `pava decode` numbers them")
+        ->capture_default_str()->check(CLI::Range(uint64_t{1}, uint64_t{1} << 40));
+    rpl->add_option("--port", rep.ports, "which connections are PAVA, as for `pava decode` (repeatable)")
+        ->allow_extra_args(false)->check(CLI::Range(1, 65535));
+    auto* rsp = rpl->add_option("--speed", rep.speed, "recorded times divided by this (2: twice as fast)")
+                    ->capture_default_str()->check(CLI::Range(1e-3, 1e6));
+    rpl->add_flag("--as-fast-as-possible", rep.asFastAsPossible, "--to: no waiting between frames")
+        ->excludes(rsp)->needs(rto);
+    rpl->add_flag("--timed", rep.timed, "--serve: no frame before its recorded time since the connection opened")
+        ->needs(rsv);
+    rpl->add_option("--wait", rep.peer.wait,
+                    "seconds to keep reading after the last frame played; the longest the replay waits for the "
+                    "peer's frames or for it to take what is sent")->capture_default_str();
+    rpl->add_option("--expect", rep.peer.expect, "--to: matchers that must all arrive, as for send")->needs(rto);
+    rpl->add_flag("--join", rep.peer.join, "split messages reported as one joined record");
+    rpl->add_flag("-q,--quiet", rep.peer.quiet, "no frame events (open, skipped and close still)");
+    rpl->add_option("--record", rep.peer.record, "write the replayed connections to this capture file (pcap)");
+    rpl->add_option("--max-pending", rep.peer.maxPending, "bytes of output a connection may have waiting")
+        ->capture_default_str()->check(CLI::Range(size_t{1024}, size_t{1} << 30));
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -194,6 +234,19 @@ int main(int argc, char** argv) {
             peer.inputForm = sendRaw ? FrameForm::Raw : sendHex ? FrameForm::Hex : FrameForm::Wire;
             peer.summary = summary || peer.connections > 1 || peer.repeat > 1 || peer.rate > 0;
             return pava::tool::peer::runSend(peer);
+        }
+        if (*rpl) {
+            if (rep.peer.target.empty() && !rep.serve) {
+                fmt::print(stderr, "replay: --to HOST:PORT or --serve\n");
+                return kExitUsage;
+            }
+            if (rep.serve && !rep.timed && rpl->count("--speed") > 0) {
+                fmt::print(stderr, "replay: --speed applies to --to and to --serve --timed\n");
+                return kExitUsage;
+            }
+            rep.playServer = side == "server";
+            rep.peer.connections = 1;
+            return pava::tool::replay::runReplay(rep);
         }
         if (*dec) return runDecode(opts);
         return runDissect(opts);

@@ -153,8 +153,13 @@ bool looksLikeCapture(const unsigned char* p, size_t n) {
     return false;
 }
 
+struct PcapCloser {
+    void operator()(pcap_t* p) const noexcept { pcap_close(p); }
+};
+
 struct CaptureReader::Impl {
     CaptureOptions opt;
+    std::unique_ptr<pcap_t, PcapCloser> pcap;
     Sink sink;
     Stats stats;
     int link = 0;
@@ -439,8 +444,8 @@ struct CaptureReader::Impl {
         else if (portPicked(dst.port) != portPicked(src.port)) srcIsClient = portPicked(dst.port);
         const Endpoint& client = srcIsClient ? src : dst;
         const Endpoint& server = srcIsClient ? dst : src;
-        c->dir[0].info = StreamInfo{0, Side::Client, client, server};
-        c->dir[1].info = StreamInfo{0, Side::Server, server, client};
+        c->dir[0].info = StreamInfo{0, Side::Client, client, server, now};
+        c->dir[1].info = StreamInfo{0, Side::Server, server, client, now};
         for (Direction& d : c->dir) d.conn = c.get();
         if (!opt.ports.empty())
             c->verdict = portPicked(src.port) || portPicked(dst.port) ? Verdict::Undecided : Verdict::Ignored;
@@ -588,19 +593,15 @@ CaptureReader::~CaptureReader() = default;
 
 const CaptureReader::Stats& CaptureReader::stats() const { return m_impl->stats; }
 
-CaptureReader::Result CaptureReader::read(const std::string& path, std::string& error) {
+CaptureReader::Result CaptureReader::open(const std::string& path, std::string& error) {
     char errbuf[PCAP_ERRBUF_SIZE] = {};
-    struct Closer {
-        void operator()(pcap_t* p) const noexcept { pcap_close(p); }
-    };
-    std::unique_ptr<pcap_t, Closer> pc(
-        pcap_open_offline_with_tstamp_precision(path.c_str(), PCAP_TSTAMP_PRECISION_NANO, errbuf));
-    if (!pc) {
+    Impl& im = *m_impl;
+    im.pcap.reset(pcap_open_offline_with_tstamp_precision(path.c_str(), PCAP_TSTAMP_PRECISION_NANO, errbuf));
+    if (!im.pcap) {
         error = errbuf;
         return Result::CannotOpen;
     }
-    Impl& im = *m_impl;
-    im.link = pcap_datalink(pc.get());
+    im.link = pcap_datalink(im.pcap.get());
     switch (im.link) {
     case DLT_EN10MB: case DLT_LINUX_SLL: case DLT_LINUX_SLL2: case DLT_RAW: case DLT_IPV4: case DLT_IPV6:
     case DLT_NULL: case DLT_LOOP: break;
@@ -609,25 +610,40 @@ CaptureReader::Result CaptureReader::read(const std::string& path, std::string& 
                                                                      ? pcap_datalink_val_to_name(im.link)
                                                                      : "unknown",
                             im.link);
+        im.pcap.reset();
         return Result::CannotOpen;
     }
-    Result result = Result::Ok;
-    for (;;) {
-        pcap_pkthdr* h = nullptr;
-        const u_char* data = nullptr;
-        const int rc = pcap_next_ex(pc.get(), &h, &data);
-        if (rc == PCAP_ERROR_BREAK) break;
-        if (rc != 1) {
-            error = fmt::format("after packet {}: {}", im.packetNo, pcap_geterr(pc.get()));
+    return Result::Ok;
+}
+
+bool CaptureReader::step(Result& result, std::string& error) {
+    Impl& im = *m_impl;
+    if (!im.pcap) return false;
+    pcap_pkthdr* h = nullptr;
+    const u_char* data = nullptr;
+    const int rc = pcap_next_ex(im.pcap.get(), &h, &data);
+    if (rc != 1) {
+        result = Result::Ok;
+        if (rc != PCAP_ERROR_BREAK) {
+            error = fmt::format("after packet {}: {}", im.packetNo, pcap_geterr(im.pcap.get()));
             result = Result::Damaged;
-            break;
         }
-        ++im.packetNo;
-        im.stats.packets = im.packetNo;
-        im.now = Timestamp{static_cast<int64_t>(h->ts.tv_sec), static_cast<uint32_t>(h->ts.tv_usec)};
-        im.packet(data, h->caplen);
+        im.pcap.reset();
+        im.endAll();
+        return false;
     }
-    im.endAll();
+    ++im.packetNo;
+    im.stats.packets = im.packetNo;
+    im.now = Timestamp{static_cast<int64_t>(h->ts.tv_sec), static_cast<uint32_t>(h->ts.tv_usec)};
+    im.packet(data, h->caplen);
+    return true;
+}
+
+CaptureReader::Result CaptureReader::read(const std::string& path, std::string& error) {
+    Result result = open(path, error);
+    if (result != Result::Ok) return result;
+    while (step(result, error)) {
+    }
     return result;
 }
 

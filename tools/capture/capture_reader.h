@@ -38,6 +38,7 @@ struct StreamInfo {
     Side from = Side::Client;
     Endpoint src;
     Endpoint dst;
+    Timestamp start;  // of the connection's first packet (its SYN, when captured)
 };
 
 struct CaptureEvent {
@@ -91,6 +92,13 @@ public:
     // ended. error says what stopped it. Exceptions thrown by the sink pass
     // through (the capture is closed).
     Result read(const std::string& path, std::string& error);
+
+    // The same a packet at a time, for a reader that paces itself: open()
+    // checks the file as read() does; each step() reads one packet and hands
+    // out its events, and returns false at the capture's end (or its damage:
+    // result and error say which), once every stream was ended.
+    Result open(const std::string& path, std::string& error);
+    bool step(Result& result, std::string& error);
 
     const Stats& stats() const;
 

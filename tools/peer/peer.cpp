@@ -157,6 +157,7 @@ struct Peer {
     std::function<void()> onIdle;  // every connection closed
     LoadStats stats;
     std::vector<Outgoing> input;
+    FeedMaker makeFeed;  // replay: what each connection plays
     std::unique_ptr<capture::SessionRecorder> recorder;  // --record
     Clock::time_point started = Clock::now();
     Clock::time_point lastSend = Clock::now();
@@ -200,7 +201,11 @@ public:
             if (m_peer.script->onConnect) run(*m_peer.script->onConnect, nullptr);
             for (const Periodic& p : m_peer.script->periodic) startPeriodic(p);
         }
-        if (m_sending) {
+        if (m_peer.makeFeed) {
+            m_feed = m_peer.makeFeed();
+            m_sendStart = Clock::now();
+            pumpFeed();
+        } else if (m_sending) {
             m_sendStart = Clock::now();
             pump();
         }
@@ -221,6 +226,7 @@ public:
         for (auto& t : m_periodic) t->cancel();
         for (auto& t : m_sendTimers) t->cancel();
         m_sendsLeft = false;
+        m_feed.reset();
         asio::error_code ec;
         m_socket.shutdown(tcp::socket::shutdown_receive, ec);
         readOver();
@@ -308,6 +314,7 @@ private:
             at += m_reader.feed(m_readBuf.data() + at, n - at);
             events();
         }
+        if (m_feed) pumpFeed();
         read();
     }
 
@@ -316,6 +323,11 @@ private:
     void readOver() {
         if (m_readOver) return;
         m_readOver = true;
+        // Nobody to play the rest to.
+        if (m_feed) {
+            m_feed.reset();
+            m_sendsLeft = false;
+        }
         m_reader.finish();
         events();
         if (m_joiner) {
@@ -606,7 +618,10 @@ private:
         const std::string why = closeAfter ? m_out.front().why : std::string();
         m_out.pop_front();
         if (closeAfter) return close(why);
-        if (m_sending) pump();
+        if (m_feed)
+            pumpFeed();
+        else if (m_sending)
+            pump();
         write();
         finishIfDone();
     }
@@ -653,16 +668,77 @@ private:
                 ++m_round;
             }
         }
-        if (!m_sendsLeft && !m_waitArmed) {
-            m_waitArmed = true;
-            m_peer.lastSend = Clock::now();
-            if (m_peer.o.summary && m_unanswered == 0 && m_out.empty()) return drain("done");
-            doneTimer().expires_after(std::chrono::duration_cast<Clock::duration>(
-                std::chrono::duration<double>(m_peer.o.wait)));
-            doneTimer().async_wait([self = shared_from_this()](asio::error_code ec) {
-                if (!ec) self->drain("done");
-            });
+        if (!m_sendsLeft) sendsOver();
+    }
+
+    // Everything was sent: the connection reads for --wait seconds more.
+    void sendsOver() {
+        if (m_waitArmed) return;
+        m_waitArmed = true;
+        m_peer.lastSend = Clock::now();
+        if (m_peer.o.summary && m_unanswered == 0 && m_out.empty()) return drain("done");
+        doneTimer().expires_after(std::chrono::duration_cast<Clock::duration>(
+            std::chrono::duration<double>(m_peer.o.wait)));
+        doneTimer().async_wait([self = shared_from_this()](asio::error_code ec) {
+            if (!ec) self->drain("done");
+        });
+    }
+
+    // A playing connection: each frame of its feed once the peer has sent the
+    // frames it waits for and its time has come, kept a little ahead of the
+    // socket. Waiting longer than --wait for the peer closes the connection.
+    void pumpFeed() {
+        while (m_feed && !m_closed && !m_closing) {
+            const FeedFrame* f = m_feed->peek();
+            if (f == nullptr) {
+                m_feed.reset();
+                m_sendsLeft = false;
+                return sendsOver();
+            }
+            if (m_outBytes >= kSendAhead) return stallCheck();
+            if (m_framesIn < f->afterFrames) return stallCheck();
+            if (f->at >= 0) {
+                const auto due = m_sendStart + std::chrono::duration_cast<Clock::duration>(
+                                                   std::chrono::duration<double>(f->at));
+                if (due > Clock::now()) {
+                    if (!m_rateArmed) {
+                        m_rateArmed = true;
+                        rateTimer().expires_at(due);
+                        rateTimer().async_wait([self = shared_from_this()](asio::error_code ec) {
+                            self->m_rateArmed = false;
+                            if (!ec) self->pumpFeed();
+                        });
+                    }
+                    return;
+                }
+            }
+            const size_t n = std::min(f->wire.size(), sizeof(PavaMsg));
+            std::memcpy(m_peer.outFrame->head, f->wire.data(), n);
+            std::memset(m_peer.outFrame->head + n, 0, sizeof(PavaMsg) - n);
+            m_feed->pop();
+            sendFrame(*m_peer.outFrame, kNoFaults);
         }
+    }
+
+    // The feed waits for the peer: counted from the last frame it sent or
+    // the last output it took, at most --wait seconds.
+    void stallCheck() {
+        const uint64_t progress = m_framesIn + m_bytesOut;
+        if (m_stallArmed && progress == m_stallProgress) return;
+        m_stallArmed = true;
+        m_stallProgress = progress;
+        if (!m_stallTimer) {
+            m_stallTimer = std::make_shared<asio::steady_timer>(m_peer.io);
+            m_sendTimers.push_back(m_stallTimer);
+        }
+        m_stallTimer->expires_after(std::chrono::duration_cast<Clock::duration>(
+            std::chrono::duration<double>(m_peer.o.wait)));
+        m_stallTimer->async_wait([self = shared_from_this(), progress](asio::error_code ec) {
+            if (ec || self->m_closed || !self->m_feed || self->m_stallProgress != progress) return;
+            self->m_stallArmed = false;
+            if (self->m_framesIn + self->m_bytesOut != progress) return self->pumpFeed();
+            self->close("stalled: the peer did not send or take what the replay waits for within --wait");
+        });
     }
 
     // The frame this connection's reader writes into: its own, since the
@@ -723,6 +799,11 @@ private:
     bool m_rateArmed = false, m_waitArmed = false;
     std::shared_ptr<asio::steady_timer> m_rateTimer, m_doneTimer;
     std::vector<std::shared_ptr<asio::steady_timer>> m_sendTimers;
+    // Playing a feed.
+    std::unique_ptr<Feed> m_feed;
+    std::shared_ptr<asio::steady_timer> m_stallTimer;
+    bool m_stallArmed = false;
+    uint64_t m_stallProgress = 0;
     std::unordered_map<int, std::deque<std::pair<int, Clock::time_point>>> m_waiting;
 };
 
@@ -804,8 +885,9 @@ static bool startRecording(Peer& p, const PeerOptions& o) {
     return true;
 }
 
-int runServe(const PeerOptions& o) {
+int runServe(const PeerOptions& o, const FeedMaker& feed) {
     Peer p(o);
+    p.makeFeed = feed;
     if (!loadFiles(p, o)) return kExitUsage;
     if (!startRecording(p, o)) return kExitIo;
     tcp::acceptor acceptor(p.io);
@@ -957,8 +1039,9 @@ void printSummary(Peer& p, double seconds) {
 
 }  // namespace
 
-int runSend(const PeerOptions& o) {
+int runSend(const PeerOptions& o, const FeedMaker& feed) {
     Peer p(o);
+    p.makeFeed = feed;
     if (!loadFiles(p, o)) return kExitUsage;
     if (!loadInput(p, o)) return kExitUsage;
     if (!startRecording(p, o)) return kExitIo;

@@ -5,6 +5,9 @@
 #define ZMPAVA_TOOLS_PEER_PEER_H
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 
 #include "frame_reader.h"
@@ -32,10 +35,36 @@ struct PeerOptions {
     std::string record;           // write every connection to this capture file (empty: none)
 };
 
+// One frame a connection plays from a recording (`pava replay`): its wire
+// bytes (at most a whole frame), sent once the peer has sent afterFrames
+// frames on the connection and, when at is not negative, at seconds after
+// the connection opened.
+struct FeedFrame {
+    std::string wire;
+    double at = -1;
+    uint64_t afterFrames = 0;
+};
+
+// What a playing connection sends, taken a frame at a time, so that nothing
+// needs to hold all of it.
+class Feed {
+public:
+    virtual ~Feed() = default;
+    // The next frame, or nullptr when there is no more.
+    virtual const FeedFrame* peek() = 0;
+    virtual void pop() = 0;
+};
+
+// Makes each connection's feed as it opens.
+using FeedMaker = std::function<std::unique_ptr<Feed>()>;
+
 // Exit codes as the other commands use them: 0, 1 (expectations not met),
-// 2 (command line or script), 4 (cannot listen or connect).
-int runServe(const PeerOptions& o);
-int runSend(const PeerOptions& o);
+// 2 (command line or script), 4 (cannot listen or connect). With a feed
+// maker, every connection plays its feed (and send sends no FILE); a
+// connection whose feed waits for the peer's frames, or for the peer to
+// take its output, longer than `wait` seconds is closed as stalled.
+int runServe(const PeerOptions& o, const FeedMaker& feed = {});
+int runSend(const PeerOptions& o, const FeedMaker& feed = {});
 
 }  // namespace pava::tool::peer
 
