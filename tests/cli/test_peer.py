@@ -24,10 +24,10 @@ def events(text):
 
 
 class Server:
-    """A `pava serve` on 127.0.0.1 and an ephemeral port."""
+    """A `pava serve` (or another listening command) on 127.0.0.1 and an ephemeral port."""
 
-    def __init__(self, tmp_path, script=None, *args):
-        cmd = [PAVA, "serve", "--listen", "127.0.0.1:0", *args]
+    def __init__(self, tmp_path, script=None, *args, command=("serve",)):
+        cmd = [PAVA, *command, "--listen", "127.0.0.1:0", *args]
         if script is not None:
             path = tmp_path / f"script{id(self)}.json"
             path.write_text(json.dumps(script))
