@@ -42,6 +42,10 @@ def recording(tmp_path_factory):
     return d / "a.pcap", sides
 
 
+def seconds(e):
+    return datetime.fromisoformat(e["time"].replace("Z", "+00:00")).timestamp()
+
+
 def replay(capture, *args, rc=0):
     p = subprocess.run([PAVA, "replay", str(capture), *args], capture_output=True, timeout=DEADLINE)
     assert p.returncode == rc, p.stderr.decode()
@@ -64,17 +68,19 @@ def test_replay_to_a_fresh_peer_gives_the_recorded_frames(serve, tmp_path, recor
         assert [key(e) for e in frames(got)] == [key(e) for e in recorded[other]]
 
 
-@pytest.mark.parametrize("sent,answers,reason", [
-    (RECORDS, 6, "peer closed"),
+@pytest.mark.parametrize("sent,answers,reason,args", [
+    (RECORDS, 6, "peer closed", []),
+    # Each answer also waits for its recorded time (here halved) since the connection opened.
+    (RECORDS, 6, "peer closed", ["--timed", "--speed", "2"]),
     # Each recorded answer waits for the client frames it followed; a client
     # that sends no more is given up after --wait.
-    (RECORDS[:1], 2, "stalled"),
-    ([], 1, "stalled"),
+    (RECORDS[:1], 2, "stalled", []),
+    ([], 1, "stalled", []),
 ])
-def test_serve_answers_as_the_recorded_server_did(tmp_path, recording, sent, answers, reason):
+def test_serve_answers_as_the_recorded_server_did(tmp_path, recording, sent, answers, reason, args):
     capture, recorded = recording
     want = recorded["server"][:answers]
-    server = Server(tmp_path, None, "--wait", "0.5", command=("replay", str(capture), "--serve"))
+    server = Server(tmp_path, None, "--wait", "0.5", *args, command=("replay", str(capture), "--serve"))
     try:
         # The whole conversation ends as soon as the last answer is in.
         expect = ["--expect", write(tmp_path, "e.json", [{"msgId": 20003, "rii": 6}])] if answers == 6 else []
@@ -84,10 +90,10 @@ def test_serve_answers_as_the_recorded_server_did(tmp_path, recording, sent, ans
         assert len(closes) == 1 and closes[0]["reason"].startswith(reason), closes
     finally:
         server.kill()
-
-
-def seconds(e):
-    return datetime.fromisoformat(e["time"].replace("Z", "+00:00")).timestamp()
+    if args:
+        opened = seconds(got[0])
+        for e, r in zip(frames(got), want):
+            assert seconds(e) - opened >= (r["ts"] - want[0]["ts"]) / 2 - 0.002, (e, r)
 
 
 @pytest.mark.parametrize("speed", [0.5, 4])

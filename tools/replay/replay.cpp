@@ -172,8 +172,12 @@ public:
     AnswerFeed(Shared& shared) : m_server(shared, Side::Server, true), m_client(shared, Side::Client, false),
                                  m_o(shared.o) {
         std::string error;
-        // The file was opened before listening; should it fail now, the feed is empty.
-        if (!m_server.open(error) || !m_client.open(error)) m_failed = true;
+        // The file was read before listening; should it fail now (out of
+        // descriptors, the file gone), this connection is played nothing.
+        if (!m_server.open(error) || !m_client.open(error)) {
+            m_failed = true;
+            fmt::print(stderr, "pava: {}: cannot be read again for a client: {}\n", m_o.capture, error);
+        }
     }
 
     const peer::FeedFrame* peek() override {
