@@ -238,10 +238,26 @@ const std::vector<Member>& membersOf(MemberOwner owner) {
 // Bytes as a JSON string, each byte its code point, escaped as jsonLine does.
 void appendJsonText(std::string& out, std::string_view bytes) {
     static constexpr char kHex[] = "0123456789abcdef";
+    const auto needsNoEscape = [](char c) {
+        const auto b = static_cast<unsigned char>(c);
+        return b >= 0x20 && b < 0x7f && b != '"' && b != '\\';
+    };
+    size_t clean = 0;
+    while (clean < bytes.size() && needsNoEscape(bytes[clean])) ++clean;
+    if (clean == bytes.size()) {
+        // Most texts need no escape: quotes and bytes in one write.
+        const size_t at = out.size();
+        out.resize(at + bytes.size() + 2);
+        char* p = out.data() + at;
+        p[0] = '"';
+        if (!bytes.empty()) std::memcpy(p + 1, bytes.data(), bytes.size());
+        p[bytes.size() + 1] = '"';
+        return;
+    }
     out += '"';
     // Runs of characters that need no escape go in one append each.
     size_t plain = 0;
-    for (size_t i = 0; i < bytes.size(); ++i) {
+    for (size_t i = clean; i < bytes.size(); ++i) {
         const auto b = static_cast<unsigned char>(bytes[i]);
         if (b >= 0x20 && b < 0x7f && b != '"' && b != '\\') continue;
         out.append(bytes.data() + plain, i - plain);
@@ -278,16 +294,18 @@ void appendKey(std::string& out, bool& first, std::string_view key) {
 // A member's key as written, quotes and colon included: made once, so no
 // name is measured again for every member of every line.
 void appendKey(std::string& out, bool& first, Member m) {
+    // Each key with the comma before it; the first member of an object skips it.
     static const std::vector<std::string> keys = [] {
         std::vector<std::string> k;
         for (int i = 0; i <= static_cast<int>(Member::None); ++i)
-            k.push_back(fmt::format("\"{}\":", memberName(static_cast<Member>(i))));
+            k.push_back(fmt::format(",\"{}\":", memberName(static_cast<Member>(i))));
         return k;
     }();
-    if (!first) out += ',';
-    first = false;
     const auto i = static_cast<size_t>(m);
-    out += i < keys.size() ? std::string_view(keys[i]) : std::string_view("\"?\":");
+    std::string_view key = i < keys.size() ? std::string_view(keys[i]) : std::string_view(",\"?\":");
+    if (first) key.remove_prefix(1);
+    first = false;
+    out += key;
 }
 
 template <class Obj>
