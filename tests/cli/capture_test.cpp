@@ -271,6 +271,13 @@ TEST(CaptureConnections, InterleavedConnectionsKeepTheirOwnOrder) {
     r = readCapture(write(), CaptureOptions{{7767}});
     ASSERT_EQ(r.streams.size(), 2u);
     expectFrames(r.streams.at({1, Side::Server}), b, {});
+
+    // One connection read alone keeps the number a full reading gives it.
+    CaptureOptions second;
+    second.only = 2;
+    r = readCapture(write(), second);
+    ASSERT_EQ(r.streams.size(), 2u);
+    expectFrames(r.streams.at({2, Side::Server}), b, {});
 }
 
 // Holding ahead of a hole is bounded: past the limit the hole is a gap and

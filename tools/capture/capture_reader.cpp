@@ -243,8 +243,10 @@ struct CaptureReader::Impl {
     }
 
     void take(Connection& c) {
-        c.verdict = Verdict::Taken;
         const uint64_t number = ++stats.connections;
+        // Numbered as every connection taken is, but not read.
+        if (opt.only != 0 && number != opt.only) return ignore(c);
+        c.verdict = Verdict::Taken;
         for (Direction& d : c.dir) {
             d.info.connection = number;
             startReading(d);
@@ -289,7 +291,7 @@ struct CaptureReader::Impl {
         const Verdict v = judge(c, d, false);
         if (v == Verdict::Taken) {
             take(c);
-            feed(d, p + kept, n - kept);
+            if (c.verdict == Verdict::Taken) feed(d, p + kept, n - kept);
         } else if (v == Verdict::Ignored) {
             ignore(c);
         }

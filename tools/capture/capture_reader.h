@@ -64,6 +64,9 @@ struct CaptureOptions {
     // plausible header (anywhere in its first frame's worth of bytes when
     // the capture missed its start).
     std::vector<uint16_t> ports;
+    // Read only the connection with this number (0: every one taken); the
+    // others are numbered all the same, so numbers match a full reading.
+    uint64_t only = 0;
     size_t maxOutOfOrder = 1u << 20;
     size_t maxConnections = 1024;
 };

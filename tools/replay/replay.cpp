@@ -83,6 +83,7 @@ private:
     static capture::CaptureOptions options(const ReplayOptions& o) {
         capture::CaptureOptions co;
         co.ports = o.ports;
+        co.only = o.connection;
         return co;
     }
 
