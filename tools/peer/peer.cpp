@@ -698,8 +698,10 @@ private:
             if (m_outBytes >= kSendAhead) return stallCheck();
             if (m_framesIn < f->afterFrames) return stallCheck();
             if (f->at >= 0) {
+                // A time beyond some thirty years (a capture's time stamps far
+                // apart, a tiny --speed) is held there, within the clock's range.
                 const auto due = m_sendStart + std::chrono::duration_cast<Clock::duration>(
-                                                   std::chrono::duration<double>(f->at));
+                                                   std::chrono::duration<double>(std::min(f->at, 1e9)));
                 if (due > Clock::now()) {
                     if (!m_rateArmed) {
                         m_rateArmed = true;
