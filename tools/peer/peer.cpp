@@ -201,8 +201,8 @@ public:
             if (m_peer.script->onConnect) run(*m_peer.script->onConnect, nullptr);
             for (const Periodic& p : m_peer.script->periodic) startPeriodic(p);
         }
-        if (m_peer.makeFeed) {
-            m_feed = m_peer.makeFeed();
+        if (m_peer.makeFeed) m_feed = m_peer.makeFeed();
+        if (m_feed) {
             m_sendStart = Clock::now();
             pumpFeed();
         } else if (m_sending) {

@@ -237,9 +237,11 @@ int runReplay(const ReplayOptions& o) {
         tap.reset();
         rc = peer::runServe(o.peer, [&shared] { return std::make_unique<AnswerFeed>(shared); });
     } else {
-        rc = peer::runSend(o.peer, [&] {
-            // One connection: the reader that found the recorded one plays it.
-            return std::unique_ptr<peer::Feed>(std::make_unique<TimedFeed>(std::move(tap), o));
+        rc = peer::runSend(o.peer, [&]() -> std::unique_ptr<peer::Feed> {
+            // One connection: the reader that found the recorded one plays it
+            // (a second one, were there any, would play nothing).
+            if (!tap) return nullptr;
+            return std::make_unique<TimedFeed>(std::move(tap), o);
         });
     }
     return shared.damaged ? std::max(rc, static_cast<int>(kExitDamaged)) : rc;
