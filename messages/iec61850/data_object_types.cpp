@@ -171,7 +171,8 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
                 trace.read(body + pos, 100, SpanKind::Raw, path.leaf(M::fieldText1));
                 trace.read(body + pos + 100, 2, SpanKind::Decimal, path.leaf(M::fieldType));
                 trace.read(body + pos + 102, 4, SpanKind::Decimal, path.leaf(M::fieldLen));
-                trace.read(value, width, SpanKind::Text, path.leaf(M::fieldText2));
+                // The text and its NUL: the decoder looks no further.
+                trace.read(value, n < width ? n + 1 : width, SpanKind::Text, path.leaf(M::fieldText2));
             }
             pos += kAttributeHead + width;
             structure.fields.keep();

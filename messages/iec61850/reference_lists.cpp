@@ -232,7 +232,8 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         if (trace) {
             const ReadPath path = kRecordPath.item(Container::DataList, items.size());
             trace.fields(kValueItemIn, body + at, path);
-            trace.read(value, width, SpanKind::Text, path.leaf(M::itemText2));
+            // The text and its NUL: the decoder looks no further.
+            trace.read(value, n < width ? n + 1 : width, SpanKind::Text, path.leaf(M::itemText2));
         }
         items.keep();
     }
