@@ -98,16 +98,6 @@ void ReadTrace::report(std::span<const Field> table, const char* at, const ReadP
     }
 }
 
-int decodeObserved(const PavaMsg& frame, PavaFullData& rec, ReadObserver* observer) {
-    try {
-        CPavaMsgAnalyze analyzer(&rec);
-        analyzer.observe(observer);
-        return analyzer.Pava_To_Data(&frame);
-    } catch (...) {
-        return PAVA_ERR_DECODE;
-    }
-}
-
 namespace {
 
 struct Collector final : ReadObserver {

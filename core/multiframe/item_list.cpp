@@ -82,15 +82,16 @@ constexpr const char* kLengthName = "length";
 constexpr const char* kEscapeName = "escape";
 
 inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, PavaDataItem& item,
-                           const ReadTrace& trace, const ReadPath& at) {
+                           const ReadTrace* trace, size_t index) {
     if (room < 16) return -1;
     item.itemId = readIntField(src, 8);
     if (std::memcmp(src + 8, "$$$", 3) != 0) {
         // The common item: an 8-byte text, measured with its width known.
         item.itemText.assign(src + 8, static_cast<size_t>(fieldDetail::shortTextLength(src + 8, 8)));
-        if (trace) {
-            trace.read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
-            trace.read(src + 8, 8, SpanKind::Text, at.leaf(Member::itemText));
+        if (trace != nullptr) {
+            const ReadPath at = dataItemPath(index);
+            trace->read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
+            trace->read(src + 8, 8, SpanKind::Text, at.leaf(Member::itemText));
         }
         return 16;
     }
@@ -99,11 +100,12 @@ inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, 
     const int copied = std::min(length, format.textCut);
     if (copied > room - 16) return -1;
     assignText(item.itemText, src + 16, copied);
-    if (trace) {
-        trace.read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
-        trace.read(src + 8, 3, SpanKind::Marker, at.leaf(Member::itemText, kEscapeName));
-        trace.read(src + 11, 5, SpanKind::Decimal, at.leaf(Member::itemText, kLengthName));
-        trace.read(src + 16, copied, SpanKind::Text, at.leaf(Member::itemText));
+    if (trace != nullptr) {
+        const ReadPath at = dataItemPath(index);
+        trace->read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
+        trace->read(src + 8, 3, SpanKind::Marker, at.leaf(Member::itemText, kEscapeName));
+        trace->read(src + 11, 5, SpanKind::Decimal, at.leaf(Member::itemText, kLengthName));
+        trace->read(src + 16, copied, SpanKind::Text, at.leaf(Member::itemText));
     }
     return 16 + static_cast<int64_t>(length);
 }
@@ -124,7 +126,7 @@ void writeLengthPrefixed(const ItemFormat&, const PavaDataItem& item, char* dest
 }
 
 inline int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDataItem& item,
-                                  const ReadTrace& trace, const ReadPath& at) {
+                                  const ReadTrace* trace, size_t index) {
     if (room < 12) return -1;
     item.itemId = readIntField(src, 8);
     int pos = 8;
@@ -135,13 +137,14 @@ inline int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, 
         assignText(*text, src + pos + 4, length);
         pos += 4 + length;
     }
-    if (trace) {
-        trace.read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
+    if (trace != nullptr) {
+        const ReadPath at = dataItemPath(index);
+        trace->read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
         pos = 8;
         for (const Member m : {Member::itemText, Member::itemText2}) {
             const int length = readIntField(src + pos, 4);
-            trace.read(src + pos, 4, SpanKind::Decimal, at.leaf(m, kLengthName));
-            trace.read(src + pos + 4, length, SpanKind::Text, at.leaf(m));
+            trace->read(src + pos, 4, SpanKind::Decimal, at.leaf(m, kLengthName));
+            trace->read(src + pos + 4, length, SpanKind::Text, at.leaf(m));
             pos += 4 + length;
         }
     }

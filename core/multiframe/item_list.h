@@ -73,16 +73,17 @@ void writeFixedItem(const ItemFormat&, const PavaDataItem& item, char* dest) {
 // The item loop of a list body around ReadOne, which reads one item from src
 // (room bytes left in the body) and returns how far the read position moves
 // on, or -1 when the item itself would be read from past the body; it
-// reports the reads of an item it read to the trace, as dataList[at].
-template <auto ReadOne>
-bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items,
+// reports the reads of an item it read to the trace (null: none), as
+// dataList[index]. The loop runs without a trace test per item when off.
+template <auto ReadOne, bool Traced>
+bool readLoop(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items,
               const ReadTrace& trace) {
     constexpr int64_t kBody = MAX_PAVA_MSG_LEN;
     for (int i = 0; i < count; ++i) {
         if (pos > kBody) return false;
         // Read in place; an item that cannot be read is not kept.
-        const int64_t used = ReadOne(format, body + pos, static_cast<int>(kBody - pos), items.next(), trace,
-                                     kRecordPath.item(Container::DataList, items.size()));
+        const int64_t used = ReadOne(format, body + pos, static_cast<int>(kBody - pos), items.next(),
+                                     Traced ? &trace : nullptr, items.size());
         if (used < 0) return false;
         items.keep();
         pos += used;
@@ -90,12 +91,22 @@ bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int coun
     return true;
 }
 
+template <auto ReadOne>
+bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items,
+              const ReadTrace& trace) {
+    return trace ? readLoop<ReadOne, true>(format, body, pos, count, items, trace)
+                 : readLoop<ReadOne, false>(format, body, pos, count, items, trace);
+}
+
+// The path of list item `index`.
+inline ReadPath dataItemPath(size_t index) noexcept { return kRecordPath.item(Container::DataList, index); }
+
 template <const auto& Fields, int Size>
-int64_t readFixedItem(const ItemFormat&, const char* src, int room, PavaDataItem& item, const ReadTrace& trace,
-                      const ReadPath& at) {
+int64_t readFixedItem(const ItemFormat&, const char* src, int room, PavaDataItem& item, const ReadTrace* trace,
+                      size_t index) {
     if (Size > room) return -1;
     readUnrolled<Fields>(src, item);
-    trace.fields(Fields, src, at);
+    if (trace != nullptr) trace->fields(Fields, src, dataItemPath(index));
     return Size;
 }
 
