@@ -138,6 +138,45 @@ PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* 
 PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wire_size);
 
 /* ------------------------------------------------------------------------ */
+/* Dissection                                                                */
+/* ------------------------------------------------------------------------ */
+
+/* Every body byte of a frame as its decoder reads it: the decoder's reads in
+ * offset order, each with the member path it fills ("text12b",
+ * "dataList.count", "dataList[1].itemText.length",
+ * "recordList[0].fieldList[2].fieldText1"), and the bytes no read covers
+ * (padding, tails, bytes past a count) as unread spans. A read repeated at
+ * the same place shows once. */
+typedef struct pava_dissection pava_dissection;
+
+/* How the decoder took a span's bytes. */
+#define PAVA_SPAN_UNREAD 0  /* no read covers them */
+#define PAVA_SPAN_DECIMAL 1 /* a number */
+#define PAVA_SPAN_TEXT 2    /* a text up to its first NUL */
+#define PAVA_SPAN_RAW 3     /* the bytes as they stand */
+#define PAVA_SPAN_MARKER 4  /* bytes compared with a constant ("$$$") */
+
+typedef struct pava_span {
+    size_t size;      /* set by the caller to sizeof(pava_span); later versions only add members */
+    int offset;       /* from the start of the body */
+    int width;
+    int kind;         /* PAVA_SPAN_* */
+    const char* path; /* the member path; "" for unread bytes; owned by the dissection */
+} pava_span;
+
+/* Decodes the frame, read as pava_decode reads it, into record (which may be
+ * null) and its reads into a new dissection in *out, freed with
+ * pava_dissection_free. Returns the decode's code; the dissection is made
+ * whenever the frame is read at all, a failed decode showing what it read
+ * before it failed. */
+PAVA_API int PAVA_CALL pava_dissect(const char* frame, size_t size, pava_record* record, pava_dissection** out);
+PAVA_API void PAVA_CALL pava_dissection_free(pava_dissection* dissection);
+PAVA_API size_t PAVA_CALL pava_dissection_count(const pava_dissection* dissection);
+/* Span `index` into *span, as far as span->size reaches (PAVA_RC_ARGUMENT
+ * for a size below the first version's). */
+PAVA_API int PAVA_CALL pava_dissection_span(const pava_dissection* dissection, size_t index, pava_span* span);
+
+/* ------------------------------------------------------------------------ */
 /* Split messages                                                            */
 /* ------------------------------------------------------------------------ */
 

@@ -86,13 +86,27 @@ extern "C" PAVA_API int PAVA_CALL Data_To_Pava(PavaFullData* record, PavaMsgList
     }
 }
 
-extern "C" PAVA_API int PAVA_CALL Pava_To_Data(const PavaMsg* frame, PavaFullData* record) {
+namespace pava {
+
+// The one decode of a frame, with or without an observer of its reads.
+static int decodeWith(const PavaMsg* frame, PavaFullData* record, ReadObserver* observer) noexcept {
     try {
-        pava::CPavaMsgAnalyze analyzer(record);
+        CPavaMsgAnalyze analyzer(record);
+        analyzer.observe(observer);
         return analyzer.Pava_To_Data(frame);
     } catch (...) {
         return PAVA_ERR_DECODE;
     }
+}
+
+int decodeObserved(const PavaMsg& frame, PavaFullData& rec, ReadObserver* observer) {
+    return decodeWith(&frame, &rec, observer);
+}
+
+}  // namespace pava
+
+extern "C" PAVA_API int PAVA_CALL Pava_To_Data(const PavaMsg* frame, PavaFullData* record) {
+    return pava::decodeWith(frame, record, nullptr);
 }
 
 #if defined(_WIN32)

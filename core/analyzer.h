@@ -8,6 +8,7 @@
 
 #include "ZMPavaAnalyzer.h"
 #include "list_refill.h"
+#include "read_trace.h"
 
 namespace pava {
 
@@ -45,12 +46,18 @@ public:
         return ListRefill<T>(list);
     }
 
+    // Reports the decoder's reads to observer (null: no reports).
+    void observe(ReadObserver* observer) noexcept { m_observer = observer; }
+    // The decoder's handle on the observer, for the frame it decodes.
+    ReadTrace trace(const PavaMsg& frame) const noexcept { return ReadTrace(m_observer, frame.body); }
+
 private:
     uint8_t keptBit(const void* list) const noexcept;
     void emptyKeptLists() noexcept;
 
     PavaFullData* m_record;
     uint8_t m_kept = 0;  // record lists still holding the previous decode's items
+    ReadObserver* m_observer = nullptr;
 };
 
 // Clears every member of the record as a decode does before it reads a frame.

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,7 @@
 #include "members.h"
 #include "message.h"
 #include "multiframe/joiner.h"
+#include "read_trace.h"
 #include "record_schema.h"
 
 static_assert(PAVA_RC_OK == PAVA_OK && PAVA_RC_NULL == PAVA_ERR_NULL && PAVA_RC_NO_HANDLER == PAVA_ERR_NO_HANDLER &&
@@ -41,6 +43,16 @@ struct pava_record {
 struct pava_frames {
     PavaMsgList list;
 };
+
+struct pava_dissection {
+    std::vector<pava::BodySpan> spans;
+    std::vector<std::string> paths;  // of the spans, "" for unread ones
+};
+
+static_assert(PAVA_SPAN_DECIMAL == 1 + static_cast<int>(pava::SpanKind::Decimal) &&
+              PAVA_SPAN_TEXT == 1 + static_cast<int>(pava::SpanKind::Text) &&
+              PAVA_SPAN_RAW == 1 + static_cast<int>(pava::SpanKind::Raw) &&
+              PAVA_SPAN_MARKER == 1 + static_cast<int>(pava::SpanKind::Marker));
 
 struct pava_joiner {
     pava::MessageJoiner joiner;
@@ -435,6 +447,41 @@ PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* 
     const size_t n = std::min(size, wireSizeOf(frame));
     std::memcpy(whole.head, frame, n);
     return Pava_To_Data(&whole, &record->data);
+}
+
+PAVA_API int PAVA_CALL pava_dissect(const char* frame, size_t size, pava_record* record, pava_dissection** out) {
+    if (frame == nullptr || out == nullptr) return PAVA_RC_NULL;
+    if (size < PAVA_HEADER_SIZE || size > PAVA_FRAME_SIZE) return PAVA_RC_SIZE;
+    return guarded([&] {
+        auto whole = std::make_unique<PavaMsg>();
+        std::memcpy(whole->head, frame, size == PAVA_FRAME_SIZE ? size : std::min(size, wireSizeOf(frame)));
+        auto d = std::make_unique<pava_dissection>();
+        PavaFullData scratch;
+        int rc = 0;
+        d->spans = explainBody(*whole, record != nullptr ? record->data : scratch, &rc);
+        d->paths.reserve(d->spans.size());
+        for (const BodySpan& s : d->spans) d->paths.push_back(s.unread ? std::string() : pathText(s.path));
+        *out = d.release();
+        return rc;
+    });
+}
+
+PAVA_API void PAVA_CALL pava_dissection_free(pava_dissection* dissection) { delete dissection; }
+
+PAVA_API size_t PAVA_CALL pava_dissection_count(const pava_dissection* dissection) {
+    return dissection != nullptr ? dissection->spans.size() : 0;
+}
+
+PAVA_API int PAVA_CALL pava_dissection_span(const pava_dissection* dissection, size_t index, pava_span* span) {
+    if (dissection == nullptr || span == nullptr) return PAVA_RC_NULL;
+    if (span->size < sizeof(pava_span)) return PAVA_RC_ARGUMENT;
+    if (index >= dissection->spans.size()) return PAVA_RC_INDEX;
+    const BodySpan& s = dissection->spans[index];
+    span->offset = s.offset;
+    span->width = s.width;
+    span->kind = s.unread ? PAVA_SPAN_UNREAD : 1 + static_cast<int>(s.kind);
+    span->path = dissection->paths[index].c_str();
+    return PAVA_RC_OK;
 }
 
 PAVA_API int PAVA_CALL pava_joiner_new(pava_joiner** out) {

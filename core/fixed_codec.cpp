@@ -48,7 +48,8 @@ int encodeFixedLayout(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an
 
 int decodeFixedLayout(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!enterDecode(def.id, frame)) return -1;
-    return readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record()) ? 0 : -1;
+    return readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record(), an->trace(*frame)) ? 0
+                                                                                                                : -1;
 }
 
 }  // namespace pava

@@ -101,6 +101,16 @@ Slot slotOf(PavaFieldItem& item, Member m) noexcept {
     }
 }
 
+Member stringMember(std::string PavaFullData::*text) noexcept {
+    if (text == &PavaFullData::string1) return Member::string1;
+    if (text == &PavaFullData::string2) return Member::string2;
+    if (text == &PavaFullData::string3) return Member::string3;
+    if (text == &PavaFullData::string4) return Member::string4;
+    if (text == &PavaFullData::string5) return Member::string5;
+    if (text == &PavaFullData::string6) return Member::string6;
+    return Member::None;
+}
+
 namespace {
 constexpr RecordItemMember kRecordItemMembers[] = {
     {"recText1", [](PavaRecordItem& r) noexcept { return slot(r.recText1); }},

@@ -60,6 +60,9 @@ Slot slotOf(PavaDataItem& item, Member m) noexcept;
 Slot slotOf(PavaSettingItem& item, Member m) noexcept;
 Slot slotOf(PavaFieldItem& item, Member m) noexcept;
 
+// The member of a record's string, for a pointer to it; None for another.
+Member stringMember(std::string PavaFullData::*text) noexcept;
+
 // The members of a record item (PavaRecordItem) besides its two field lists.
 // No layout names them, so they are not Members; the tool and the C interface
 // reach them by name through this table.

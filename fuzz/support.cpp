@@ -44,16 +44,6 @@ void addList(Carried& c, const ListLayout& list) {
     c.containers |= kDataList;  // readItemList appends to dataList
 }
 
-Member stringMember(std::string PavaFullData::*text) {
-    if (text == &PavaFullData::string1) return Member::string1;
-    if (text == &PavaFullData::string2) return Member::string2;
-    if (text == &PavaFullData::string3) return Member::string3;
-    if (text == &PavaFullData::string4) return Member::string4;
-    if (text == &PavaFullData::string5) return Member::string5;
-    if (text == &PavaFullData::string6) return Member::string6;
-    return Member::None;
-}
-
 // What the codecs whose body is an algorithm (not a field table) fill beyond
 // their layout's fixed fields. Every other id is described by its tables.
 struct Algorithm {

@@ -21,7 +21,7 @@ cmake --workflow --preset windows-x86
 dll=build/windows-x86/ZMPavaAnalyzer.dll
 dump=$(i686-w64-mingw32-objdump -p "$dll")
 exports=$(sed -n '/Ordinal\/Name Pointer/,/^$/p' <<<"$dump" | grep -E '^\s+\[ *[0-9]+\]' | sed -E 's/^\s+\[ *[0-9]+\] //' | LC_ALL=C sort | tr '\n' ' ')
-expected="Data_To_Pava Pava_SetLogOutput Pava_To_Data pava_decode pava_encode pava_encode_into pava_frames_at pava_frames_count pava_frames_free pava_frames_new pava_get_bytes pava_get_int pava_ids pava_joiner_finish pava_joiner_free pava_joiner_new pava_joiner_pop pava_joiner_problem pava_joiner_push pava_layout pava_layout_field pava_list_resize pava_list_size pava_member_at pava_member_count pava_rc_text pava_record_copy pava_record_free pava_record_new pava_record_reset pava_set_bytes pava_set_int pava_set_log pava_wire_size "
+expected="Data_To_Pava Pava_SetLogOutput Pava_To_Data pava_decode pava_dissect pava_dissection_count pava_dissection_free pava_dissection_span pava_encode pava_encode_into pava_frames_at pava_frames_count pava_frames_free pava_frames_new pava_get_bytes pava_get_int pava_ids pava_joiner_finish pava_joiner_free pava_joiner_new pava_joiner_pop pava_joiner_problem pava_joiner_push pava_layout pava_layout_field pava_list_resize pava_list_size pava_member_at pava_member_count pava_rc_text pava_record_copy pava_record_free pava_record_new pava_record_reset pava_set_bytes pava_set_int pava_set_log pava_wire_size "
 [ "$exports" = "$expected" ] || { echo "unexpected exports: $exports"; echo "expected:           $expected"; exit 1; }
 grep -q 'file format pei-i386' <<<"$dump" || { echo "not a 32-bit DLL"; exit 1; }
 imports=$(grep 'DLL Name' <<<"$dump" | awk '{print $3}' | sort | tr '\n' ' ')

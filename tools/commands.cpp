@@ -357,11 +357,19 @@ int runCaptureDissect(const StreamOptions& o) {
     const int rc = eachCaptureEvent(o, damage, [&](const CaptureEvent& e) {
         if (e.kind != CaptureEvent::Frame) return;
         std::string& buf = out.buffer();
-        if (number > 0) buf += '\n';
-        fmt::format_to(std::back_inserter(buf), "{} ({}), packet {}, time {}.{:09}\n", streamName(*e.stream),
-                       capture::sideName(e.stream->from), e.packet, e.ts.sec, e.ts.nsec);
         int decoded = PAVA_OK;
-        buf += dissectFrame(*e.frame, ++number, e.offset, &decoded);
+        if (o.json) {
+            // The connection and packet go with the frame's own object.
+            std::string line = dissectFrameJson(*e.frame, e.offset, &decoded);
+            line.pop_back();
+            fmt::format_to(std::back_inserter(buf), "{},\"conn\":\"{}\",\"side\":\"{}\",\"packet\":{}}}\n", line,
+                           streamName(*e.stream), capture::sideName(e.stream->from), e.packet);
+        } else {
+            if (number > 0) buf += '\n';
+            fmt::format_to(std::back_inserter(buf), "{} ({}), packet {}, time {}.{:09}\n", streamName(*e.stream),
+                           capture::sideName(e.stream->from), e.packet, e.ts.sec, e.ts.nsec);
+            buf += dissectFrame(*e.frame, ++number, e.offset, &decoded);
+        }
         if (decoded != PAVA_OK) codec = kExitCodec;
         log.flushTo(nullptr, fmt::format("{} offset {}: ", streamName(*e.stream), e.offset));
         out.endRecord();
@@ -494,9 +502,13 @@ int runDissect(const StreamOptions& o) {
         int codec = kExitOk;
         const int rc = eachFrame(o, in.get(), output, damage, [&](const PavaMsg& frame, uint64_t offset) {
             std::string& buf = output.buffer();
-            if (number > 0) buf += '\n';
             int decoded = PAVA_OK;
-            buf += dissectFrame(frame, ++number, offset, &decoded);
+            if (o.json) {
+                buf += dissectFrameJson(frame, offset, &decoded) + '\n';
+            } else {
+                if (number > 0) buf += '\n';
+                buf += dissectFrame(frame, ++number, offset, &decoded);
+            }
             if (decoded != PAVA_OK) codec = kExitCodec;
             log.flushTo(nullptr, fmt::format("offset {}: ", offset));
             output.endRecord();

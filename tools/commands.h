@@ -31,6 +31,7 @@ struct StreamOptions {
     LogTo log = LogTo::Off;
     bool strict = false;  // stop at the first damage (encode: at the first loss)
     bool join = false;    // decode: one record per message, split frames joined
+    bool json = false;    // dissect: one JSON object per frame
     bool pcap = false;    // the input is a capture (else told by its magic number)
     std::vector<uint16_t> ports;  // captures: the connections to read (none: those that look like PAVA)
 };

@@ -12,6 +12,7 @@
 #include "frames.h"
 #include "json_record.h"
 #include "layout_json.h"
+#include "read_trace.h"
 
 namespace pava::tool {
 
@@ -64,75 +65,9 @@ std::string shownBytes(std::string_view bytes) {
     return n < bytes.size() ? text + fmt::format(" + {} NUL", bytes.size() - n) : text;
 }
 
-std::string slotText(const Slot& s) {
-    switch (s.type) {
-    case SlotType::Int32: return std::to_string(*static_cast<const int32_t*>(s.ptr));
-    case SlotType::UInt16: return std::to_string(*static_cast<const uint16_t*>(s.ptr));
-    case SlotType::Chars: {
-        // The array's padding is not part of the value.
-        std::string_view text(static_cast<const char*>(s.ptr), static_cast<size_t>(s.size));
-        return shownBytes(text.substr(0, text.find_last_not_of('\0') + 1));
-    }
-    case SlotType::String: return shownBytes(*static_cast<const std::string*>(s.ptr));
-    case SlotType::None: break;
-    }
-    return {};
-}
-
-// The field as the decoder reads it into a fresh object of the member's owner;
-// the object starts at src, `room` bytes before the body ends.
-template <class Obj>
-std::string readValue(const Field& f, const char* src, int room) {
-    Obj obj{};
-    if (!readFields(std::span(&f, 1), src, room, obj)) return "(past the body)";
-    return slotText(slotOf(obj, f.member));
-}
-
-std::string decodedValue(const Field& f, const char* src, int room) {
-    switch (memberOwner(f.member)) {
-    case MemberOwner::Record: return readValue<PavaFullData>(f, src, room);
-    case MemberOwner::Item: return readValue<PavaDataItem>(f, src, room);
-    case MemberOwner::Setting: return readValue<PavaSettingItem>(f, src, room);
-    case MemberOwner::Field: return readValue<PavaFieldItem>(f, src, room);
-    case MemberOwner::None: break;
-    }
-    // A field without a member (an item count): the number the list codec reads.
-    if (f.offset + f.width > room) return "(past the body)";
-    return f.kind == FieldKind::Decimal ? std::to_string(readIntField(src + f.offset, f.width)) : "";
-}
-
-// One row per field of an object that starts at body offset `base`.
-void putFieldRows(std::string& out, std::span<const Field> fields, const char* body, int base) {
-    const int room = MAX_PAVA_MSG_LEN - base;
-    for (const Field& f : fields) {
-        const int at = base + f.offset;
-        const std::string_view bytes(body + std::min(at, MAX_PAVA_MSG_LEN),
-                                     static_cast<size_t>(std::clamp(MAX_PAVA_MSG_LEN - at, 0, +f.width)));
-        put(out, "  {:>6}  {:>5}  {:<10}  {:<8}  {} -> {}\n", at, f.width, memberName(f.member),
-            fieldKindName(f.kind), shownBytes(bytes), decodedValue(f, body + base, room));
-    }
-}
-
 std::string countText(const ListShape& list) {
     if (list.countWidth == 0) return "one item, no count";
     return fmt::format("count in {} digits at byte {}", list.countWidth, list.countAt);
-}
-
-// The items as the decoder reads them, as many as the count says and the
-// declared length holds. Returns the offset behind the last item shown.
-int putItems(std::string& out, const ListShape& list, const char* body, int length, int end) {
-    const int count = list.countWidth == 0 ? 1 : readIntField(body + list.countAt, list.countWidth);
-    const int fit = list.itemSize > 0 ? std::max(0, length - list.itemsAt) / list.itemSize : 0;
-    const int shown = std::clamp(count, 0, fit);
-    put(out, "  items         {} of {} bytes from byte {} ({})", count, list.itemSize, list.itemsAt, countText(list));
-    if (shown < count) put(out, ", {} within the declared length", shown);
-    out += '\n';
-    for (int i = 0; i < shown; ++i) {
-        const int at = list.itemsAt + i * list.itemSize;
-        put(out, "  item {:<7}  bytes {}..{}\n", i + 1, at, at + list.itemSize - 1);
-        putFieldRows(out, list.itemReadFields(), body, at);
-    }
-    return shown > 0 ? list.itemsAt + shown * list.itemSize : end;
 }
 
 std::string typeChar(char c) {
@@ -150,6 +85,70 @@ void putHeader(std::string& out, const PavaMsg& frame) {
     put(out, "  flag          {}\n", typeChar(head.getHeadFlag()));
     put(out, "  continuation  '{}' ({})\n", escapeBytes({&cont, 1}), head.isContinued() ? "more follows" : "last");
 }
+
+// A span's bytes, within the body.
+std::string_view spanBytes(const PavaMsg& frame, const BodySpan& s) {
+    const int from = std::clamp(s.offset, 0, MAX_PAVA_MSG_LEN);
+    return {frame.body + from, static_cast<size_t>(std::clamp(s.width, 0, MAX_PAVA_MSG_LEN - from))};
+}
+
+// What a read gives: a number, or bytes.
+struct SpanValue {
+    bool number = false;
+    int64_t n = 0;
+    std::string bytes;
+    std::string text() const { return number ? std::to_string(n) : shownBytes(bytes); }
+};
+
+SpanValue slotValue(const Slot& s) {
+    switch (s.type) {
+    case SlotType::Int32: return {true, *static_cast<const int32_t*>(s.ptr), {}};
+    case SlotType::UInt16: return {true, *static_cast<const uint16_t*>(s.ptr), {}};
+    case SlotType::Chars: {
+        // The array's padding is not part of the value.
+        std::string_view text(static_cast<const char*>(s.ptr), static_cast<size_t>(s.size));
+        return {false, 0, std::string(text.substr(0, text.find_last_not_of('\0') + 1))};
+    }
+    case SlotType::String: return {false, 0, *static_cast<const std::string*>(s.ptr)};
+    case SlotType::None: break;
+    }
+    return {};
+}
+
+// A member read as the decoder reads it into a fresh object of the member's owner.
+template <class Obj>
+SpanValue memberValue(const Field& f, const char* src) {
+    Obj obj{};
+    readFields(std::span(&f, 1), src, f.width, obj);
+    return slotValue(slotOf(obj, f.member));
+}
+
+FieldKind fieldKindOf(SpanKind kind) {
+    return kind == SpanKind::Decimal ? FieldKind::Decimal : kind == SpanKind::Text ? FieldKind::Text : FieldKind::Raw;
+}
+
+// The value a read takes from its bytes: a member's as the decoder stores
+// it, a count's or length's number, a marker's or code row's bytes.
+SpanValue valueOf(const PavaMsg& frame, const BodySpan& s) {
+    const std::string_view bytes = spanBytes(frame, s);
+    if (s.path.member != Member::None && s.path.name == nullptr) {
+        const Field f{0, static_cast<uint16_t>(bytes.size()), fieldKindOf(s.kind), s.path.member};
+        switch (memberOwner(f.member)) {
+        case MemberOwner::Record: return memberValue<PavaFullData>(f, bytes.data());
+        case MemberOwner::Item: return memberValue<PavaDataItem>(f, bytes.data());
+        case MemberOwner::Setting: return memberValue<PavaSettingItem>(f, bytes.data());
+        case MemberOwner::Field: return memberValue<PavaFieldItem>(f, bytes.data());
+        case MemberOwner::None: break;
+        }
+    }
+    if (s.kind == SpanKind::Decimal) return {true, readDecimal(bytes.data(), bytes.data() + bytes.size()), {}};
+    if (s.kind == SpanKind::Text) return {false, 0, std::string(bytes.substr(0, bytes.find('\0')))};
+    return {false, 0, std::string(bytes)};
+}
+
+// Unread runs up to this many bytes are shown on their row, longer ones in rows of 16.
+constexpr int kShownUnread = 48;
+constexpr const char* kUnread = "(unread)";
 
 }  // namespace
 
@@ -209,29 +208,54 @@ std::string dissectFrame(const PavaMsg& frame, size_t number, uint64_t offset, i
     put(out, "frame {} at offset {}: {} header + {} body bytes\n", number, offset, PAVA_HEAD_LEN, length);
     putHeader(out, frame);
 
-    const MessageDef* def = findMessage(readHead(&frame).getMsgId());
-    int end = 0;
-    if (def == nullptr) {
-        put(out, "  no codec for this id\n");
-    } else {
-        const auto fields = def->layout.readFields();
-        end = fixedEnd(fields);
-        put(out, "  {:05} ({}): fixed fields as the decoder reads them\n", def->id, familyName(*def));
-        put(out, "  offset  width  member      kind      bytes -> value\n");
-        putFieldRows(out, fields, frame.body, 0);
-        if (def->layout.list != nullptr) end = putItems(out, *def->layout.list, frame.body, length, end);
-    }
-    if (end < length) {
-        put(out, "  {:<12}  bytes {}..{}\n", def != nullptr && def->layout.list != nullptr ? "tail" : "list/tail", end,
-            length - 1);
-        out += byteRows({frame.body + end, static_cast<size_t>(length - end)}, end, "  ");
-    }
-
     PavaFullData rec;
-    const int decoded = Pava_To_Data(&frame, &rec);
+    int decoded = 0;
+    const std::vector<BodySpan> spans = explainBody(frame, rec, &decoded);
     if (rc != nullptr) *rc = decoded;
+    if (const MessageDef* def = findMessage(readHead(&frame).getMsgId()); def == nullptr)
+        put(out, "  no codec for this id\n");
+    else
+        put(out, "  {:05} ({}): every body byte as the decoder reads it\n", def->id, familyName(*def));
+    put(out, "  offset  width  path                      kind      bytes -> value\n");
+    for (const BodySpan& s : spans) {
+        const std::string_view bytes = spanBytes(frame, s);
+        if (!s.unread) {
+            put(out, "  {:>6}  {:>5}  {:<24}  {:<8}  {} -> {}\n", s.offset, s.width, pathText(s.path),
+                spanKindName(s.kind), shownBytes(bytes), valueOf(frame, s).text());
+        } else if (s.width <= kShownUnread) {
+            put(out, "  {:>6}  {:>5}  {:<24}  {:<8}  {}\n", s.offset, s.width, kUnread, "", shownBytes(bytes));
+        } else {
+            put(out, "  {:>6}  {:>5}  {}\n", s.offset, s.width, kUnread);
+            out += byteRows(bytes, s.offset, "  ");
+        }
+    }
     put(out, "  decoded       rc {:#x}: {}\n", decoded, jsonLine(recordToJson(rec)));
     return out;
+}
+
+std::string dissectFrameJson(const PavaMsg& frame, uint64_t offset, int* rc) {
+    PavaFullData rec;
+    int decoded = 0;
+    const std::vector<BodySpan> spans = explainBody(frame, rec, &decoded);
+    if (rc != nullptr) *rc = decoded;
+    Json list = Json::array();
+    for (const BodySpan& s : spans) {
+        Json j{{"offset", s.offset}, {"width", s.width}};
+        if (s.unread) {
+            j["path"] = nullptr;
+            j["unread"] = true;
+            j["bytes"] = bytesToUtf8(spanBytes(frame, s));
+        } else {
+            j["path"] = pathText(s.path);
+            j["kind"] = spanKindName(s.kind);
+            const SpanValue v = valueOf(frame, s);
+            j["value"] = v.number ? Json(v.n) : Json(bytesToUtf8(v.bytes));
+        }
+        list.push_back(std::move(j));
+    }
+    const Json j{{"offset", offset}, {"id", readHead(&frame).getMsgId()}, {"length", declaredLength(frame)},
+                 {"rc", decoded}, {"spans", std::move(list)}};
+    return jsonLine(j);
 }
 
 }  // namespace pava::tool

@@ -16,10 +16,16 @@ std::string listIds();
 // The field table of one codec (and the decoder's, where it reads otherwise).
 std::string describeLayout(const MessageDef& def);
 
-// The header, every fixed field with its bytes and decoded value, the bytes
-// behind the fixed fields, and what Pava_To_Data makes of the frame (its
-// result also in *rc when given). offset is where the frame began in its input.
+// The header, then every body byte as the decoder reads it: each read with
+// its member path, bytes and value, the bytes no read covers as unread; then
+// what Pava_To_Data makes of the frame (its result also in *rc when given).
+// offset is where the frame began in its input.
 std::string dissectFrame(const PavaMsg& frame, size_t number, uint64_t offset = 0, int* rc = nullptr);
+
+// The same reads as one JSON line: {"offset", "id", "length", "rc", "spans":
+// [{"offset", "width", "path", "kind", "value"} or {"offset", "width",
+// "path": null, "unread": true, "bytes"}]}.
+std::string dissectFrameJson(const PavaMsg& frame, uint64_t offset = 0, int* rc = nullptr);
 
 }  // namespace pava::tool
 

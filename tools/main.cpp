@@ -94,7 +94,7 @@ int main(int argc, char** argv) {
         "JSON records to frames: each record through Data_To_Pava, the frames decoded again and every member "
         "that did not survive reported on standard error");
     auto* dec = app.add_subcommand("decode", "frames to JSON Lines: one object per frame with its offset and rc");
-    auto* dis = app.add_subcommand("dissect", "frames field by field, as the layout tables read them");
+    auto* dis = app.add_subcommand("dissect", "frames byte by byte, as the decoders read them");
     enc->add_option("RECORDS", opts.input,
                     "JSON records: JSON Lines, objects one after another, or one array; - for standard input")
         ->capture_default_str();
@@ -127,6 +127,9 @@ int main(int argc, char** argv) {
             ->allow_extra_args(false)
             ->check(CLI::Range(1, 65535));
     }
+    dis->add_flag("--json", opts.json,
+                  "one JSON object per frame: its body as spans, each with offset, width, member path, "
+                  "kind and value, or unread");
     dec->add_flag("--join", opts.join,
                   "one object per message: the frames of a split message joined into one record, with "
                   "\"frames\" (and \"complete\": false when frames are missing)");

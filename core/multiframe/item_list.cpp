@@ -77,12 +77,22 @@ void writeEscaped(const ItemFormat& format, const PavaDataItem& item, char* dest
     std::memcpy(dest + 16, text.data(), static_cast<size_t>(std::min<int64_t>(length, format.textCut)));
 }
 
-inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, PavaDataItem& item) {
+// The text length of an escaped item, and of each text of a length-prefixed one.
+constexpr const char* kLengthName = "length";
+constexpr const char* kEscapeName = "escape";
+
+inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, PavaDataItem& item,
+                           const ReadTrace* trace, size_t index) {
     if (room < 16) return -1;
     item.itemId = readIntField(src, 8);
     if (std::memcmp(src + 8, "$$$", 3) != 0) {
         // The common item: an 8-byte text, measured with its width known.
         item.itemText.assign(src + 8, static_cast<size_t>(fieldDetail::shortTextLength(src + 8, 8)));
+        if (trace != nullptr) {
+            const ReadPath at = dataItemPath(index);
+            trace->read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
+            trace->read(src + 8, 8, SpanKind::Text, at.leaf(Member::itemText));
+        }
         return 16;
     }
     const int length = readIntField(src + 11, 5);
@@ -90,6 +100,13 @@ inline int64_t readEscaped(const ItemFormat& format, const char* src, int room, 
     const int copied = std::min(length, format.textCut);
     if (copied > room - 16) return -1;
     assignText(item.itemText, src + 16, copied);
+    if (trace != nullptr) {
+        const ReadPath at = dataItemPath(index);
+        trace->read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
+        trace->read(src + 8, 3, SpanKind::Marker, at.leaf(Member::itemText, kEscapeName));
+        trace->read(src + 11, 5, SpanKind::Decimal, at.leaf(Member::itemText, kLengthName));
+        trace->read(src + 16, copied, SpanKind::Text, at.leaf(Member::itemText));
+    }
     return 16 + static_cast<int64_t>(length);
 }
 
@@ -108,7 +125,8 @@ void writeLengthPrefixed(const ItemFormat&, const PavaDataItem& item, char* dest
     }
 }
 
-inline int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDataItem& item) {
+inline int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, PavaDataItem& item,
+                                  const ReadTrace* trace, size_t index) {
     if (room < 12) return -1;
     item.itemId = readIntField(src, 8);
     int pos = 8;
@@ -119,18 +137,29 @@ inline int64_t readLengthPrefixed(const ItemFormat&, const char* src, int room, 
         assignText(*text, src + pos + 4, length);
         pos += 4 + length;
     }
+    if (trace != nullptr) {
+        const ReadPath at = dataItemPath(index);
+        trace->read(src, 8, SpanKind::Decimal, at.leaf(Member::itemId));
+        pos = 8;
+        for (const Member m : {Member::itemText, Member::itemText2}) {
+            const int length = readIntField(src + pos, 4);
+            trace->read(src + pos, 4, SpanKind::Decimal, at.leaf(m, kLengthName));
+            trace->read(src + pos + 4, length, SpanKind::Text, at.leaf(m));
+            pos += 4 + length;
+        }
+    }
     return pos;
 }
 
 // Their item loops, each with its reader inlined.
 bool readEscapedItems(const ItemFormat& format, const char* body, int64_t& pos, int count,
-                      ListRefill<PavaDataItem>& items) {
-    return readEach<readEscaped>(format, body, pos, count, items);
+                      ListRefill<PavaDataItem>& items, const ReadTrace& trace) {
+    return readEach<readEscaped>(format, body, pos, count, items, trace);
 }
 
 bool readLengthPrefixedItems(const ItemFormat& format, const char* body, int64_t& pos, int count,
-                             ListRefill<PavaDataItem>& items) {
-    return readEach<readLengthPrefixed>(format, body, pos, count, items);
+                             ListRefill<PavaDataItem>& items, const ReadTrace& trace) {
+    return readEach<readLengthPrefixed>(format, body, pos, count, items, trace);
 }
 
 }  // namespace detail
@@ -170,23 +199,24 @@ void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const P
     reserveFrames(out, bytes, static_cast<int>(kBody) - list.itemsAt);
 }
 
-bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items) {
-    readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec);
+bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
+                  const ReadTrace& trace) {
+    readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec, trace, kRecordPath, Container::DataList);
     const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);
     int64_t pos = list.itemsAt;
     // One allocation for the list: as many items as the count says and the
     // rest of the body can hold.
     items.reserve(count, static_cast<int>(kBody - pos), smallestItem(list.item));
-    if (!list.item.read(list.item, body, pos, count, items)) return false;
+    if (!list.item.read(list.item, body, pos, count, items, trace)) return false;
     if (!list.trailerRead || list.trailer.empty()) return true;
-    return pos <= kBody && readFields(list.trailer, body + pos, static_cast<int>(kBody - pos), rec);
+    return pos <= kBody && readFields(list.trailer, body + pos, static_cast<int>(kBody - pos), rec, trace);
 }
 
 int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!enterDecode(id, frame)) return -1;
     PavaFullData& rec = *an->record();
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
-    if (readItemList(list, frame->body, rec, items)) return 0;
+    if (readItemList(list, frame->body, rec, items, an->trace(*frame))) return 0;
     log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data data out of body! ", id);
     return -1;
 }

@@ -16,6 +16,7 @@
 
 #include "layout.h"
 #include "message.h"
+#include "read_trace.h"
 
 namespace pava {
 
@@ -38,10 +39,11 @@ using ItemMeasureFn = ItemSize (*)(const ItemFormat& format, const PavaDataItem&
 // Writes exactly measure(item).written bytes at dest.
 using ItemWriteFn = void (*)(const ItemFormat& format, const PavaDataItem& item, char* dest);
 // Reads `count` items from body + pos into items, moving pos on by how far
-// each item says the next one starts (which may point past the body). False
-// when an item would be read from past the body; the items before it stay.
+// each item says the next one starts (which may point past the body), and
+// reports each kept item's reads to the trace. False when an item would be
+// read from past the body; the items before it stay.
 using ItemsReadFn = bool (*)(const ItemFormat& format, const char* body, int64_t& pos, int count,
-                             ListRefill<PavaDataItem>& items);
+                             ListRefill<PavaDataItem>& items, const ReadTrace& trace);
 
 // How one item is laid out, and the functions that write and read it. A
 // fixed-size item is a Field table over the item (`fields` out, `readBack` in
@@ -70,14 +72,18 @@ void writeFixedItem(const ItemFormat&, const PavaDataItem& item, char* dest) {
 
 // The item loop of a list body around ReadOne, which reads one item from src
 // (room bytes left in the body) and returns how far the read position moves
-// on, or -1 when the item itself would be read from past the body.
-template <auto ReadOne>
-bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items) {
+// on, or -1 when the item itself would be read from past the body; it
+// reports the reads of an item it read to the trace (null: none), as
+// dataList[index]. The loop runs without a trace test per item when off.
+template <auto ReadOne, bool Traced>
+bool readLoop(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items,
+              const ReadTrace& trace) {
     constexpr int64_t kBody = MAX_PAVA_MSG_LEN;
     for (int i = 0; i < count; ++i) {
         if (pos > kBody) return false;
         // Read in place; an item that cannot be read is not kept.
-        const int64_t used = ReadOne(format, body + pos, static_cast<int>(kBody - pos), items.next());
+        const int64_t used = ReadOne(format, body + pos, static_cast<int>(kBody - pos), items.next(),
+                                     Traced ? &trace : nullptr, items.size());
         if (used < 0) return false;
         items.keep();
         pos += used;
@@ -85,10 +91,22 @@ bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int coun
     return true;
 }
 
+template <auto ReadOne>
+bool readEach(const ItemFormat& format, const char* body, int64_t& pos, int count, ListRefill<PavaDataItem>& items,
+              const ReadTrace& trace) {
+    return trace ? readLoop<ReadOne, true>(format, body, pos, count, items, trace)
+                 : readLoop<ReadOne, false>(format, body, pos, count, items, trace);
+}
+
+// The path of list item `index`.
+inline ReadPath dataItemPath(size_t index) noexcept { return kRecordPath.item(Container::DataList, index); }
+
 template <const auto& Fields, int Size>
-int64_t readFixedItem(const ItemFormat&, const char* src, int room, PavaDataItem& item) {
+int64_t readFixedItem(const ItemFormat&, const char* src, int room, PavaDataItem& item, const ReadTrace* trace,
+                      size_t index) {
     if (Size > room) return -1;
     readUnrolled<Fields>(src, item);
+    if (trace != nullptr) trace->fields(Fields, src, dataItemPath(index));
     return Size;
 }
 
@@ -123,10 +141,11 @@ constexpr ItemFormat fixedItem() {
 namespace detail {
 ItemSize measureEscaped(const ItemFormat&, const PavaDataItem&);
 void writeEscaped(const ItemFormat&, const PavaDataItem&, char*);
-bool readEscapedItems(const ItemFormat&, const char*, int64_t&, int, ListRefill<PavaDataItem>&);
+bool readEscapedItems(const ItemFormat&, const char*, int64_t&, int, ListRefill<PavaDataItem>&, const ReadTrace&);
 ItemSize measureLengthPrefixed(const ItemFormat&, const PavaDataItem&);
 void writeLengthPrefixed(const ItemFormat&, const PavaDataItem&, char*);
-bool readLengthPrefixedItems(const ItemFormat&, const char*, int64_t&, int, ListRefill<PavaDataItem>&);
+bool readLengthPrefixedItems(const ItemFormat&, const char*, int64_t&, int, ListRefill<PavaDataItem>&,
+                             const ReadTrace&);
 inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::itemId}};
 }  // namespace detail
 
@@ -278,9 +297,10 @@ size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const Pa
 void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept;
 
 // Decodes a list body into rec: prefix, count, that many items into `items`
-// (the record's `dataList`), trailer. False when a count or length points
-// past the body; the items read until then stay.
-bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items);
+// (the record's `dataList`), trailer; the reads go to the trace. False when a
+// count or length points past the body; the items read until then stay.
+bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
+                  const ReadTrace& trace);
 
 // The decoder of every list message: entry text, null frame, readItemList;
 // a list that runs past the body is logged and gives -1.

@@ -32,6 +32,9 @@ constexpr Field kField[] = {
     {12, 30, Text, M::fieldText2},
 };
 
+// The number of a record block, a member of the record item.
+constexpr const char* kRecIntName = "recInt";
+
 constexpr char kRecordsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  item count(%d) Illegal! ";
 constexpr char kFieldsIllegal[] = "error:: CPavaMsgAnalyze::Data_To_Pava_20138  equipment count(%d) Illegal! ";
 
@@ -76,7 +79,8 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
-    readFields(kHead, body, kBodyEnd, rec);
+    const ReadTrace trace = an->trace(*frame);
+    readFields(kHead, body, kBodyEnd, rec, trace, kRecordPath, Container::RecordList);
     const int records = readIntField(body + 12, 2);
     int pos = 14;
     ListRefill<PavaRecordItem> list = an->refill(rec.recordList);
@@ -87,6 +91,11 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         RecordRefill record = nextRecord(list);
         record.record.recInt = readIntField(body + pos, 2);
         const int fields = readIntField(body + pos + 2, 3);
+        const ReadPath path = kRecordPath.item(Container::RecordList, list.size());
+        if (trace) {
+            trace.read(body + pos, 2, SpanKind::Decimal, path.named(kRecIntName));
+            trace.read(body + pos + 2, 3, SpanKind::Decimal, path.whole(Container::FieldList).named(kCountName));
+        }
         pos += kRecordHead;
         record.fields.reserve(fields, kBodyEnd - pos, kFieldSize);
         for (int f = 0; f < fields; ++f) {
@@ -94,6 +103,11 @@ int decode20138(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             PavaFieldItem& field = record.fields.next();
             readFixedText(field.fieldText1, body + pos, 12);
             readFixedText(field.fieldText2, body + pos + 12, 30);
+            if (trace) {
+                const ReadPath at = path.item(Container::FieldList, record.fields.size());
+                trace.read(body + pos, 12, SpanKind::Raw, at.leaf(M::fieldText1));
+                trace.read(body + pos + 12, 30, SpanKind::Raw, at.leaf(M::fieldText2));
+            }
             record.fields.keep();
             pos += kFieldSize;
         }

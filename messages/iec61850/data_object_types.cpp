@@ -119,10 +119,12 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
+    const ReadTrace trace = an->trace(*frame);
     rec.string4.reserve(65);  // the name field and its NUL, in one allocation
-    readFields(kHeadIn, body, kBodyEnd, rec);
+    readFields(kHeadIn, body, kBodyEnd, rec, trace);
     rec.string4.resize(65);
     const int structures = readIntField(body + kCountPos, 4);
+    trace.read(body + kCountPos, 4, SpanKind::Decimal, kRecordPath.whole(Container::RecordList).named(kCountName));
     int pos = kHeadSize;
     ListRefill<PavaRecordItem> records = an->refill(rec.recordList);
     records.reserve(structures, kBodyEnd - pos, 4);
@@ -134,6 +136,8 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             return -1;
         }
         const int attributes = readIntField(body + pos, 4);
+        const ReadPath fields = kRecordPath.item(Container::RecordList, records.size()).whole(Container::FieldList);
+        trace.read(body + pos, 4, SpanKind::Decimal, fields.named(kCountName));
         pos += 4;
         // A structure is kept once all its attributes are read.
         RecordRefill structure = nextRecord(records);
@@ -162,6 +166,14 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
                 return -1;
             }
             fieldDetail::copyBytes(attr.fieldText2.data(), value, n);
+            if (trace) {
+                const ReadPath path = fields.item(Container::FieldList, structure.fields.size());
+                trace.read(body + pos, 100, SpanKind::Raw, path.leaf(M::fieldText1));
+                trace.read(body + pos + 100, 2, SpanKind::Decimal, path.leaf(M::fieldType));
+                trace.read(body + pos + 102, 4, SpanKind::Decimal, path.leaf(M::fieldLen));
+                // The text and its NUL: the decoder looks no further.
+                trace.read(value, n < width ? n + 1 : width, SpanKind::Text, path.leaf(M::fieldText2));
+            }
             pos += kAttributeHead + width;
             structure.fields.keep();
         }

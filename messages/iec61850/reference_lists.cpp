@@ -108,8 +108,10 @@ int encode61850(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
 int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
-    readFields(k61850HeadIn, frame->body, kBodyEnd, rec);
+    const ReadTrace trace = an->trace(*frame);
+    readFields(k61850HeadIn, frame->body, kBodyEnd, rec, trace);
     const int count = readIntField(frame->body + 78, 4);
+    trace.read(frame->body + 78, 4, SpanKind::Decimal, kRecordPath.whole(Container::DataList).named(kCountName));
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
     items.reserve(count, kBodyEnd - k61850Items, kReferenceWidth);
     for (int i = 0; i < count; ++i) {
@@ -119,6 +121,7 @@ int decode61850(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             return -1;
         }
         readUnrolled<kReference>(frame->body + at, items.next());
+        trace.fields(kReference, frame->body + at, kRecordPath.item(Container::DataList, items.size()));
         items.keep();
     }
     return 0;
@@ -197,8 +200,10 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
-    readFields(k61851HeadIn, body, kBodyEnd, rec);
+    const ReadTrace trace = an->trace(*frame);
+    readFields(k61851HeadIn, body, kBodyEnd, rec, trace);
     const int count = readIntField(body + 76, 4);
+    trace.read(body + 76, 4, SpanKind::Decimal, kRecordPath.whole(Container::DataList).named(kCountName));
     int at = 80;
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
     items.reserve(count, kBodyEnd - at, kItemHead);
@@ -224,6 +229,12 @@ int decode61851(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             return -1;
         }
         fieldDetail::copyBytes(item.itemText2.data(), value, n);
+        if (trace) {
+            const ReadPath path = kRecordPath.item(Container::DataList, items.size());
+            trace.fields(kValueItemIn, body + at, path);
+            // The text and its NUL: the decoder looks no further.
+            trace.read(value, n < width ? n + 1 : width, SpanKind::Text, path.leaf(M::itemText2));
+        }
         items.keep();
     }
     return 0;
@@ -235,10 +246,12 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
     if (!enterDecode(def.id, frame)) return -1;
     PavaFullData& rec = *an->record();
     const char* body = frame->body;
+    const ReadTrace trace = an->trace(*frame);
     rec.string4.reserve(65);  // the name field and its NUL, in one allocation
-    readFields(k61901HeadIn, body, kBodyEnd, rec);
+    readFields(k61901HeadIn, body, kBodyEnd, rec, trace);
     rec.string4.resize(65);
     const int count = readIntField(body + 88, 4);
+    trace.read(body + 88, 4, SpanKind::Decimal, kRecordPath.whole(Container::DataList).named(kCountName));
     int used = 92;
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
     items.reserve(count, kBodyEnd - used, kItemHead);
@@ -257,6 +270,13 @@ int decode61901(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             return -1;
         }
         item.itemText2.assign(body + used + kItemHead, static_cast<size_t>(width));
+        if (trace) {
+            const ReadPath path = kRecordPath.item(Container::DataList, items.size());
+            trace.read(body + used, kReferenceWidth, SpanKind::Raw, path.leaf(M::itemText));
+            trace.read(body + used + 100, 2, SpanKind::Decimal, path.leaf(M::itemId));
+            trace.read(body + used + 102, 4, SpanKind::Decimal, path.leaf(M::itemInt2));
+            trace.read(body + used + kItemHead, width, SpanKind::Raw, path.leaf(M::itemText2));
+        }
         used += width + kItemHead;
         items.keep();
     }

@@ -46,6 +46,8 @@ int decodeCodes(const void*, const PavaMsg& frame, CPavaMsgAnalyze& an) {
             return -1;
         }
         std::memcpy(block.fbCodes[i], body + kCodesAt + kCodeWidth * i, kCodeWidth);
+        an.trace(frame).read(body + kCodesAt + kCodeWidth * i, kCodeWidth, SpanKind::Raw,
+                             kRecordPath.item(Container::FbCodes, static_cast<size_t>(i)));
     }
     return 0;
 }

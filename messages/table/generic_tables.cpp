@@ -536,7 +536,8 @@ int readOutside(int64_t reach) {
 // pos, so they do not keep the reads inside the body when the entries start
 // late: a head or value that would be read outside it, or a negative length
 // (a read of negative size), gives kOutside.
-int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>& list, int base = 15) {
+int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>& list, const ReadTrace& trace,
+                 const ReadPath& entries, int base = 15) {
     if (count < 1) return 0;
     list.reserve(count, kBodyEnd - pos, kEntryHead);
     int consumed = 0;
@@ -552,6 +553,12 @@ int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>
         if (e.fieldLen < 0 || valueEnd > kBodyEnd) return readOutside(valueEnd);
         e.fieldText1.assign(body + at + kEntryHead, static_cast<size_t>(e.fieldLen));
         consumed += kEntryHead + e.fieldLen;
+        if (trace) {
+            const ReadPath entry = entries.item(entries.sublist, list.size());
+            trace.read(body + at, 2, SpanKind::Decimal, entry.leaf(Member::fieldType));
+            trace.read(body + at + 2, 4, SpanKind::Decimal, entry.leaf(Member::fieldLen));
+            trace.read(body + at + kEntryHead, e.fieldLen, SpanKind::Raw, entry.leaf(Member::fieldText1));
+        }
         list.keep();
     }
     return consumed;
@@ -562,12 +569,14 @@ int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>
 // body fails (-1) with the records before it kept. A field count that would
 // pass the body end stops quietly when countEndsQuietly, else fails.
 int parseRecords(const char* body, int pos, int count, ListRefill<PavaRecordItem>& records,
-                 bool countEndsQuietly) {
+                 bool countEndsQuietly, const ReadTrace& trace) {
     records.reserve(count, kBodyEnd - pos, 4 + kEntryHead);
     for (int i = 0; i < count; ++i) {
         if (pos + 4 > kBodyEnd) return countEndsQuietly ? 0 : readOutside(int64_t{pos} + 4);
+        const ReadPath fields = kRecordPath.item(Container::RecordList, records.size()).whole(Container::FieldList);
+        trace.read(body + pos, 4, SpanKind::Decimal, fields.named(kCountName));
         RecordRefill record = nextRecord(records);
-        const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fields);
+        const int n = parseEntries(body, pos + 4, readIntField(body + pos, 4), record.fields, trace, fields);
         if (n == kOutside) return -1;
         if (n == 0) return 0;
         records.keep();
@@ -590,8 +599,19 @@ PavaFullData* openTable(const DecodeTexts& t, std::span<const Field> prefix, con
         return nullptr;
     }
     PavaFullData* rec = an->record();
-    readFields(prefix, frame->body, kBodyEnd, *rec);
+    readFields(prefix, frame->body, kBodyEnd, *rec, an->trace(*frame));
     return rec;
+}
+
+// The entries of the record a list refill hands out next: its fieldList or fieldList2.
+ReadPath nextEntries(const ListRefill<PavaRecordItem>& records, Container list) {
+    return kRecordPath.item(Container::RecordList, records.size()).whole(list);
+}
+
+// A count at body + at, reported as the count of `of`.
+int readCount(const char* body, int at, int width, const ReadTrace& trace, const ReadPath& of) {
+    trace.read(body + at, width, SpanKind::Decimal, of.named(kCountName));
+    return readIntField(body + at, width);
 }
 
 // False, after logging `text`, for a sub-type outside lo..hi.
@@ -620,12 +640,14 @@ int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if ((rec->intValue14 != 2 && rec->intValue14 != 3) || rec->intValue16 == 1) return 0;
     if (!subTypeIn(rec->intValue16, 2, 2, kFuncType10003)) return -1;
     const char* body = frame->body;
+    const ReadTrace trace = an->trace(*frame);
     ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
     int consumed = 0;
-    const int fieldCount = readIntField(body + kCountPos, 4);
+    const int fieldCount = readCount(body, kCountPos, 4, trace, nextEntries(records, Container::FieldList));
     if (fieldCount > 0) {
         RecordRefill fields = nextRecord(records);
-        consumed = parseEntries(body, kEntriesPos, fieldCount, fields.fields);
+        consumed = parseEntries(body, kEntriesPos, fieldCount, fields.fields, trace,
+                                nextEntries(records, Container::FieldList));
         if (consumed == kOutside) return -1;
         if (consumed == 0) return 0;
         records.keep();
@@ -641,7 +663,9 @@ int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     }
     // The size tests leave the item count inside the body.
     const int itemsPos = kEntriesPos + consumed;
-    const int items = parseEntries(body, itemsPos + 2, readIntField(body + itemsPos, 2), where.fields2);
+    const ReadPath whereItems = nextEntries(records, Container::FieldList2);
+    const int items =
+        parseEntries(body, itemsPos + 2, readCount(body, itemsPos, 2, trace, whereItems), where.fields2, trace, whereItems);
     if (items == kOutside) return -1;
     if (items != 0) records.keep();
     return 0;
@@ -650,9 +674,11 @@ int decode10001(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
 // Parses `count` entries into a new record's list and keeps the record when
 // the parse succeeds; -1 for a read outside the body.
 int parseOneRecord(const char* body, int pos, int count, ListRefill<PavaFieldItem> RecordRefill::*list,
-                   ListRefill<PavaRecordItem>& records) {
+                   ListRefill<PavaRecordItem>& records, const ReadTrace& trace) {
+    const ReadPath entries =
+        nextEntries(records, list == &RecordRefill::fields ? Container::FieldList : Container::FieldList2);
     RecordRefill record = nextRecord(records);
-    const int n = parseEntries(body, pos, count, record.*list);
+    const int n = parseEntries(body, pos, count, record.*list, trace, entries);
     if (n == kOutside) return -1;
     if (n != 0) records.keep();
     return 0;
@@ -664,11 +690,16 @@ int decode10002(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const char* body = frame->body;
     const int fn = rec->intValue14;
     const int count = readIntField(body + kCountPos, 4);
+    const ReadTrace trace = an->trace(*frame);
     ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
-    if (fn == 1) return parseOneRecord(body, kEntriesPos, count, &RecordRefill::fields, records);
+    if (fn == 1) {
+        readCount(body, kCountPos, 4, trace, nextEntries(records, Container::FieldList));
+        return parseOneRecord(body, kEntriesPos, count, &RecordRefill::fields, records, trace);
+    }
     if (fn != 2 && fn != 3) return 0;
     if (!subTypeIn(rec->intValue16, 1, 2, kFuncType10003)) return -1;
-    return parseRecords(body, kEntriesPos, count, records, false);
+    readCount(body, kCountPos, 4, trace, kRecordPath.whole(Container::RecordList));
+    return parseRecords(body, kEntriesPos, count, records, false, trace);
 }
 
 int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
@@ -677,11 +708,12 @@ int decode10003(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!subTypeIn(rec->intValue16, 3, 5, "error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "))
         return -1;
     const char* body = frame->body;
+    const ReadTrace trace = an->trace(*frame);
     ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
-    if (rec->intValue16 == 5) return parseOneRecord(body, kCountPos, 1, &RecordRefill::fields2, records);
-    const int count = readIntField(body + kCountPos, 4);
+    if (rec->intValue16 == 5) return parseOneRecord(body, kCountPos, 1, &RecordRefill::fields2, records, trace);
+    const int count = readCount(body, kCountPos, 4, trace, nextEntries(records, Container::FieldList));
     if (count == 0) return 0;
-    return parseOneRecord(body, kEntriesPos, count, &RecordRefill::fields, records);
+    return parseOneRecord(body, kEntriesPos, count, &RecordRefill::fields, records, trace);
 }
 
 // 10004 records: a field count (4), the fields, then the where-items. The
@@ -695,29 +727,33 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!subTypeIn(rec->intValue16, 3, 7, "error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10004 msg funtype "))
         return -1;
     const char* body = frame->body;
+    const ReadTrace trace = an->trace(*frame);
     if (rec->intValue16 >= 5) {
         rec->intValue4 = readIntField(body + kCountPos, 1);
+        trace.read(body + kCountPos, 1, SpanKind::Decimal, kRecordPath.leaf(M::intValue4));
         return 0;
     }
     const int bodyLength = readHead(frame).getLength();
     const int end = bodyLength < kBodyEnd ? bodyLength : kBodyEnd;
-    const int count = readIntField(body + kCountPos, 4);
+    const int count = readCount(body, kCountPos, 4, trace, kRecordPath.whole(Container::RecordList));
     int pos = kEntriesPos;
     ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
     // A negative body length leaves no room (and must not be subtracted from).
     records.reserve(count, end > pos ? end - pos : 0, 4 + kEntryHead);
     for (int i = 0; i < count && pos + 4 <= end; ++i) {
+        const ReadPath fields = nextEntries(records, Container::FieldList);
+        const ReadPath where = nextEntries(records, Container::FieldList2);
         RecordRefill record = nextRecord(records);
-        const int fieldCount = readIntField(body + pos, 4);
+        const int fieldCount = readCount(body, pos, 4, trace, fields);
         pos += 4;
         if (fieldCount != 0) {
-            const int n = parseEntries(body, pos, fieldCount, record.fields);
+            const int n = parseEntries(body, pos, fieldCount, record.fields, trace, fields);
             if (n == kOutside) return -1;
             if (n == 0) return 0;
             pos += n;
         }
         do {
-            const int n = parseEntries(body, pos, 1, record.fields2);
+            const int n = parseEntries(body, pos, 1, record.fields2, trace, where);
             if (n == kOutside) return -1;
             if (n == 0) return 0;
             pos += n;
@@ -735,6 +771,7 @@ int decode10005(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     const size_t n = rec->string4.size() < 8187 ? rec->string4.size() : 8187;
     if (n > static_cast<size_t>(kBodyEnd - 20)) return readOutside(20 + static_cast<int64_t>(n));
     rec->string4.assign(frame->body + 20, n);
+    an->trace(*frame).read(frame->body + 20, static_cast<int>(n), SpanKind::Raw, kRecordPath.leaf(M::string4));
     return 0;
 }
 
@@ -743,13 +780,16 @@ int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (rec == nullptr) return -1;
     const char* body = frame->body;
     const int sub = rec->intValue16;
+    const ReadTrace trace = an->trace(*frame);
     if (sub >= 3 && sub <= 5) {
         rec->intValue4 = readIntField(body + 20, 1);
+        trace.read(body + 20, 1, SpanKind::Decimal, kRecordPath.leaf(M::intValue4));
         return 0;
     }
     if (sub != 1 && sub != 2) return 0;
     ListRefill<PavaRecordItem> records = an->refill(rec->recordList);
-    return parseRecords(body, kSplit10006.recordsPos, readIntField(body + kSplit10006.countPos, 4), records, true);
+    const int count = readCount(body, kSplit10006.countPos, 4, trace, kRecordPath.whole(Container::RecordList));
+    return parseRecords(body, kSplit10006.recordsPos, count, records, true, trace);
 }
 
 // What follows the prefix, in words. An entry is type (2) | length (4) |

@@ -59,6 +59,9 @@ int decodeSettings(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an
     const char* body = frame.body;
     const SettingRows& rows = static_cast<const SettingList*>(params)->decode;
     const int count = readIntField(body + rows.countAt, rows.countWidth);
+    const ReadTrace trace = an.trace(frame);
+    trace.read(body + rows.countAt, rows.countWidth, SpanKind::Decimal,
+               kRecordPath.whole(Container::SettingList).named(kCountName));
     int at = rows.first;
     ListRefill<PavaSettingItem> items = an.refill(rec.settingList);
     if (rows.stride > 0) items.reserve(count, rows.limit, rows.stride);
@@ -69,6 +72,7 @@ int decodeSettings(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an
             return -1;
         }
         if (!fields.read(body + at, MAX_PAVA_MSG_LEN - at, items.next())) return -1;
+        trace.fields(rows.fields, body + at, kRecordPath.item(Container::SettingList, items.size()));
         items.keep();
     }
     return 0;

@@ -49,7 +49,7 @@ int decodeFrame(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
         return -1;
     }
     PavaFullData& rec = *an->record();
-    if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, rec)) return -1;
+    if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, rec, an->trace(*frame))) return -1;
     return rules.tail.decode != nullptr ? rules.tail.decode(rules.tail.params, *frame, *an) : 0;
 }
 
@@ -96,6 +96,8 @@ int decodeTextTail(const void* params, const PavaMsg& frame, CPavaMsgAnalyze& an
     if (count < 1) return 0;
     // count <= cap, and every tail's offset + cap lies within the body.
     (rec.*t.text).assign(frame.body + t.offset, static_cast<size_t>(count));
+    an.trace(frame).read(frame.body + t.offset, static_cast<int>(count), SpanKind::Raw,
+                         kRecordPath.leaf(stringMember(t.text)));
     return 0;
 }
 

@@ -4,6 +4,8 @@ Records and frames
     frames = pava.encode({"msgId": 20001, "rii": 5, "text12b": b"ABCDEFGHIJKL"})
     record = pava.decode(frames[0])          # {"rii": 5, "msgId": 20001, ...}
     pava.wire(frames[0])                     # the bytes sent: header + declared body
+    pava.dissect(frames[0])                  # every body byte as the decoder reads it:
+                                             # [{"offset", "width", "kind", "path"}, ...]
 
     A record is a dict named by the record's members: integers as int,
     character arrays and strings as bytes (exact), lists as lists of dicts,
@@ -42,7 +44,7 @@ import os as _os
 
 from . import _lib
 
-__all__ = ["PavaError", "encode", "decode", "wire", "ids", "layout", "set_log", "STDOUT",
+__all__ = ["PavaError", "encode", "decode", "dissect", "wire", "ids", "layout", "set_log", "STDOUT",
            "FRAME_SIZE", "HEADER_SIZE", "Decoder", "Frame", "Message", "Damage", "read_frames",
            "BACKEND"]
 
@@ -84,6 +86,7 @@ BACKEND = "module" if _impl.__name__.endswith("_pava") else "ctypes"  # which on
 
 encode = _impl.encode
 decode = _impl.decode
+dissect = _impl.dissect
 wire = _impl.wire
 ids = _impl.ids
 layout = _impl.layout

@@ -211,6 +211,27 @@ def decode(frame, full=False):
     return rec.read(full)
 
 
+def dissect(frame):
+    """Every body byte of a frame as its decoder reads it: spans in offset
+    order, each {"offset", "width", "kind", "path"} (path None when unread)."""
+    frame = _frame_bytes(frame)
+    handle = ctypes.c_void_p()
+    lib.pava_dissect(frame, len(frame), None, ctypes.byref(handle))
+    if not handle:
+        raise MemoryError()
+    try:
+        spans = []
+        span = _lib.Span(size=ctypes.sizeof(_lib.Span))
+        for i in range(lib.pava_dissection_count(handle)):
+            lib.pava_dissection_span(handle, i, ctypes.byref(span))
+            unread = span.kind == 0
+            spans.append({"offset": span.offset, "width": span.width, "kind": _lib.SPAN_KINDS[span.kind],
+                          "path": None if unread else span.path.decode()})
+        return spans
+    finally:
+        lib.pava_dissection_free(handle)
+
+
 def ids():
     """Every registered message id, ascending."""
     count = ctypes.c_size_t()

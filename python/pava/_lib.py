@@ -55,6 +55,14 @@ class FieldInfo(ctypes.Structure):
                 ("kind_name", ctypes.c_char_p), ("member", ctypes.c_char_p), ("flags", ctypes.c_int)]
 
 
+class Span(ctypes.Structure):
+    _fields_ = [("size", ctypes.c_size_t), ("offset", ctypes.c_int), ("width", ctypes.c_int),
+                ("kind", ctypes.c_int), ("path", ctypes.c_char_p)]
+
+
+SPAN_KINDS = ("unread", "decimal", "text", "raw", "marker")  # by PAVA_SPAN_*
+
+
 # The library's calling convention is cdecl on every platform.
 LOG_FN = ctypes.CFUNCTYPE(None, ctypes.c_char_p, ctypes.c_void_p)
 
@@ -116,6 +124,10 @@ def _declare(lib):
         "pava_encode_into": (i, [p, p, sz, psz]),
         "pava_decode": (i, [s, sz, p]),
         "pava_wire_size": (i, [s, sz, psz]),
+        "pava_dissect": (i, [s, sz, p, ctypes.POINTER(p)]),
+        "pava_dissection_free": (None, [p]),
+        "pava_dissection_count": (sz, [p]),
+        "pava_dissection_span": (i, [p, sz, ctypes.POINTER(Span)]),
         "pava_member_count": (i, [i, psz]),
         "pava_member_at": (i, [i, sz, ctypes.POINTER(MemberInfo)]),
         "pava_ids": (i, [ctypes.POINTER(i), sz, psz]),

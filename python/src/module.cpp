@@ -284,6 +284,34 @@ PyObject* setLog(PyObject*, PyObject* args) {
     Py_RETURN_NONE;
 }
 
+const char* const kSpanKinds[] = {"unread", "decimal", "text", "raw", "marker"};
+
+// A frame's body as its decoder reads it: a list of span dicts.
+PyObject* dissect(PyObject*, PyObject* frame) {
+    Py_buffer view;
+    if (!frameArg(frame, view)) return nullptr;
+    pava_dissection* d = nullptr;
+    const int rc = pava_dissect(static_cast<const char*>(view.buf), static_cast<size_t>(view.len), nullptr, &d);
+    PyBuffer_Release(&view);
+    if (d == nullptr) return PyErr_NoMemory();
+    const size_t n = pava_dissection_count(d);
+    PyObject* list = PyList_New(static_cast<Py_ssize_t>(n));
+    for (size_t i = 0; list != nullptr && i < n; ++i) {
+        pava_span s{sizeof s, 0, 0, 0, nullptr};
+        pava_dissection_span(d, i, &s);
+        PyObject* span = s.kind == PAVA_SPAN_UNREAD
+                             ? Py_BuildValue("{s:i,s:i,s:s,s:O}", "offset", s.offset, "width", s.width, "kind",
+                                             kSpanKinds[s.kind], "path", Py_None)
+                             : Py_BuildValue("{s:i,s:i,s:s,s:s}", "offset", s.offset, "width", s.width, "kind",
+                                             kSpanKinds[s.kind], "path", s.path);
+        if (span == nullptr) Py_CLEAR(list);
+        else PyList_SET_ITEM(list, static_cast<Py_ssize_t>(i), span);
+    }
+    pava_dissection_free(d);
+    (void)rc;  // a failed decode is explained as far as it read
+    return list;
+}
+
 PyObject* setError(PyObject*, PyObject* cls) {
     Py_XSETREF(g_pavaError, Py_NewRef(cls));
     Py_RETURN_NONE;
@@ -309,6 +337,13 @@ PyMethodDef kMethods[] = {
     {"wire", wire, METH_O,
      "wire($module, frame, /)\n--\n\n"
      "A frame's wire form: the 16 header bytes and the body up to its declared length."},
+    {"dissect", dissect, METH_O,
+     "dissect($module, frame, /)\n--\n\n"
+     "Every body byte of a frame (full block or wire form) as its decoder reads\n"
+     "it: a list of spans in offset order, each a dict of offset, width, kind\n"
+     "(\"decimal\", \"text\", \"raw\", \"marker\", or \"unread\" for bytes no read\n"
+     "covers) and path (the member path the read fills, None when unread). A\n"
+     "failed decode shows what it read before it failed."},
     {"ids", ids, METH_NOARGS, "ids($module, /)\n--\n\nEvery registered message id, ascending."},
     {"layout", layout, METH_O,
      "layout($module, id, /)\n--\n\n"

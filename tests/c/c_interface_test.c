@@ -383,6 +383,30 @@ static void test_joiner(void) {
     pava_record_free(rec);
 }
 
+/* A 20015 frame with four bytes behind its fixed fields: five reads, then
+ * the unread tail; the record receives the decode. */
+static void test_dissect(void) {
+    const char frame[] = "6  20015125   00SUB-STATION1127 12024TAIL";
+    pava_record* rec = NULL;
+    pava_dissection* d = NULL;
+    pava_span span;
+    CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
+    CHECK_RC(pava_dissect(frame, sizeof frame - 1, rec, &d), PAVA_RC_OK);
+    CHECK(get_int(rec, "intValue9") == 2024);
+    CHECK(pava_dissection_count(d) == 6);
+    span.size = sizeof span;
+    CHECK_RC(pava_dissection_span(d, 2, &span), PAVA_RC_OK);
+    CHECK(span.offset == 14 && span.width == 2 && span.kind == PAVA_SPAN_DECIMAL && strcmp(span.path, "intValue2") == 0);
+    CHECK_RC(pava_dissection_span(d, 5, &span), PAVA_RC_OK);
+    CHECK(span.offset == 21 && span.width == 4 && span.kind == PAVA_SPAN_UNREAD && strcmp(span.path, "") == 0);
+    CHECK_RC(pava_dissection_span(d, 6, &span), PAVA_RC_INDEX);
+    span.size = 4;
+    CHECK_RC(pava_dissection_span(d, 0, &span), PAVA_RC_ARGUMENT);
+    pava_dissection_free(d);
+    CHECK_RC(pava_dissect(frame, 15, NULL, &d), PAVA_RC_SIZE);
+    pava_record_free(rec);
+}
+
 int main(void) {
     pava_set_log(PAVA_LOG_SINK_OFF, NULL, NULL);
     test_members_by_path();
@@ -390,6 +414,7 @@ int main(void) {
     test_tables();
     test_log();
     test_joiner();
+    test_dissect();
     if (failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", failures);
         return 1;

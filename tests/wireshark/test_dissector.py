@@ -144,10 +144,13 @@ def shown(value: str) -> str:
 
 
 def dissected(path, source_frames):
+    """The fields of each frame's fixed table and of its fixed-size items (the
+    rest of the body is compared through decoded_lists), as dissector fields."""
+    layouts = {layout["id"]: layout for layout in json.loads(run([PAVA, "layout", "--json"]))}
     frames = []
     parts = re.split(r"^frame \d+ at offset (\d+): .*\n", run_frames([PAVA, "dissect", str(path)]), flags=re.M)
     for offset, text in zip(parts[1::2], parts[2::2]):
-        fields, prefix = [], "pava."
+        fields, layout, length = [], None, 0
         for line in text.splitlines():
             head = re.match(r"^  (rii|id|type|length|flag|continuation)\s+(.*)$", line)
             if head:
@@ -158,20 +161,34 @@ def dissected(path, source_frames):
                     name, value = "cont", re.match(r"'(.*)' \(", value).group(1)
                 elif name == "id":
                     value = str(int(value))
+                    layout = layouts.get(int(value))
+                elif name == "length":
+                    length = int(value)
                 fields.append(("pava." + name, value))
-            elif re.match(r"^  item \d+ ", line):
-                prefix = "pava.item."
-            elif line.startswith("  tail") or line.startswith("  list/tail") or line.startswith("  decoded"):
+            elif line.startswith("  decoded"):
                 break
             else:
                 row = ROW.match(line)
-                if row:
-                    member, value = row.group(3), row.group(6)
-                    if value == "(past the body)":
-                        continue
-                    fields.append(("pava.count" if member == "none" else prefix + member, shown(value)))
+                if row and layout and row.group(6) != "(past the body)":
+                    name = field_name(layout, length, int(row.group(1)), int(row.group(2)), row.group(3))
+                    if name:
+                        fields.append((name, shown(row.group(6))))
         frames.append((int(offset), fields))
     return by_offset(source_frames, frames)
+
+
+def field_name(layout, length, offset, width, path):
+    """The dissector's field for a dissect row of the fixed fields or of a
+    list of fixed-size items within the declared length; None for the other
+    reads."""
+    item = re.fullmatch(r"(?:dataList|settingList)\[\d+\]\.(\w+)", path)
+    if item:
+        return "pava.item." + item.group(1) if layout["list"] and offset + width <= length else None
+    if not any(f["offset"] == offset and f["width"] == width for f in layout["readFields"]):
+        return None
+    if re.fullmatch(r"\w+", path):
+        return "pava." + path
+    return "pava.count" if path.endswith(".count") or path == "count" else None
 
 
 # ---------------------------------------------------------------------------
