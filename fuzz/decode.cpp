@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "frame_header.h"
+#include "read_trace.h"
 #include "support.h"
 
 using namespace pava;
@@ -73,5 +74,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     if (Pava_To_Data(&frame, &previous) != freshRc || fuzz::image(previous) != fuzz::image(fresh))
         fuzz::fail("a dirty record decodes differently", def.id);
+    // Explaining the body decodes it again with every read reported: the
+    // same code and record, and no span outside the frame's body.
+    static PavaFullData traced;
+    int tracedRc = 0;
+    for (const BodySpan& span : explainBody(frame, traced, &tracedRc))
+        if (span.offset < 0 || span.width < 0 || span.offset + span.width > MAX_PAVA_MSG_LEN)
+            fuzz::fail("a span outside the body", def.id);
+    if (tracedRc != freshRc || fuzz::image(traced) != fuzz::image(fresh))
+        fuzz::fail("an explained decode differs from the plain one", def.id);
     return 0;
 }
