@@ -150,6 +150,36 @@ def sample_sites(sites, count, seed):
     return [sites[i] for i in picked]
 
 
+def replayed_sites(src, report):
+    """The mutants of an earlier report, found again in today's sources: the
+    same text at the recorded line, else the nearest line of the same file with
+    that text, else a line with that text in another file (code that moved).
+    Returns {id: site} and the ids no longer found."""
+    texts = {}
+
+    def lines_of(rel):
+        if rel not in texts:
+            path = src / rel
+            texts[rel] = path.read_text().split("\n") if path.is_file() else []
+        return texts[rel]
+
+    every = [p.relative_to(src).as_posix() for top in MUTATED_DIRS for p in sorted((src / top).rglob("*.cpp"))]
+    found, lost = {}, []
+    for m in json.loads(Path(report).read_text())["mutants"]:
+        site = None
+        for rel in [m["file"]] + [r for r in every if r != m["file"]]:
+            hits = [i + 1 for i, text in enumerate(lines_of(rel)) if text == m["code"]]
+            if hits:
+                line = min(hits, key=lambda n: abs(n - m["line"]))
+                site = (rel, line, m["col"], m["old"], m["new"], m["op"])
+                break
+        if site is None:
+            lost.append(m["id"])
+        else:
+            found[m["id"]] = site
+    return found, lost
+
+
 # --- The copy of the sources ------------------------------------------------
 
 def sync_copy(src):
@@ -367,6 +397,8 @@ def main():
                         help="run every test on killed mutants, the Python suites too")
     parser.add_argument("--only", type=str, help="comma-separated mutant ids of the sample to run")
     parser.add_argument("--list", action="store_true", help="print the sample and exit")
+    parser.add_argument("--replay", type=Path,
+                        help="run the mutants of an earlier report again (found by their source line)")
     args = parser.parse_args()
     count = 20 if args.quick else args.count
 
@@ -376,12 +408,18 @@ def main():
     src.mkdir(parents=True, exist_ok=True)
     sync_copy(src)
     sites = all_sites(src)
-    sample = sample_sites(sites, count, args.seed)
+    lost = []
+    if args.replay:
+        sample, lost = replayed_sites(src, args.replay)
+        if lost:
+            print(f"not found in today's sources: {', '.join(map(str, lost))}", flush=True)
+    else:
+        sample = dict(enumerate(sample_sites(sites, count, args.seed)))
     if args.list:
-        for i, site in enumerate(sample):
+        for i, site in sample.items():
             print(i, *site)
         return 0
-    wanted = set(range(len(sample)))
+    wanted = set(sample)
     if args.only:
         wanted = {int(x) for x in args.only.split(",")}
 
@@ -412,7 +450,7 @@ def main():
 
     mutants = []
     try:
-        for i, site in enumerate(sample):
+        for i, site in sample.items():
             if i not in wanted:
                 continue
             rel, line, col, old, new, op = site
@@ -445,6 +483,7 @@ def main():
     every_test = sorted({t for u in units for t in u.get("ran", [])})
     report = {
         "seed": args.seed, "count": count, "sites": len(sites),
+        "replayed": str(args.replay) if args.replay else None, "not_found": lost,
         "mode": ("first failing program only" if args.quick else
                  "full-kill" if args.full_kill else "first failure, then all in-process tests"),
         "seconds": round(time.monotonic() - started, 1),
