@@ -194,14 +194,11 @@ static void test_encode_and_decode(void) {
     CHECK(wire == 28);
     CHECK_RC(pava_wire_size(buffer, 15, &wire), PAVA_RC_SIZE);
 
-    /* Unknown id: nothing encoded, an emptied set. */
+    /* Unknown id; an encoder that fails after its first frame keeps that frame
+     * (pava_encode's side of both through the Python package's ctypes backend). */
     pava_set_int(rec, "msgId", 12345);
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_NO_HANDLER);
-    CHECK(pava_frames_count(frames) == 0);
     CHECK_RC(pava_encode_into(rec, buffer, 3, &count), PAVA_RC_NO_HANDLER);
     CHECK(count == 0);
-
-    /* An encoder that fails after its first frame keeps that frame. */
     pava_set_int(rec, "msgId", 20016);
     pava_set_int(rec, "dataList[0].itemId", 1);
     pava_set_bytes(rec, "dataList[0].itemText", "short", 5);
@@ -215,8 +212,6 @@ static void test_encode_and_decode(void) {
             free(big);
         }
     }
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_ENCODE);
-    CHECK(pava_frames_count(frames) == 1);
     CHECK_RC(pava_encode_into(rec, buffer, 1, &count), PAVA_RC_ENCODE);
     CHECK(count == 1);
 
