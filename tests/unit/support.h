@@ -181,13 +181,6 @@ inline Decoded decode(const PavaMsg& frame) {
     return d;
 }
 
-inline int decode(const PavaMsg& frame, PavaFullData& out, std::string* log = nullptr) {
-    LogCapture capture;
-    const int rc = Pava_To_Data(&frame, &out);
-    if (log != nullptr) *log = capture.text();
-    return rc;
-}
-
 }  // namespace pava::test
 
 #endif
