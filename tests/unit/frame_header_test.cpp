@@ -12,15 +12,6 @@ namespace {
 using test::headOf;
 using test::makeFrame;
 
-TEST(TypeDigit, EncodeAndDecode) {
-    // Values past 15 go out as their low byte; characters read back sign-extended.
-    for (const auto& [value, c] : {std::pair{0, '0'}, {9, '9'}, {10, 'A'}, {15, 'F'}, {0x47, 'G'}, {0x1234, '\x34'}})
-        EXPECT_EQ(typeDigitChar(static_cast<uint16_t>(value)), c) << value;
-    for (const auto& [c, value] : {std::pair{'7', 7}, {'a', 10}, {'A', 10}, {'f', 15}, {'G', 0x47}, {'\0', 0},
-                                   {'\xC1', 0xFFC1}, {'\x80', 0xFF80}})
-        EXPECT_EQ(typeDigitValue(c), value) << c;
-}
-
 TEST(HeadAccessor, AllFieldsAtOnceAsOneByOne) {
     for (const int v : {0, 7, 999, 1000, 65535, 123456, -5}) {
         PavaMsg together;
