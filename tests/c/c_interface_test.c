@@ -253,20 +253,10 @@ static void test_tables(void) {
     CHECK(count > 100 && count <= 512);
     CHECK_RC(pava_ids(ids, 512, &count), PAVA_RC_OK);
 
-    /* Declaration order, with the containers in their places. */
+    /* The member tables themselves are what the Python package's ctypes
+     * backend builds its records from (tests/python); here their limits. */
     CHECK_RC(pava_member_count(PAVA_TYPE_RECORD, &n), PAVA_RC_OK);
-    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, 0, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "rii") == 0 && member.kind == PAVA_KIND_UINT16);
-    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n - 1, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "recordList") == 0 && member.kind == PAVA_KIND_LIST &&
-          member.element == PAVA_TYPE_RECORD_ITEM);
     CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n, &member), PAVA_RC_INDEX);
-    CHECK_RC(pava_member_count(PAVA_TYPE_FILE_BLOCK, &n), PAVA_RC_OK);
-    CHECK_RC(pava_member_at(PAVA_TYPE_FILE_BLOCK, n - 1, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "fbCodes") == 0 && member.kind == PAVA_KIND_ROWS && member.count == 200 &&
-          member.size == 13);
-    CHECK_RC(pava_member_at(PAVA_TYPE_SETTING_ITEM, 2, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "setText30") == 0 && member.kind == PAVA_KIND_CHARS && member.size == 30);
     CHECK_RC(pava_member_count(6, &n), PAVA_RC_ARGUMENT);
     CHECK_RC(pava_member_at(-1, 0, &member), PAVA_RC_ARGUMENT);
 

@@ -30,26 +30,6 @@ TEST(HeadAccessor, AllFieldsAtOnceAsOneByOne) {
     }
 }
 
-// The continuation flag is the digit one alone; the length is read from
-// position nine on, into the flag and on to the frame's very last byte.
-TEST(HeadAccessor, ContinuationAndLength) {
-    for (char c : {'1', '0', '2', ' ', 'Y', '\0'}) {
-        PavaMsg frame = makeFrame(std::string("1  200010") + "0    0" + c);
-        EXPECT_EQ(readHead(&frame).isContinued(), c == '1') << c;
-    }
-    const std::pair<const char*, int> lengths[] = {
-        {"1  200010123451Y", 123451}, {"1  200010  42 00", 42}, {"1  200010abc  00", 0}};
-    for (const auto& [head, length] : lengths) {
-        PavaMsg frame = makeFrame(head);
-        EXPECT_EQ(readHead(&frame).getLength(), length) << head;
-    }
-    PavaMsg frame{};
-    std::memset(frame.head + 9, '9', sizeof frame - 9);
-    EXPECT_EQ(readHead(&frame).getLength(), 2147483647);
-    std::memset(frame.head + 9, ' ', sizeof frame - 9);
-    EXPECT_EQ(readHead(&frame).getLength(), 0);
-}
-
 // Header fields at their edges, written and read through the entry points,
 // are in tests/data/headers.json; here the calls without a frame or record.
 TEST(RecordHeader, RefusesNullArguments) {

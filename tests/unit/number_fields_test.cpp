@@ -89,17 +89,6 @@ TEST(NumberReader, MatchesTheStrtolPathOnRandomFields) {
     }
 }
 
-TEST(NumberReader, ReadsBackWhatTheWriterWrote) {
-    for (const int v : sampleValues()) {
-        char field[16];
-        writeIntField(v, field, 11);
-        ASSERT_EQ(readIntField(field, 11), v);
-        // Cut fields read as their leading part, as the old path read them.
-        writeIntField(v, field, 4);
-        ASSERT_EQ(readIntField(field, 4), strtolField(field, 4));
-    }
-}
-
 // The reply index and body length have a short path of their own for small
 // values; every value must still come out as the field writer writes it, and
 // the id as "%05d" with its terminator.
