@@ -117,17 +117,6 @@ def test_decoder_reads_as_the_tool_in_any_pieces(name, join, live):
         assert through_decoder(stream, form, join, live, chunk) == expected, chunk
 
 
-def test_joined_messages_encode_back_into_their_frames():
-    frames = wire_frames()
-    decoder = pava.Decoder(join=True)
-    decoder.feed(b"".join(frames))
-    decoder.finish()
-    messages = list(decoder)
-    assert [m.frames for m in messages] == [len(pava.encode(r)) for r in records()] == [1, 3, 1, 1, 3]
-    again = [pava.wire(f) for m in messages for f in pava.encode(m.record)]
-    assert again == frames
-
-
 def test_decoder_refusals_and_read_frames(tmp_path):
     decoder = pava.Decoder()
     with pytest.raises(TypeError):
