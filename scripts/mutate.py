@@ -29,7 +29,8 @@ Python suites (tool, dissector, package) run only until the mutant is killed: a
 mutant they alone kill is credited to the one that killed it, others that would
 too are not tried. Pass --full-kill to run them too; --quick (20 mutants) stops
 each mutant at its first failing test program.
-The consumer (install, package) tests and benchmarks are not built.
+The consumer (install, package) tests and benchmarks are not built, and the
+wheel install tests (python_pip_install_*) are not run.
 
 Report: JSON (--json, default build/mutate/report.json) and a text summary on
 stdout and next to the JSON: per mutant its verdict and killers, per test the
@@ -256,12 +257,19 @@ def build_tree(build, jobs, timeout):
     return result.returncode == 0, result.stdout[-3000:]
 
 
+# Packaging tests (a wheel built and installed from the sources) take minutes
+# and check no codec the other tests do not: left out of the measure.
+PACKAGING_RE = re.compile(r"^(python_pip_install_|consumer_)")
+
+
 def test_units(build):
     """The CTest tests grouped into what is run at once: one GoogleTest program
     for all its cases, one pytest session per directory, other commands alone."""
     shown = json.loads(run(["ctest", "--show-only=json-v1"], cwd=build).stdout)
     units = {}
     for test in shown["tests"]:
+        if PACKAGING_RE.match(test["name"]):
+            continue
         props = {p["name"]: p["value"] for p in test.get("properties", [])}
         cmd = test["command"]
         env = dict(os.environ)
