@@ -272,7 +272,7 @@ def test_units(build):
             continue
         props = {p["name"]: p["value"] for p in test.get("properties", [])}
         cmd = test["command"]
-        env = dict(os.environ)
+        env = dict(os.environ, PAVA_MUTATION="1")  # tests keep their large inputs smaller
         for item in props.get("ENVIRONMENT", []):
             key, _, value = item.partition("=")
             env[key] = value
@@ -338,12 +338,14 @@ def order_units(units, seconds):
     return sorted(units, key=lambda u: (not u.get("setup"), seconds.get(u["name"], 1e9)))
 
 
-def run_suite(units, seconds, full_kill, first_only=False):
+def run_suite(units, seconds, full_kill, first_only=False, programs_only=False):
     """Verdict and killers of the current build."""
     killers = []
     killed = False
     for unit in units:
         slow = unit["kind"] == "pytest"
+        if slow and programs_only:
+            continue
         if killed and (first_only or (slow and not full_kill)):
             continue
         limit = max(20.0, 5 * seconds.get(unit["name"], 20.0))
@@ -403,6 +405,9 @@ def main():
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--full-kill", action="store_true",
                         help="run every test on killed mutants, the Python suites too")
+    parser.add_argument("--programs-only", action="store_true",
+                        help="run the compiled test programs and tool commands, not the Python suites "
+                             "(a survivor then costs seconds, not minutes)")
     parser.add_argument("--only", type=str, help="comma-separated mutant ids of the sample to run")
     parser.add_argument("--list", action="store_true", help="print the sample and exit")
     parser.add_argument("--replay", type=Path,
@@ -447,6 +452,8 @@ def main():
         sys.exit(f"the unmutated tree does not build:\n{log}")
     units = test_units(obj)
     seconds = {}
+    if args.programs_only:
+        units = [u for u in units if u["kind"] != "pytest"]
     for unit in order_units(units, {}):
         good, failed, took = run_unit(unit, 600, stop_early=False)
         if not good:
@@ -467,7 +474,8 @@ def main():
             with Mutant(src, site):
                 built, _ = build_tree(obj, args.jobs, 600)
                 if built:
-                    killed, killers = run_suite(units, seconds, args.full_kill, first_only=args.quick)
+                    killed, killers = run_suite(units, seconds, args.full_kill, first_only=args.quick,
+                                                programs_only=args.programs_only)
                     status = "killed" if killed else "survived"
                 else:
                     status, killers = "not viable", []
@@ -493,7 +501,8 @@ def main():
         "seed": args.seed, "count": count, "sites": len(sites),
         "replayed": str(args.replay) if args.replay else None, "not_found": lost,
         "mode": ("first failing program only" if args.quick else
-                 "full-kill" if args.full_kill else "first failure, then all in-process tests"),
+                 "full-kill" if args.full_kill else "first failure, then all in-process tests")
+                + (", compiled test programs only" if args.programs_only else ""),
         "seconds": round(time.monotonic() - started, 1),
         "test_seconds": {k: round(v, 2) for k, v in seconds.items()},
         "summary": {"sampled": len(mutants), "killed": killed, "survived": survived,
