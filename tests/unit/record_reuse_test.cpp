@@ -91,20 +91,18 @@ TEST(RecordReuse, ARecordDecodedAgainKeepsItsItemsMemory) {
         PavaMsgList frames;
         ASSERT_EQ(Data_To_Pava(&rec, &frames), 0) << id;
         PavaFullData out;
-        ASSERT_EQ(Pava_To_Data(&frames[0], &out), 0) << id;
-        const std::vector<const void*> before = [&] {
-            std::vector<const void*> texts;
-            for (const PavaDataItem& item : out.dataList) texts.push_back(item.itemText2.data());
+        const auto texts = [&] {
+            std::vector<const void*> at;
+            for (const PavaDataItem& item : out.dataList) at.push_back(item.itemText2.data());
             for (const PavaRecordItem& record : out.recordList)
-                for (const PavaFieldItem& field : record.fieldList) texts.push_back(field.fieldText1.data());
-            return texts;
-        }();
+                for (const PavaFieldItem& field : record.fieldList) at.push_back(field.fieldText1.data());
+            return at;
+        };
+        ASSERT_EQ(Pava_To_Data(&frames[0], &out), 0) << id;
+        const std::vector<const void*> before = texts();
         ASSERT_FALSE(before.empty()) << id;
         ASSERT_EQ(Pava_To_Data(&frames[0], &out), 0) << id;
-        std::vector<const void*> after;
-        for (const PavaDataItem& item : out.dataList) after.push_back(item.itemText2.data());
-        for (const PavaRecordItem& record : out.recordList)
-            for (const PavaFieldItem& field : record.fieldList) after.push_back(field.fieldText1.data());
+        const std::vector<const void*> after = texts();
         EXPECT_EQ(after, before) << id;
     }
     Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);
