@@ -27,8 +27,12 @@ seconds together) to the end, each program always all its cases, so every
 killed mutant gets its full set of killing test cases among them. The slow
 Python suites (tool, dissector, package) run only until the mutant is killed: a
 mutant they alone kill is credited to the one that killed it, others that would
-too are not tried. Pass --full-kill to run them too; --quick (20 mutants) stops
-each mutant at its first failing test program.
+too are not tried. Pass --full-kill to run them too. --programs-only leaves the
+Python suites out: a survivor then costs the build and a few seconds of tests,
+not minutes, which is what lets a sample of a few hundred run in about an hour.
+--quick (20 mutants) does that and stops each mutant at its first failing
+test program. --replay REPORT runs the mutants of an earlier report again,
+found by their source line, so a sample stays the same while the sources move.
 The consumer (install, package) tests and benchmarks are not built, and the
 wheel install tests (python_pip_install_*) are not run.
 
@@ -399,7 +403,8 @@ def main():
     parser.add_argument("--seed", type=int, default=29)
     parser.add_argument("--count", type=int, default=120, help="mutants in the sample")
     parser.add_argument("--quick", action="store_true",
-                        help="20 mutants of the seed, each stopping at its first failing test program")
+                        help="20 mutants of the seed, compiled test programs only, each stopping at "
+                             "its first failing one")
     parser.add_argument("--build-dir", type=Path, default=ROOT / "build" / "mutate")
     parser.add_argument("--json", type=Path, help="report file (default BUILD_DIR/report.json)")
     parser.add_argument("--jobs", type=int, default=2)
@@ -414,6 +419,7 @@ def main():
                         help="run the mutants of an earlier report again (found by their source line)")
     args = parser.parse_args()
     count = 20 if args.quick else args.count
+    args.programs_only = args.programs_only or args.quick
 
     build = args.build_dir.resolve()
     src = build / "src"
