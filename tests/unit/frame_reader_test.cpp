@@ -81,7 +81,11 @@ TEST(FrameReader, SameEventsWhateverThePieceSizes) {
     std::string block(sizeof(PavaMsg), '\0');
     std::copy(fa.begin(), fa.end(), block.begin());
     const std::string raw = block + std::string(sizeof(PavaMsg), 'x') + block + "abc";
-    const std::string hex = hexLine(fa) + "\n" + hexLine(fa + "zz") + std::string(40000, '0') + "\nzz\n" + hexLine(fb.substr(0, 30)) + hexLine(fb);
+    // Lines of exactly the longest length read and one byte more (blanks before the text column).
+    const size_t longest = FrameReader(FrameForm::Hex, false).capacity() - 1;
+    const auto padded = [&](size_t n) { return hexLine(fa).insert(hexLine(fa).find('|'), n - hexLine(fa).size() + 1, ' '); };
+    const std::string hex = hexLine(fa) + "\n" + hexLine(fa + "zz") + std::string(40000, '0') + "\nzz\n" +
+                            hexLine(fb.substr(0, 30)) + hexLine(fb) + padded(longest) + padded(longest + 1);
     struct Case {
         const char* name;
         const std::string& bytes;
@@ -131,7 +135,9 @@ TEST(FrameReader, SameEventsWhateverThePieceSizes) {
                          std::to_string(at) + " line 4: longer than any frame in hex",
                          std::to_string(at + 40001) + " line 5: not a frame in hex",
                          std::to_string(at + 40004) + " line 6: frame cut short: 30 of its " + std::to_string(fb.size()) + " bytes",
-                         std::to_string(at + 40004 + hexLine(fb.substr(0, 30)).size()) + " frame " + fb}));
+                         std::to_string(at + 40004 + hexLine(fb.substr(0, 30)).size()) + " frame " + fb,
+                         std::to_string(hex.size() - 2 * longest - 3) + " frame " + fa,
+                         std::to_string(hex.size() - longest - 2) + " line 9: longer than any frame in hex"}));
 }
 
 TEST(FrameReader, FeedTakesOnlyWhatFitsAndNothingAfterTheEnd) {
