@@ -60,10 +60,10 @@ std::string wire(PavaFullData rec) {
     return out;
 }
 
-std::string hexLine(const std::string& bytes) {
+std::string hexLine(const std::string& bytes, const std::string& blanks = " ") {
     static const char digits[] = "0123456789abcdef";
     std::string out = "0000: ";
-    for (const unsigned char c : bytes) out += {digits[c >> 4], digits[c & 15], ' '};
+    for (const unsigned char c : bytes) out += std::string{digits[c >> 4], digits[c & 15]} + blanks;
     return out + "|text|\n";
 }
 
@@ -84,8 +84,13 @@ TEST(FrameReader, SameEventsWhateverThePieceSizes) {
     // Lines of exactly the longest length read and one byte more (blanks before the text column).
     const size_t longest = FrameReader(FrameForm::Hex, false).capacity() - 1;
     const auto padded = [&](size_t n) { return hexLine(fa).insert(hexLine(fa).find('|'), n - hexLine(fa).size() + 1, ' '); };
+    // A frame of the longest body with two blanks after each byte still reads.
+    const Encoded split = encode(listRecord(20014, 1100, "item"));
+    const std::string full(split.frames[0].head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(split.frames[0].head)));
+    ASSERT_GT(full.size(), 8150u);
     const std::string hex = hexLine(fa) + "\n" + hexLine(fa + "zz") + std::string(40000, '0') + "\nzz\n" +
-                            hexLine(fb.substr(0, 30)) + hexLine(fb) + padded(longest) + padded(longest + 1);
+                            hexLine(fb.substr(0, 30)) + hexLine(fb) + padded(longest) + padded(longest + 1) +
+                            hexLine(full, "  ");
     struct Case {
         const char* name;
         const std::string& bytes;
@@ -136,8 +141,10 @@ TEST(FrameReader, SameEventsWhateverThePieceSizes) {
                          std::to_string(at + 40001) + " line 5: not a frame in hex",
                          std::to_string(at + 40004) + " line 6: frame cut short: 30 of its " + std::to_string(fb.size()) + " bytes",
                          std::to_string(at + 40004 + hexLine(fb.substr(0, 30)).size()) + " frame " + fb,
-                         std::to_string(hex.size() - 2 * longest - 3) + " frame " + fa,
-                         std::to_string(hex.size() - longest - 2) + " line 9: longer than any frame in hex"}));
+                         std::to_string(hex.size() - hexLine(full, "  ").size() - 2 * longest - 3) + " frame " + fa,
+                         std::to_string(hex.size() - hexLine(full, "  ").size() - longest - 2) +
+                             " line 9: longer than any frame in hex",
+                         std::to_string(hex.size() - hexLine(full, "  ").size()) + " frame " + full}));
 }
 
 TEST(FrameReader, FeedTakesOnlyWhatFitsAndNothingAfterTheEnd) {
