@@ -58,22 +58,16 @@ static void test_members_by_path(void) {
     CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
     CHECK_RC(pava_record_new(&before), PAVA_RC_OK);
 
+    /* Values of every kind, bytes with NULs and 0xff, nested members: set and
+     * read back through the Python package's ctypes backend (tests/python).
+     * Here lists that grow by one past the end, nested lists too, and refusals. */
     CHECK_RC(pava_set_int(rec, "msgId", 20138), PAVA_RC_OK);
-    CHECK_RC(pava_set_int(rec, "intValue1", -2147483647 - 1), PAVA_RC_OK);
-    CHECK(get_int(rec, "intValue1") == -2147483647 - 1);
-    CHECK_RC(pava_set_bytes(rec, "text12b", "AB\0\xff", 4), PAVA_RC_OK);
-    CHECK(bytes_are(rec, "text12b", "AB\0\xff", 4));
     CHECK_RC(pava_set_bytes(rec, "text12b", "ABCDEFGHIJKLM", 13), PAVA_RC_OK); /* the whole array */
-    CHECK_RC(pava_set_bytes(rec, "string1", "x\0y\0", 4), PAVA_RC_OK);         /* trailing NUL kept */
-    CHECK(bytes_are(rec, "string1", "x\0y\0", 4));
-
-    /* Lists grow by one past the end, nested lists too. */
     CHECK_RC(pava_set_bytes(rec, "recordList[0].fieldList[0].fieldText1", "ref", 3), PAVA_RC_OK);
     CHECK_RC(pava_set_int(rec, "recordList[0].fieldList[1].fieldLen", 4), PAVA_RC_OK);
     CHECK_RC(pava_set_int(rec, "recordList[0].recInt", 9), PAVA_RC_OK);
     CHECK_RC(pava_list_size(rec, "recordList[0].fieldList", &n), PAVA_RC_OK);
     CHECK(n == 2);
-    CHECK(bytes_are(rec, "recordList[0].fieldList[0].fieldText1", "ref", 3));
     CHECK_RC(pava_set_bytes(rec, "fileBlock.fbCodes[199]", "CODE", 4), PAVA_RC_OK);
     CHECK(bytes_are(rec, "fileBlock.fbCodes[199]", "CODE", 4));
     CHECK_RC(pava_list_size(rec, "fileBlock.fbCodes", &n), PAVA_RC_OK);
