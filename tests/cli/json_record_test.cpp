@@ -61,13 +61,6 @@ TEST(JsonRecord, OddBytesRoundTripThroughJsonText) {
     EXPECT_EQ(none + "}", jsonLine(recordToJson(PavaFullData{})));
 }
 
-TEST(JsonRecord, ZeroAndEmptyMembersAreLeftOut) {
-    PavaFullData rec;
-    rec.msgId = 1;
-    rec.dataList.resize(1);
-    EXPECT_EQ(jsonLine(recordToJson(rec)), R"({"msgId":1,"dataList":[{}]})");
-}
-
 TEST(JsonRecord, RefusesWhatTheRecordCannotHold) {
     const struct {
         const char* json;

@@ -129,10 +129,5 @@ def test_decoder_refusals_and_read_frames(tmp_path):
     decoder.finish()
     with pytest.raises(ValueError):
         decoder.feed(b"more")
-    assert [e.offset for e in decoder] == [e.offset for e in pava.read_frames(_write(tmp_path, wire_frames()))]
-
-
-def _write(tmp_path, frames):
-    path = tmp_path / "frames.pava"
-    path.write_bytes(b"".join(frames))
-    return path
+    (tmp_path / "frames.pava").write_bytes(b"".join(wire_frames()))
+    assert [e.offset for e in decoder] == [e.offset for e in pava.read_frames(tmp_path / "frames.pava")]
