@@ -286,7 +286,7 @@ def test_units(build):
             unit = units.setdefault(name, {"name": name, "kind": "gtest", "cmd": [cmd[0]],
                                            "env": env, "cwd": cwd, "tests": []})
             unit["tests"].append(test["name"])
-        elif "pytest" in Path(cmd[0]).name:
+        elif "pytest" in Path(cmd[0]).name or cmd[1:3] == ["-m", "pytest"]:
             units[test["name"]] = {"name": test["name"], "kind": "pytest", "cmd": cmd, "env": env,
                                    "cwd": cwd, "tests": [test["name"]]}
         else:
