@@ -166,34 +166,6 @@ int readIntField(const char* src, int width) noexcept {
     return readDecimal(src, src + width);
 }
 
-char* intToText(int value, char* out, int base) noexcept {
-    if (base != 10 && base != 16) base = 10;
-    auto v = static_cast<uint32_t>(value < 0 ? 0 : value);
-    int n = 0;
-    do {
-        const auto digit = static_cast<int>(v % static_cast<uint32_t>(base));
-        out[n++] = static_cast<char>(digit < 10 ? '0' + digit : 'a' + digit - 10);
-        v /= static_cast<uint32_t>(base);
-    } while (v != 0);
-    out[n] = '\0';
-    return reverseText(out);
-}
-
-char* reverseText(char* text) noexcept {
-    // The empty text is a constant; callers only read it.
-    if (text == nullptr) return const_cast<char*>("");
-    size_t i = 0;
-    size_t j = std::strlen(text);
-    while (j > i + 1) {
-        --j;
-        const char c = text[i];
-        text[i] = text[j];
-        text[j] = c;
-        ++i;
-    }
-    return text;
-}
-
 int fieldTextLength(const char* field, int width) noexcept {
     if (width <= 0) return 0;
     if (width <= fieldDetail::kShortTextLimit) return shortTextLength(field, width);

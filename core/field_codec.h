@@ -40,13 +40,6 @@ int readIntField(const char* src, int width) noexcept;
 // not limited in length. Used where a field runs to the end of the frame.
 int readDecimal(const char* begin, const char* end) noexcept;
 
-// Writes the digits of a non-negative value in base 10 or 16 (lower-case)
-// followed by a NUL; returns out.
-char* intToText(int value, char* out, int base) noexcept;
-
-// Reverses a NUL-terminated text in place; a null pointer gives "".
-char* reverseText(char* text) noexcept;
-
 // Bounded text copy into a field: copies up to `width` characters of src,
 // stopping at its first NUL and never reading past srcSize bytes, and fills
 // the rest of the field with NUL bytes (the semantics of strncpy).

@@ -1,11 +1,13 @@
 // Byte images of PavaFullData records: equal images mean equal records
 // (every member, the code rows, list items member by member). Used by the fuzz
-// harnesses and the concurrency test to compare records.
+// harnesses and the concurrency test to compare records; and a record crowded
+// with list items, for decodes that reuse what a record holds.
 #ifndef ZMPAVA_FUZZ_RECORD_IMAGE_H
 #define ZMPAVA_FUZZ_RECORD_IMAGE_H
 
 #include <bitset>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -108,6 +110,44 @@ inline std::string image(const PavaFullData& rec, const Carried& parts, bool inv
 
 // The image of the whole record: equal images mean equal records.
 inline std::string image(const PavaFullData& rec) { return image(rec, Carried{}, true); }
+
+// Every member of `owner` in the object set to something a decode must
+// replace: numbers 9, character arrays full, long strings.
+template <class Obj>
+inline void crowd(Obj& obj, MemberOwner owner) {
+    for (size_t i = 0; i < kMemberCount; ++i) {
+        if (memberOwner(static_cast<Member>(i)) != owner) continue;
+        const Slot s = slotOf(obj, static_cast<Member>(i));
+        if (s.type == SlotType::Int32) *static_cast<int32_t*>(s.ptr) = 9;
+        if (s.type == SlotType::UInt16) *static_cast<uint16_t*>(s.ptr) = 9;
+        if (s.type == SlotType::Chars) std::memset(s.ptr, 'c', static_cast<size_t>(s.size));
+        if (s.type == SlotType::String) static_cast<std::string*>(s.ptr)->assign(120, 's');
+    }
+}
+
+// A crowded record whose every list holds `n` crowded items (records with
+// nested fields and where-items): what an earlier decode may leave for the next.
+inline PavaFullData crowdedRecord(size_t n) {
+    PavaFullData rec;
+    crowd(rec, MemberOwner::Record);
+    std::memset(rec.fileBlock.fbCodes, 'c', sizeof rec.fileBlock.fbCodes);
+    PavaFieldItem field;
+    crowd(field, MemberOwner::Field);
+    PavaRecordItem record;
+    record.fieldList.assign(3, field);
+    record.fieldList2.assign(2, field);
+    record.recText1 = record.recText2 = record.recText3 = std::string(30, 'r');
+    record.recInt = 3;
+    rec.recordList.assign(n, record);
+    PavaDataItem item;
+    crowd(item, MemberOwner::Item);
+    rec.dataList.assign(n, item);
+    rec.dataList2.assign(n, item);
+    PavaSettingItem setting;
+    crowd(setting, MemberOwner::Setting);
+    rec.settingList.assign(n, setting);
+    return rec;
+}
 
 }  // namespace pava::fuzz
 

@@ -44,11 +44,7 @@ const std::vector<const MessageDef*>& lossless() {
     return ids;
 }
 
-int64_t power10(int n) {
-    int64_t p = 1;
-    while (n-- > 0) p *= 10;
-    return p;
-}
+constexpr int64_t power10(int n) { return n <= 0 ? 1 : 10 * power10(n - 1); }
 
 void fitText(FuzzedDataProvider& fdp, char* dest, int room) {
     const int n = fdp.ConsumeIntegralInRange<int>(0, room);

@@ -158,38 +158,6 @@ void guardRecord(PavaFullData& rec, const Carried& carried) {
     }
 }
 
-namespace {
-
-// A record whose every list holds items with long texts, nested fields and
-// where-items: what an earlier decode may leave for the next to reuse.
-PavaFullData crowdedRecord() {
-    PavaFullData rec;
-    PavaFieldItem field;
-    field.fieldType = 7;
-    field.fieldLen = 40;
-    field.fieldText1 = field.fieldText2 = std::string(40, 'f');
-    PavaRecordItem record;
-    record.fieldList.assign(3, field);
-    record.fieldList2.assign(2, field);
-    record.recText1 = record.recText2 = record.recText3 = std::string(30, 'r');
-    record.recInt = 3;
-    rec.recordList.assign(3, record);
-    PavaDataItem item;
-    item.itemId = item.itemInt = item.itemInt2 = item.itemInt3 = 9;
-    item.itemText = item.itemText2 = std::string(120, 'i');
-    std::memset(item.itemBlock, 'b', sizeof item.itemBlock);
-    rec.dataList.assign(3, item);
-    rec.dataList2.assign(2, item);
-    PavaSettingItem setting;
-    setting.setId = setting.setInt = 5;
-    std::memset(setting.setText30, 's', sizeof setting.setText30);
-    setting.setText = setting.setText2 = std::string(250, 's');
-    rec.settingList.assign(3, setting);
-    return rec;
-}
-
-}  // namespace
-
 int checkedDecode(const PavaMsg& frame, PavaFullData* out) {
     dumpFrame(frame);
     static PavaMsg before;
@@ -227,7 +195,7 @@ int checkedDecode(const PavaMsg& frame, PavaFullData* out) {
     }
     // The same frame into records that hold list items already, its own
     // decode's and a crowd of others: they are reused, and must not show.
-    static const PavaFullData crowded = crowdedRecord();
+    static const PavaFullData crowded = crowdedRecord(3);
     const std::string decoded = image(rec);
     for (PavaFullData held : {rec, crowded}) {
         if (Pava_To_Data(&frame, &held) != rc) fail("decode result depends on the record's list items", id);
@@ -349,30 +317,12 @@ void fillList(FuzzedDataProvider& fdp, std::vector<Item>& list, Fill fill) {
     listCapNow = outerList;
 }
 
-void fillItem(FuzzedDataProvider& fdp, PavaDataItem& item) {
-    item.itemId = pickInt32(fdp);
-    item.itemInt = pickInt32(fdp);
-    item.itemText = pickString(fdp, textCap);
-    fillChars(fdp, item.itemBlock, sizeof item.itemBlock);
-    item.itemText2 = pickString(fdp, textCap);
-    item.itemInt2 = pickInt32(fdp);
-    item.itemInt3 = pickInt32(fdp);
-}
-
-void fillField(FuzzedDataProvider& fdp, PavaFieldItem& f) {
-    f.fieldType = pickInt32(fdp);
-    f.fieldLen = pickInt32(fdp);
-    f.fieldText1 = pickString(fdp, textCap);
-    f.fieldText2 = pickString(fdp, textCap);
-}
-
-}  // namespace
-
-void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool small) {
-    textCap = small ? 300 : 70000;
-    listCapNow = small ? 4 : 2000;
-    forEachRecordMember([&](Member m) {
-        const Slot s = slotOf(rec, m);
+// Every member of `owner` in the object, in declaration order.
+template <class Obj>
+void fillMembers(FuzzedDataProvider& fdp, Obj& obj, MemberOwner owner) {
+    for (size_t i = 0; i < kMemberCount; ++i) {
+        if (memberOwner(static_cast<Member>(i)) != owner) continue;
+        const Slot s = slotOf(obj, static_cast<Member>(i));
         switch (s.type) {
             case SlotType::Int32: *static_cast<int32_t*>(s.ptr) = pickInt32(fdp); break;
             case SlotType::UInt16: *static_cast<uint16_t*>(s.ptr) = pickUInt16(fdp); break;
@@ -380,7 +330,15 @@ void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool sm
             case SlotType::String: *static_cast<std::string*>(s.ptr) = pickString(fdp, textCap); break;
             case SlotType::None: break;
         }
-    });
+    }
+}
+
+}  // namespace
+
+void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool small) {
+    textCap = small ? 300 : 70000;
+    listCapNow = small ? 4 : 2000;
+    fillMembers(fdp, rec, MemberOwner::Record);
     rec.msgId = id;
     // The numbers of the id's own fields at and just past what their digits hold.
     if (const MessageDef* def = findMessage(id); def != nullptr)
@@ -395,19 +353,13 @@ void fillRecord(FuzzedDataProvider& fdp, uint16_t id, PavaFullData& rec, bool sm
         }
     const int rows = std::min<int>(rec.fileBlock.fbCount, 200);
     for (int i = 0; i < rows; ++i) fillChars(fdp, rec.fileBlock.fbCodes[i], 13);
-    fillList(fdp, rec.dataList, [&](PavaDataItem& item) { fillItem(fdp, item); });
-    fillList(fdp, rec.dataList2, [&](PavaDataItem& item) { fillItem(fdp, item); });
-    fillList(fdp, rec.settingList, [&](PavaSettingItem& s) {
-        s.setId = pickInt32(fdp);
-        s.setInt = pickInt32(fdp);
-        fillChars(fdp, s.setText30, sizeof s.setText30);
-        s.setText = pickString(fdp, textCap);
-        s.setText2 = pickString(fdp, textCap);
-    });
+    fillList(fdp, rec.dataList, [&](PavaDataItem& item) { fillMembers(fdp, item, MemberOwner::Item); });
+    fillList(fdp, rec.dataList2, [&](PavaDataItem& item) { fillMembers(fdp, item, MemberOwner::Item); });
+    fillList(fdp, rec.settingList, [&](PavaSettingItem& s) { fillMembers(fdp, s, MemberOwner::Setting); });
     // Nested lists stay small enough that one input runs in milliseconds.
     fillList(fdp, rec.recordList, [&](PavaRecordItem& r) {
-        fillList(fdp, r.fieldList, [&](PavaFieldItem& f) { fillField(fdp, f); });
-        fillList(fdp, r.fieldList2, [&](PavaFieldItem& f) { fillField(fdp, f); });
+        fillList(fdp, r.fieldList, [&](PavaFieldItem& f) { fillMembers(fdp, f, MemberOwner::Field); });
+        fillList(fdp, r.fieldList2, [&](PavaFieldItem& f) { fillMembers(fdp, f, MemberOwner::Field); });
         r.recText1 = pickString(fdp, textCap);
         r.recInt = pickInt32(fdp);
     });

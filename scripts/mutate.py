@@ -27,9 +27,14 @@ seconds together) to the end, each program always all its cases, so every
 killed mutant gets its full set of killing test cases among them. The slow
 Python suites (tool, dissector, package) run only until the mutant is killed: a
 mutant they alone kill is credited to the one that killed it, others that would
-too are not tried. Pass --full-kill to run them too; --quick (20 mutants) stops
-each mutant at its first failing test program.
-The consumer (install, package) tests and benchmarks are not built.
+too are not tried. Pass --full-kill to run them too. --programs-only leaves the
+Python suites out: a survivor then costs the build and a few seconds of tests,
+not minutes, which is what lets a sample of a few hundred run in about an hour.
+--quick (20 mutants) does that and stops each mutant at its first failing
+test program. --replay REPORT runs the mutants of an earlier report again,
+found by their source line, so a sample stays the same while the sources move.
+The consumer (install, package) tests and benchmarks are not built, and the
+wheel install tests (python_pip_install_*) are not run.
 
 Report: JSON (--json, default build/mutate/report.json) and a text summary on
 stdout and next to the JSON: per mutant its verdict and killers, per test the
@@ -150,6 +155,36 @@ def sample_sites(sites, count, seed):
     return [sites[i] for i in picked]
 
 
+def replayed_sites(src, report):
+    """The mutants of an earlier report, found again in today's sources: the
+    same text at the recorded line, else the nearest line of the same file with
+    that text, else a line with that text in another file (code that moved).
+    Returns {id: site} and the ids no longer found."""
+    texts = {}
+
+    def lines_of(rel):
+        if rel not in texts:
+            path = src / rel
+            texts[rel] = path.read_text().split("\n") if path.is_file() else []
+        return texts[rel]
+
+    every = [p.relative_to(src).as_posix() for top in MUTATED_DIRS for p in sorted((src / top).rglob("*.cpp"))]
+    found, lost = {}, []
+    for m in json.loads(Path(report).read_text())["mutants"]:
+        site = None
+        for rel in [m["file"]] + [r for r in every if r != m["file"]]:
+            hits = [i + 1 for i, text in enumerate(lines_of(rel)) if text == m["code"]]
+            if hits:
+                line = min(hits, key=lambda n: abs(n - m["line"]))
+                site = (rel, line, m["col"], m["old"], m["new"], m["op"])
+                break
+        if site is None:
+            lost.append(m["id"])
+        else:
+            found[m["id"]] = site
+    return found, lost
+
+
 # --- The copy of the sources ------------------------------------------------
 
 def sync_copy(src):
@@ -226,15 +261,22 @@ def build_tree(build, jobs, timeout):
     return result.returncode == 0, result.stdout[-3000:]
 
 
+# Packaging tests (a wheel built and installed from the sources) take minutes
+# and check no codec the other tests do not: left out of the measure.
+PACKAGING_RE = re.compile(r"^(python_pip_install_|consumer_)")
+
+
 def test_units(build):
     """The CTest tests grouped into what is run at once: one GoogleTest program
     for all its cases, one pytest session per directory, other commands alone."""
     shown = json.loads(run(["ctest", "--show-only=json-v1"], cwd=build).stdout)
     units = {}
     for test in shown["tests"]:
+        if PACKAGING_RE.match(test["name"]):
+            continue
         props = {p["name"]: p["value"] for p in test.get("properties", [])}
         cmd = test["command"]
-        env = dict(os.environ)
+        env = dict(os.environ, PAVA_MUTATION="1")  # tests keep their large inputs smaller
         for item in props.get("ENVIRONMENT", []):
             key, _, value = item.partition("=")
             env[key] = value
@@ -244,7 +286,7 @@ def test_units(build):
             unit = units.setdefault(name, {"name": name, "kind": "gtest", "cmd": [cmd[0]],
                                            "env": env, "cwd": cwd, "tests": []})
             unit["tests"].append(test["name"])
-        elif "pytest" in Path(cmd[0]).name:
+        elif "pytest" in Path(cmd[0]).name or cmd[1:3] == ["-m", "pytest"]:
             units[test["name"]] = {"name": test["name"], "kind": "pytest", "cmd": cmd, "env": env,
                                    "cwd": cwd, "tests": [test["name"]]}
         else:
@@ -300,12 +342,14 @@ def order_units(units, seconds):
     return sorted(units, key=lambda u: (not u.get("setup"), seconds.get(u["name"], 1e9)))
 
 
-def run_suite(units, seconds, full_kill, first_only=False):
+def run_suite(units, seconds, full_kill, first_only=False, programs_only=False):
     """Verdict and killers of the current build."""
     killers = []
     killed = False
     for unit in units:
         slow = unit["kind"] == "pytest"
+        if slow and programs_only:
+            continue
         if killed and (first_only or (slow and not full_kill)):
             continue
         limit = max(20.0, 5 * seconds.get(unit["name"], 20.0))
@@ -359,16 +403,23 @@ def main():
     parser.add_argument("--seed", type=int, default=29)
     parser.add_argument("--count", type=int, default=120, help="mutants in the sample")
     parser.add_argument("--quick", action="store_true",
-                        help="20 mutants of the seed, each stopping at its first failing test program")
+                        help="20 mutants of the seed, compiled test programs only, each stopping at "
+                             "its first failing one")
     parser.add_argument("--build-dir", type=Path, default=ROOT / "build" / "mutate")
     parser.add_argument("--json", type=Path, help="report file (default BUILD_DIR/report.json)")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--full-kill", action="store_true",
                         help="run every test on killed mutants, the Python suites too")
+    parser.add_argument("--programs-only", action="store_true",
+                        help="run the compiled test programs and tool commands, not the Python suites "
+                             "(a survivor then costs seconds, not minutes)")
     parser.add_argument("--only", type=str, help="comma-separated mutant ids of the sample to run")
     parser.add_argument("--list", action="store_true", help="print the sample and exit")
+    parser.add_argument("--replay", type=Path,
+                        help="run the mutants of an earlier report again (found by their source line)")
     args = parser.parse_args()
     count = 20 if args.quick else args.count
+    args.programs_only = args.programs_only or args.quick
 
     build = args.build_dir.resolve()
     src = build / "src"
@@ -376,12 +427,18 @@ def main():
     src.mkdir(parents=True, exist_ok=True)
     sync_copy(src)
     sites = all_sites(src)
-    sample = sample_sites(sites, count, args.seed)
+    lost = []
+    if args.replay:
+        sample, lost = replayed_sites(src, args.replay)
+        if lost:
+            print(f"not found in today's sources: {', '.join(map(str, lost))}", flush=True)
+    else:
+        sample = dict(enumerate(sample_sites(sites, count, args.seed)))
     if args.list:
-        for i, site in enumerate(sample):
+        for i, site in sample.items():
             print(i, *site)
         return 0
-    wanted = set(range(len(sample)))
+    wanted = set(sample)
     if args.only:
         wanted = {int(x) for x in args.only.split(",")}
 
@@ -401,6 +458,8 @@ def main():
         sys.exit(f"the unmutated tree does not build:\n{log}")
     units = test_units(obj)
     seconds = {}
+    if args.programs_only:
+        units = [u for u in units if u["kind"] != "pytest"]
     for unit in order_units(units, {}):
         good, failed, took = run_unit(unit, 600, stop_early=False)
         if not good:
@@ -412,7 +471,7 @@ def main():
 
     mutants = []
     try:
-        for i, site in enumerate(sample):
+        for i, site in sample.items():
             if i not in wanted:
                 continue
             rel, line, col, old, new, op = site
@@ -421,7 +480,8 @@ def main():
             with Mutant(src, site):
                 built, _ = build_tree(obj, args.jobs, 600)
                 if built:
-                    killed, killers = run_suite(units, seconds, args.full_kill, first_only=args.quick)
+                    killed, killers = run_suite(units, seconds, args.full_kill, first_only=args.quick,
+                                                programs_only=args.programs_only)
                     status = "killed" if killed else "survived"
                 else:
                     status, killers = "not viable", []
@@ -445,8 +505,10 @@ def main():
     every_test = sorted({t for u in units for t in u.get("ran", [])})
     report = {
         "seed": args.seed, "count": count, "sites": len(sites),
+        "replayed": str(args.replay) if args.replay else None, "not_found": lost,
         "mode": ("first failing program only" if args.quick else
-                 "full-kill" if args.full_kill else "first failure, then all in-process tests"),
+                 "full-kill" if args.full_kill else "first failure, then all in-process tests")
+                + (", compiled test programs only" if args.programs_only else ""),
         "seconds": round(time.monotonic() - started, 1),
         "test_seconds": {k: round(v, 2) for k, v in seconds.items()},
         "summary": {"sampled": len(mutants), "killed": killed, "survived": survived,

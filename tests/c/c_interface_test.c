@@ -1,6 +1,8 @@
 /* The C interface as a C program sees it: member paths and their errors,
  * encoding into frame sets and caller buffers, decoding whole frames and
- * their wire form, the member and layout tables, and the log sink. */
+ * their wire form, the member and layout tables, split messages joined. The
+ * log sink, layouts and member tables are also checked through the Python
+ * package's ctypes backend over this interface (tests/python). */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -56,22 +58,16 @@ static void test_members_by_path(void) {
     CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
     CHECK_RC(pava_record_new(&before), PAVA_RC_OK);
 
+    /* Values of every kind, bytes with NULs and 0xff, nested members: set and
+     * read back through the Python package's ctypes backend (tests/python).
+     * Here lists that grow by one past the end, nested lists too, and refusals. */
     CHECK_RC(pava_set_int(rec, "msgId", 20138), PAVA_RC_OK);
-    CHECK_RC(pava_set_int(rec, "intValue1", -2147483647 - 1), PAVA_RC_OK);
-    CHECK(get_int(rec, "intValue1") == -2147483647 - 1);
-    CHECK_RC(pava_set_bytes(rec, "text12b", "AB\0\xff", 4), PAVA_RC_OK);
-    CHECK(bytes_are(rec, "text12b", "AB\0\xff", 4));
     CHECK_RC(pava_set_bytes(rec, "text12b", "ABCDEFGHIJKLM", 13), PAVA_RC_OK); /* the whole array */
-    CHECK_RC(pava_set_bytes(rec, "string1", "x\0y\0", 4), PAVA_RC_OK);         /* trailing NUL kept */
-    CHECK(bytes_are(rec, "string1", "x\0y\0", 4));
-
-    /* Lists grow by one past the end, nested lists too. */
     CHECK_RC(pava_set_bytes(rec, "recordList[0].fieldList[0].fieldText1", "ref", 3), PAVA_RC_OK);
     CHECK_RC(pava_set_int(rec, "recordList[0].fieldList[1].fieldLen", 4), PAVA_RC_OK);
     CHECK_RC(pava_set_int(rec, "recordList[0].recInt", 9), PAVA_RC_OK);
     CHECK_RC(pava_list_size(rec, "recordList[0].fieldList", &n), PAVA_RC_OK);
     CHECK(n == 2);
-    CHECK(bytes_are(rec, "recordList[0].fieldList[0].fieldText1", "ref", 3));
     CHECK_RC(pava_set_bytes(rec, "fileBlock.fbCodes[199]", "CODE", 4), PAVA_RC_OK);
     CHECK(bytes_are(rec, "fileBlock.fbCodes[199]", "CODE", 4));
     CHECK_RC(pava_list_size(rec, "fileBlock.fbCodes", &n), PAVA_RC_OK);
@@ -192,14 +188,11 @@ static void test_encode_and_decode(void) {
     CHECK(wire == 28);
     CHECK_RC(pava_wire_size(buffer, 15, &wire), PAVA_RC_SIZE);
 
-    /* Unknown id: nothing encoded, an emptied set. */
+    /* Unknown id; an encoder that fails after its first frame keeps that frame
+     * (pava_encode's side of both through the Python package's ctypes backend). */
     pava_set_int(rec, "msgId", 12345);
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_NO_HANDLER);
-    CHECK(pava_frames_count(frames) == 0);
     CHECK_RC(pava_encode_into(rec, buffer, 3, &count), PAVA_RC_NO_HANDLER);
     CHECK(count == 0);
-
-    /* An encoder that fails after its first frame keeps that frame. */
     pava_set_int(rec, "msgId", 20016);
     pava_set_int(rec, "dataList[0].itemId", 1);
     pava_set_bytes(rec, "dataList[0].itemText", "short", 5);
@@ -213,8 +206,6 @@ static void test_encode_and_decode(void) {
             free(big);
         }
     }
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_ENCODE);
-    CHECK(pava_frames_count(frames) == 1);
     CHECK_RC(pava_encode_into(rec, buffer, 1, &count), PAVA_RC_ENCODE);
     CHECK(count == 1);
 
@@ -256,20 +247,10 @@ static void test_tables(void) {
     CHECK(count > 100 && count <= 512);
     CHECK_RC(pava_ids(ids, 512, &count), PAVA_RC_OK);
 
-    /* Declaration order, with the containers in their places. */
+    /* The member tables themselves are what the Python package's ctypes
+     * backend builds its records from (tests/python); here their limits. */
     CHECK_RC(pava_member_count(PAVA_TYPE_RECORD, &n), PAVA_RC_OK);
-    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, 0, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "rii") == 0 && member.kind == PAVA_KIND_UINT16);
-    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n - 1, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "recordList") == 0 && member.kind == PAVA_KIND_LIST &&
-          member.element == PAVA_TYPE_RECORD_ITEM);
     CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n, &member), PAVA_RC_INDEX);
-    CHECK_RC(pava_member_count(PAVA_TYPE_FILE_BLOCK, &n), PAVA_RC_OK);
-    CHECK_RC(pava_member_at(PAVA_TYPE_FILE_BLOCK, n - 1, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "fbCodes") == 0 && member.kind == PAVA_KIND_ROWS && member.count == 200 &&
-          member.size == 13);
-    CHECK_RC(pava_member_at(PAVA_TYPE_SETTING_ITEM, 2, &member), PAVA_RC_OK);
-    CHECK(strcmp(member.name, "setText30") == 0 && member.kind == PAVA_KIND_CHARS && member.size == 30);
     CHECK_RC(pava_member_count(6, &n), PAVA_RC_ARGUMENT);
     CHECK_RC(pava_member_at(-1, 0, &member), PAVA_RC_ARGUMENT);
 
@@ -284,35 +265,9 @@ static void test_tables(void) {
     CHECK_RC(pava_layout(20001, NULL), PAVA_RC_NULL);
     CHECK(strcmp(pava_rc_text(PAVA_RC_TOO_LONG), "bytes longer than the character array") == 0);
     CHECK(strcmp(pava_rc_text(42), "unknown code") == 0);
-}
-
-static void PAVA_CALL collect(const char* text, void* user) {
-    char* log = (char*)user;
-    size_t used = strlen(log);
-    if (used + strlen(text) < 256) strcpy(log + used, text);
-}
-
-static void test_log(void) {
-    char log[256] = "";
-    pava_record* rec = NULL;
-    pava_frames* frames = NULL;
-    pava_record_new(&rec);
-    pava_frames_new(&frames);
-    pava_set_int(rec, "msgId", 20001);
-
-    CHECK_RC(pava_set_log(PAVA_LOG_SINK_CALLBACK, collect, log), PAVA_RC_OK);
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
-    CHECK(strcmp(log, "Data_To_Pava_20001!\n") == 0);
-    CHECK_RC(pava_set_log(PAVA_LOG_SINK_CALLBACK, NULL, NULL), PAVA_RC_NULL); /* the callback stays */
+    /* Log sinks refused. */
+    CHECK_RC(pava_set_log(PAVA_LOG_SINK_CALLBACK, NULL, NULL), PAVA_RC_NULL);
     CHECK_RC(pava_set_log(7, NULL, NULL), PAVA_RC_ARGUMENT);
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
-    CHECK(strcmp(log, "Data_To_Pava_20001!\nData_To_Pava_20001!\n") == 0);
-    CHECK_RC(pava_set_log(PAVA_LOG_SINK_OFF, NULL, NULL), PAVA_RC_OK);
-    CHECK_RC(pava_encode(rec, frames), PAVA_RC_OK);
-    CHECK(strlen(log) == 40);
-
-    pava_frames_free(frames);
-    pava_record_free(rec);
 }
 
 /* A list split over three frames joined again; one frame lost and reported. */
@@ -320,7 +275,6 @@ static void test_joiner(void) {
     pava_record* rec = NULL;
     pava_record* joined = NULL;
     pava_frames* frames = NULL;
-    pava_frames* again = NULL;
     pava_joiner* joiner = NULL;
     pava_join_info info;
     const char* frame = NULL;
@@ -351,15 +305,6 @@ static void test_joiner(void) {
     CHECK(info.rc == 0 && info.tag == 100 && info.frames == 3 && info.complete == 1 && info.problem_count == 0);
     CHECK_RC(pava_list_size(joined, "dataList", &n), PAVA_RC_OK);
     CHECK(n == 900 && get_int(joined, "dataList[899].itemId") == 900);
-    CHECK_RC(pava_frames_new(&again), PAVA_RC_OK);
-    CHECK_RC(pava_encode(joined, again), PAVA_RC_OK); /* the same frames again */
-    CHECK(pava_frames_count(again) == 3);
-    for (i = 0; i < 3 && pava_frames_count(again) == 3; ++i) {
-        pava_frames_at(frames, i, &frame, &wire);
-        pava_frames_at(again, i, &text, &n);
-        CHECK(n == wire && memcmp(frame, text, PAVA_FRAME_SIZE) == 0);
-    }
-    pava_frames_free(again);
     CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_INDEX);
 
     /* The second frame lost: the message is handed out incomplete at the end. */
@@ -412,7 +357,6 @@ int main(void) {
     test_members_by_path();
     test_encode_and_decode();
     test_tables();
-    test_log();
     test_joiner();
     test_dissect();
     if (failures != 0) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "json_record.h"
+#include "../../fuzz/record_image.h"
 
 namespace pava::tool {
 namespace {
@@ -17,8 +18,7 @@ std::string allBytes() {
 }
 
 TEST(JsonRecord, BytesAreLatin1CodePoints) {
-    EXPECT_EQ(bytesToUtf8("A\xe9\xff"), "A\xc3\xa9\xc3\xbf");
-    EXPECT_EQ(utf8ToBytes(bytesToUtf8(allBytes())), allBytes());
+    EXPECT_EQ(bytesToUtf8("A\xe9\xff"), "A\xc3\xa9\xc3\xbf");  // every byte round trips below
     EXPECT_THROW(utf8ToBytes("\xc4\x80"), RecordError);  // U+0100
     EXPECT_THROW(utf8ToBytes("\xe2\x82\xac"), RecordError);
     EXPECT_THROW(utf8ToBytes("\xc3"), RecordError);
@@ -46,23 +46,7 @@ TEST(JsonRecord, OddBytesRoundTripThroughJsonText) {
     for (const char c : text) EXPECT_TRUE(c >= 0x20 && c < 0x7f) << text;  // pure ASCII line
     const PavaFullData back = recordFromJson(Json::parse(text));
 
-    EXPECT_EQ(back.rii, 65535);
-    EXPECT_EQ(back.intValue1, INT32_MIN);
-    EXPECT_EQ(std::string(back.text12b, 13), std::string(rec.text12b, 13));
-    EXPECT_EQ(back.string1, rec.string1);
-    EXPECT_EQ(std::string(back.fileBlock.fbCodes[2], 13), std::string(rec.fileBlock.fbCodes[2], 13));
-    ASSERT_EQ(back.dataList.size(), 2u);
-    EXPECT_EQ(back.dataList[1].itemText, rec.dataList[1].itemText);
-    EXPECT_EQ(std::string(back.dataList[1].itemBlock, 16), std::string(rec.dataList[1].itemBlock, 16));
-    EXPECT_EQ(std::string(back.settingList.at(0).setText30, 30), std::string(30, '\xaa'));
-    ASSERT_EQ(back.recordList.size(), 1u);
-    const PavaFieldItem& f = back.recordList[0].fieldList2.at(0);
-    EXPECT_EQ(f.fieldType, 2);
-    EXPECT_EQ(f.fieldLen, -1);
-    EXPECT_EQ(f.fieldText1, "\x80");
-    EXPECT_EQ(f.fieldText2, std::string(1, '\0'));
-    EXPECT_EQ(back.recordList[0].recText3, "\xff");
-    EXPECT_EQ(back.recordList[0].recInt, 9);
+    EXPECT_TRUE(fuzz::image(back) == fuzz::image(rec));  // every member, every list item
     EXPECT_EQ(jsonLine(recordToJson(back)), text);
 
     // The direct writer of `pava decode` writes the very same line.
@@ -75,13 +59,6 @@ TEST(JsonRecord, OddBytesRoundTripThroughJsonText) {
     appendRecordMembers(none, first, PavaFullData{});
     EXPECT_TRUE(first);
     EXPECT_EQ(none + "}", jsonLine(recordToJson(PavaFullData{})));
-}
-
-TEST(JsonRecord, ZeroAndEmptyMembersAreLeftOut) {
-    PavaFullData rec;
-    rec.msgId = 1;
-    rec.dataList.resize(1);
-    EXPECT_EQ(jsonLine(recordToJson(rec)), R"({"msgId":1,"dataList":[{}]})");
 }
 
 TEST(JsonRecord, RefusesWhatTheRecordCannotHold) {

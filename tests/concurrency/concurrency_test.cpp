@@ -14,6 +14,7 @@
 
 #include "message.h"
 #include "record_image.h"
+#include "../unit/support.h"
 
 namespace pava {
 namespace {
@@ -25,55 +26,10 @@ constexpr int kVariants = 3;
 thread_local std::string t_log;
 void PAVA_CALL collectLog(const char* text, void*) { t_log += text; }
 
-void setText(char* dest, size_t size, const std::string& text) {
-    std::memset(dest, 0, size);
-    std::memcpy(dest, text.data(), std::min(size, text.size()));
-}
-
 // A record for the id: variant 0 small values and lists, variant 1 long lists
-// and texts (split frames, escapes, refusals), variant 2 nothing but the id.
+// and texts (split frames, refusals part way), variant 2 nothing but the id.
 PavaFullData sampleRecord(int id, int variant) {
-    PavaFullData rec;
-    rec.msgId = static_cast<uint16_t>(id);
-    rec.rii = static_cast<uint16_t>(7 + variant);
-    if (variant == 2) return rec;
-    const size_t items = variant == 0 ? 3 : 260;
-    const std::string text = variant == 0 ? "text" : std::string(40, 'L');
-    int32_t* ints[] = {&rec.intValue1, &rec.intValue2, &rec.intValue3, &rec.intValue4, &rec.intValue5,
-                       &rec.intValue6, &rec.intValue7, &rec.intValue8, &rec.intValue9, &rec.intValue10,
-                       &rec.intValue11, &rec.intValue12, &rec.intValue13, &rec.intValue14, &rec.intValue15,
-                       &rec.intValue16};
-    for (int i = 0; i < 16; ++i) *ints[i] = variant == 0 ? i % 3 + 1 : 1000 * i + 7;
-    setText(rec.text12a, sizeof rec.text12a, "CODE-A");
-    setText(rec.text12b, sizeof rec.text12b, "ADDRESS-B-12");
-    setText(rec.text64a, sizeof rec.text64a, text);
-    setText(rec.text64b, sizeof rec.text64b, "TABLE-NAME");
-    setText(rec.fileBlock.fbText16a, sizeof rec.fileBlock.fbText16a, "FILE");
-    rec.fileBlock.fbCount = static_cast<uint16_t>(variant == 0 ? 2 : 150);
-    for (int i = 0; i < rec.fileBlock.fbCount; ++i) setText(rec.fileBlock.fbCodes[i], 13, "CODE" + std::to_string(i));
-    rec.string1 = text;
-    rec.string4 = variant == 0 ? "LD0/LLN0.Mod" : std::string(900, 'S');
-    for (size_t i = 0; i < items; ++i) {
-        PavaDataItem item;
-        item.itemId = static_cast<int32_t>(i + 1);
-        item.itemInt = static_cast<int32_t>(i % 7);
-        item.itemText = i % 2 == 0 ? "short" : text;
-        item.itemText2 = "second";
-        rec.dataList.push_back(item);
-        PavaSettingItem setting;
-        setting.setId = static_cast<int32_t>(i);
-        setting.setText = text;
-        rec.settingList.push_back(setting);
-    }
-    for (size_t r = 0; r < (variant == 0 ? 2 : 40); ++r) {
-        PavaRecordItem record;
-        for (int f = 0; f < 3; ++f) record.fieldList.push_back({f + 1, 4, "abcd", "ef"});
-        record.fieldList2.push_back({2, 2, "xy", ""});
-        rec.recordList.push_back(record);
-    }
-    rec.intValue14 = 2;  // generic tables: a function type that sends records
-    rec.intValue16 = 2;
-    return rec;
+    return variant == 2 ? test::recordFor(id) : test::busyRecord(id, variant == 0 ? 3 : 260, variant == 1);
 }
 
 // Everything one id and variant gives: encoder code, frames, then per frame

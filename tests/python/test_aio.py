@@ -39,27 +39,6 @@ async def take(stream, n):
 
 
 @pytest.mark.asyncio
-async def test_round_trip_through_its_own_server():
-    import pava.aio
-    problems = []
-    server = await pava.aio.start_server(echo, "127.0.0.1", 0, join=True)
-    port = server.sockets[0].getsockname()[1]
-    try:
-        async with await asyncio.wait_for(
-                pava.aio.open_connection("127.0.0.1", port, join=True, on_problem=problems.append), TIMEOUT) as stream:
-            await stream.send_bytes(b"noise\n")  # skipped by the server, which goes on
-            for record in RECORDS:
-                await asyncio.wait_for(stream.send(record), TIMEOUT)
-            got = await asyncio.wait_for(take(stream, len(RECORDS)), TIMEOUT)
-            assert [pava.encode(r) for r in got] == [pava.encode(r) for r in RECORDS]
-            assert len(got[1]["dataList"]) == 1200
-    finally:
-        server.close()
-        await asyncio.wait_for(server.wait_closed(), TIMEOUT)
-    assert problems == []
-
-
-@pytest.mark.asyncio
 async def test_damage_goes_to_on_problem_and_the_end_ends_the_stream():
     import pava.aio
     seen = []
@@ -112,13 +91,23 @@ def frame_events(lines, direction):
 
 
 @pytest.mark.asyncio
-async def test_pava_send_talks_to_a_pava_aio_server(tmp_path):
+async def test_round_trip_through_its_own_server_and_pava_send(tmp_path):
+    import pava.aio
     program = tool()
+    problems = []
     server = await pava.aio.start_server(echo, "127.0.0.1", 0, join=True)
     port = server.sockets[0].getsockname()[1]
     records = tmp_path / "records.json"
     records.write_text(json.dumps([to_tool_json(r) for r in RECORDS]))
     try:
+        async with await asyncio.wait_for(
+                pava.aio.open_connection("127.0.0.1", port, join=True, on_problem=problems.append), TIMEOUT) as stream:
+            await stream.send_bytes(b"noise\n")  # skipped by the server, which goes on
+            for record in RECORDS:
+                await asyncio.wait_for(stream.send(record), TIMEOUT)
+            got = await asyncio.wait_for(take(stream, len(RECORDS)), TIMEOUT)
+            assert [pava.encode(r) for r in got] == [pava.encode(r) for r in RECORDS]
+            assert len(got[1]["dataList"]) == 1200
         proc = await asyncio.create_subprocess_exec(
             program, "send", "--join", "--wait", "0.5", f"127.0.0.1:{port}", str(records),
             stdout=asyncio.subprocess.PIPE, stderr=asyncio.subprocess.PIPE)
@@ -126,6 +115,7 @@ async def test_pava_send_talks_to_a_pava_aio_server(tmp_path):
     finally:
         server.close()
         await asyncio.wait_for(server.wait_closed(), TIMEOUT)
+    assert problems == []
     assert proc.returncode == 0, err
     # What the tool sent came back from the echo server, joined as it was sent.
     assert frame_events(out.splitlines(), "in") == joined(RECORDS)

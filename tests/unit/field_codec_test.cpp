@@ -17,17 +17,6 @@ TEST(ReadDecimal, StopsAtTheEndOfItsRange) {
     EXPECT_EQ(readDecimal(digits, digits), 0);
 }
 
-TEST(IntToText, BasesZeroAndReversal) {
-    char out[40];
-    EXPECT_STREQ(intToText(255, out, 16), "ff");
-    EXPECT_STREQ(intToText(0, out, 10), "0");
-    EXPECT_STREQ(intToText(2147483647, out, 10), "2147483647");
-    char odd[] = "abc", even[] = "abcd";
-    EXPECT_STREQ(reverseText(odd), "cba");
-    EXPECT_STREQ(reverseText(even), "dcba");
-    EXPECT_STREQ(reverseText(nullptr), "");
-}
-
 TEST(CopyTextField, PadsWithNulAndNeverReadsPastTheSource) {
     std::string field(12, 'x');
     copyTextField(field.data(), 12, "abc", 4);

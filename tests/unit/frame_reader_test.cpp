@@ -15,11 +15,11 @@ namespace {
 
 // Every event of a stream fed in pieces of the given sizes (cycled), as text.
 std::vector<std::string> events(const std::string& bytes, FrameForm form, bool lookAhead,
-                                const std::vector<size_t>& pieces, size_t* most = nullptr) {
+                                const std::vector<size_t>& pieces, size_t* most = nullptr, size_t* silent = nullptr) {
     FrameReader reader(form, lookAhead);
     PavaMsg frame;
     std::vector<std::string> out;
-    size_t at = 0;
+    size_t at = 0, covered = 0;
     for (size_t i = 0;; ++i) {
         const ReadEvent e = reader.next(frame);
         if (most != nullptr) *most = std::max(*most, reader.buffered());
@@ -39,12 +39,17 @@ std::vector<std::string> events(const std::string& bytes, FrameForm form, bool l
             EXPECT_TRUE(std::all_of(frame.head + whole, frame.head + sizeof(PavaMsg), [](char c) { return c == 0; }))
                 << "frame at " << e.offset;
         }
+        const size_t whole = form == FrameForm::Raw ? sizeof(PavaMsg)
+                                                    : PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(frame.head));
         if (e.kind == ReadKind::Frame)
             out.push_back(std::to_string(e.offset) + " frame " +
                           std::string(frame.head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(frame.head))));
         else
             out.push_back(std::to_string(e.offset) + " " + describe(e));
+        // Every byte is in a frame or a reported run, but line breaks between frames.
+        covered += e.kind == ReadKind::Frame ? whole : e.length;
     }
+    if (silent != nullptr) *silent = bytes.size() - covered;
     return out;
 }
 
@@ -55,10 +60,10 @@ std::string wire(PavaFullData rec) {
     return out;
 }
 
-std::string hexLine(const std::string& bytes) {
+std::string hexLine(const std::string& bytes, const std::string& blanks = " ") {
     static const char digits[] = "0123456789abcdef";
     std::string out = "0000: ";
-    for (const unsigned char c : bytes) out += {digits[c >> 4], digits[c & 15], ' '};
+    for (const unsigned char c : bytes) out += std::string{digits[c >> 4], digits[c & 15]} + blanks;
     return out + "|text|\n";
 }
 
@@ -76,23 +81,37 @@ TEST(FrameReader, SameEventsWhateverThePieceSizes) {
     std::string block(sizeof(PavaMsg), '\0');
     std::copy(fa.begin(), fa.end(), block.begin());
     const std::string raw = block + std::string(sizeof(PavaMsg), 'x') + block + "abc";
-    const std::string hex = hexLine(fa) + "\n" + hexLine(fa + "zz") + std::string(40000, '0') + "\nzz\n" + hexLine(fb.substr(0, 30)) + hexLine(fb);
+    // Lines of exactly the longest length read and one byte more (blanks before the text column).
+    const size_t longest = FrameReader(FrameForm::Hex, false).capacity() - 1;
+    const auto padded = [&](size_t n) { return hexLine(fa).insert(hexLine(fa).find('|'), n - hexLine(fa).size() + 1, ' '); };
+    // A frame of the longest body with two blanks after each byte still reads.
+    const Encoded split = encode(listRecord(20014, 1100, "item"));
+    const std::string full(split.frames[0].head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(split.frames[0].head)));
+    ASSERT_GT(full.size(), 8150u);
+    const std::string hex = hexLine(fa) + "\n" + hexLine(fa + "zz") + std::string(40000, '0') + "\nzz\n" +
+                            hexLine(fb.substr(0, 30)) + hexLine(fb) + padded(longest) + padded(longest + 1) +
+                            hexLine(full, "  ");
     struct Case {
         const char* name;
         const std::string& bytes;
         FrameForm form;
         bool lookAhead;
+        size_t silent;  // line breaks between frames; the hex form's text is not counted
     };
     const Case cases[] = {
-        {"wire, look-ahead", damaged, FrameForm::Wire, true},
+        {"wire, look-ahead", damaged, FrameForm::Wire, true, 2},
         // A live link without frames cut short: decided the same on any pieces.
-        {"wire, live", "JUNK" + fa + "\n" + fb + noise + fa + fb.substr(0, 30), FrameForm::Wire, false},
-        {"raw", raw, FrameForm::Raw, false},
-        {"hex", hex, FrameForm::Hex, false},
+        {"wire, live", "JUNK" + fa + "\n" + fb + noise + fa + fb.substr(0, 30), FrameForm::Wire, false, 1},
+        {"raw", raw, FrameForm::Raw, false, 0},
+        {"hex", hex, FrameForm::Hex, false, SIZE_MAX},
     };
     for (const Case& c : cases) {
-        const auto whole = events(c.bytes, c.form, c.lookAhead, {c.bytes.size()});
+        size_t silent = 0;
+        const auto whole = events(c.bytes, c.form, c.lookAhead, {c.bytes.size()}, nullptr, &silent);
         EXPECT_GE(whole.size(), 4u) << c.name;
+        if (c.silent != SIZE_MAX) {
+            EXPECT_EQ(silent, c.silent) << c.name;
+        }
         for (const std::vector<size_t>& pieces : {std::vector<size_t>{1}, {7}, {16, 1, 4096}, {5000, 3}}) {
             size_t most = 0;
             EXPECT_EQ(events(c.bytes, c.form, c.lookAhead, pieces, &most), whole) << c.name << ", pieces of " << pieces[0];
@@ -109,6 +128,23 @@ TEST(FrameReader, SameEventsWhateverThePieceSizes) {
                           std::to_string(fb.size()) + " bytes before the next header");
     EXPECT_EQ(got[9], std::to_string(damaged.size() - 30) + " frame cut off at the end of the input: 30 of its " +
                           std::to_string(fb.size()) + " bytes");
+    // Raw blocks and hex lines: their damage where it is.
+    const auto blocks = events(raw, FrameForm::Raw, false, {raw.size()});
+    EXPECT_EQ(blocks, (std::vector<std::string>{"0 frame " + fa, "8208 8208 bytes skipped: no frame header",
+                                                 "16416 frame " + fa,
+                                                 "24624 3 bytes at the end of the input, shorter than a frame"}));
+    const auto lines = events(hex, FrameForm::Hex, false, {hex.size()});
+    const size_t at = hexLine(fa).size() + 1 + hexLine(fa + "zz").size();
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "0 frame " + fa, "98 line 3: 2 bytes behind the frame ignored", "98 frame " + fa,
+                         std::to_string(at) + " line 4: longer than any frame in hex",
+                         std::to_string(at + 40001) + " line 5: not a frame in hex",
+                         std::to_string(at + 40004) + " line 6: frame cut short: 30 of its " + std::to_string(fb.size()) + " bytes",
+                         std::to_string(at + 40004 + hexLine(fb.substr(0, 30)).size()) + " frame " + fb,
+                         std::to_string(hex.size() - hexLine(full, "  ").size() - 2 * longest - 3) + " frame " + fa,
+                         std::to_string(hex.size() - hexLine(full, "  ").size() - longest - 2) +
+                             " line 9: longer than any frame in hex",
+                         std::to_string(hex.size() - hexLine(full, "  ").size()) + " frame " + full}));
 }
 
 TEST(FrameReader, FeedTakesOnlyWhatFitsAndNothingAfterTheEnd) {

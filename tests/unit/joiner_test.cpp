@@ -139,74 +139,48 @@ INSTANTIATE_TEST_SUITE_P(Joiner, JoinEveryId,
                          ::testing::Values(20014, 20016, 20018, 20020, 20155, 30014, 30016, 30018, 10002, 10004,
                                            10006, 61851, 61858, 61901));
 
-class JoinDamage : public ::testing::Test {
-protected:
-    void SetUp() override { Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr); }
-    const Split s = split(dataListRecord(20018, 900));  // three frames
-};
-
-TEST_F(JoinDamage, ReorderedFramesAreJoinedInTheirOrderAndReported) {
-    ASSERT_EQ(s.frames.size(), 3u);
-    const std::vector<JoinedMessage> joined = join(s.frames, {2, 0, 1});
-    ASSERT_EQ(joined.size(), 1u);
-    EXPECT_TRUE(joined[0].complete);
-    EXPECT_EQ(joined[0].tag, 0u);
-    ASSERT_EQ(joined[0].record.dataList.size(), 900u);
-    EXPECT_EQ(joined[0].record.dataList[500].itemId, 500);
-    ASSERT_FALSE(joined[0].problems.empty());
-    ASSERT_EQ(joined[0].problems.size(), 2u);
-    EXPECT_EQ(joined[0].problems[0].what, "frame 1 of 3 arrived after frame 3");
-    EXPECT_EQ(joined[0].problems[1].tag, 100u);
+// One line per message handed out: id/rii, complete or not, frames, list
+// items, and each problem with the tag of its frame.
+std::string summary(const JoinedMessage& m) {
+    std::string out = std::to_string(m.record.msgId) + "/" + std::to_string(m.record.rii) +
+                      (m.complete ? " complete " : " incomplete ") + std::to_string(m.frames) + "f " +
+                      std::to_string(m.record.dataList.size()) + "i";
+    for (const auto& p : m.problems) out += " [" + std::to_string(p.tag) + "] " + p.what;
+    return out;
 }
 
-TEST_F(JoinDamage, MissingRepeatedAndCutOffFrames) {
-    // Frame 2 lost: the message is handed out at the end, incomplete.
-    std::vector<JoinedMessage> joined = join(s.frames, {0, 2});
-    ASSERT_EQ(joined.size(), 1u);
-    EXPECT_FALSE(joined[0].complete);
-    EXPECT_EQ(joined[0].frames, 2u);
-    ASSERT_EQ(joined[0].problems.size(), 1u);
-    EXPECT_EQ(joined[0].problems[0].what, "frame(s) 2 of 3 missing; message cut off at the end of the input");
-
-    // A frame received twice is dropped once, and said so.
-    joined = join(s.frames, {0, 1, 1, 2});
-    ASSERT_EQ(joined.size(), 1u);
-    EXPECT_TRUE(joined[0].complete);
-    EXPECT_EQ(joined[0].record.dataList.size(), 900u);
-    ASSERT_EQ(joined[0].problems.size(), 1u);
-    EXPECT_EQ(joined[0].problems[0].tag, 100u);
-
-    // A new message begins before the last one ended: the first is handed out incomplete.
-    joined = join(s.frames, {0, 1, 0, 1, 2});
-    ASSERT_EQ(joined.size(), 2u);
-    EXPECT_FALSE(joined[0].complete);
-    EXPECT_TRUE(joined[1].complete);
-
-    // Messages joined by the continuation flag alone: one without its last frame.
-    const Split refs = split(dataListRecord(61901, 200));
-    ASSERT_GE(refs.frames.size(), 3u);
-    joined = join(refs.frames, {0, 1});
-    ASSERT_EQ(joined.size(), 1u);
-    EXPECT_FALSE(joined[0].complete);
-    EXPECT_NE(joined[0].problems.at(0).what.find("cut off"), std::string::npos);
-}
-
-TEST_F(JoinDamage, InterleavedMessagesAndSingleFrames) {
+// Frames lost, repeated, reordered, cut off and interleaved with others.
+TEST(JoinDamage, EachDamageIsJoinedAroundAndReported) {
+    Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     PavaFullData other = dataListRecord(20018, 900);
     other.rii = 8;
-    const Split t = split(other);
     PavaFullData lone;
     lone.msgId = 20001;
-    PavaMsgList single;
-    ASSERT_EQ(Data_To_Pava(&lone, &single), PAVA_OK);
-    PavaMsgList mixed = {s.frames[0], t.frames[0], single[0], s.frames[1], t.frames[1], t.frames[2], s.frames[2]};
-    const std::vector<JoinedMessage> joined = join(mixed, inOrder(mixed.size()));
-    ASSERT_EQ(joined.size(), 3u);
-    EXPECT_EQ(joined[0].record.msgId, 20001);
-    EXPECT_EQ(joined[1].record.rii, 8);
-    EXPECT_EQ(joined[2].record.rii, 7);
-    for (const JoinedMessage& m : joined) EXPECT_TRUE(m.complete && m.problems.empty());
-    EXPECT_EQ(joined[2].record.dataList.size(), 900u);
+    PavaMsgList pool;  // 0-2: 20018 rii 7, 3-5: 20018 rii 8, 6: 20001, 7-: 61901 by continuation flags
+    for (PavaFullData rec : {dataListRecord(20018, 900), other, lone, dataListRecord(61901, 200)}) {
+        const Split s = split(rec);
+        pool.insert(pool.end(), s.frames.begin(), s.frames.end());
+    }
+    ASSERT_GE(pool.size(), 10u);
+    const struct {
+        std::vector<size_t> order;
+        std::vector<std::string> want;
+    } cases[] = {
+        {{2, 0, 1}, {"20018/7 complete 3f 900i [0] frame 1 of 3 arrived after frame 3 [100] frame 2 of 3 arrived after frame 3"}},
+        {{0, 2}, {"20018/7 incomplete 2f 561i [200] frame(s) 2 of 3 missing; message cut off at the end of the input"}},
+        {{0, 1, 1, 2}, {"20018/7 complete 3f 900i [100] frame 2 of 3 received again; the repeat is dropped"}},
+        {{0, 1, 0, 1, 2},
+         {"20018/7 incomplete 2f 678i [0] frame(s) 3 of 3 missing; frames missing: the next message began before they came",
+          "20018/7 complete 3f 900i"}},
+        {{7, 8}, {"61901/7 incomplete 2f 102i [800] message cut off at the end of the input: its last frame "
+                  "(continuation flag 0) never came"}},
+        {{0, 3, 6, 1, 4, 5, 2}, {"20001/0 complete 1f 0i", "20018/8 complete 3f 900i", "20018/7 complete 3f 900i"}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> got;
+        for (const JoinedMessage& m : join(pool, c.order)) got.push_back(summary(m));
+        EXPECT_EQ(got, c.want) << testing::PrintToString(c.order);
+    }
 }
 
 TEST(Joiner, NullFrameAndHostileMarks) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "layout.h"
+#include "record_image.h"
 #include "support.h"
 
 namespace pava {
@@ -57,13 +58,10 @@ constexpr Field kLongItem[] = {
 constexpr Field kCharItem[] = {{0, 1, Text, M::itemText}, {1, 1, Text, M::itemText2}};
 
 void expectSameItem(const PavaDataItem& a, const PavaDataItem& b, const char* path) {
-    EXPECT_EQ(a.itemId, b.itemId) << path;
-    EXPECT_EQ(a.itemInt, b.itemInt) << path;
-    EXPECT_EQ(a.itemInt2, b.itemInt2) << path;
-    EXPECT_EQ(a.itemInt3, b.itemInt3) << path;
-    EXPECT_EQ(a.itemText, b.itemText) << path;
-    EXPECT_EQ(a.itemText2, b.itemText2) << path;
-    EXPECT_EQ(std::string(a.itemBlock, 16), std::string(b.itemBlock, 16)) << path;
+    std::string imageA, imageB;
+    fuzz::detail::appendMembers(imageA, const_cast<PavaDataItem&>(a), MemberOwner::Item);
+    fuzz::detail::appendMembers(imageB, const_cast<PavaDataItem&>(b), MemberOwner::Item);
+    EXPECT_EQ(test::printable(imageA), test::printable(imageB)) << path;
 }
 
 // A list's item table resolved once at run time, and unrolled at compile

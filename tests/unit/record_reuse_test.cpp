@@ -36,35 +36,11 @@ std::vector<PavaMsg> framesOfEveryId() {
     return frames;
 }
 
-// Every list filled, with long strings, nested fields and where-items, and
-// every member a reused item could keep set.
-PavaFullData crowdedRecord() {
-    PavaFullData rec = test::busyRecord(10001, 50, true);
-    for (PavaDataItem& item : rec.dataList) {
-        item.itemInt = item.itemInt3 = 77;
-        std::memset(item.itemBlock, 'b', sizeof item.itemBlock);
-        item.itemText2 = std::string(90, 's');
-    }
-    rec.dataList2 = rec.dataList;
-    for (PavaSettingItem& item : rec.settingList) {
-        item.setInt = 5;
-        std::memset(item.setText30, 'c', sizeof item.setText30);
-        item.setText2 = std::string(300, 'q');
-    }
-    for (PavaRecordItem& record : rec.recordList) {
-        record.fieldList2 = record.fieldList;
-        record.fieldList2.push_back(test::fieldItem(9, std::string(200, 'w')));
-        record.recText1 = record.recText2 = record.recText3 = std::string(40, 'r');
-        record.recInt = 3;
-    }
-    return rec;
-}
-
 TEST(RecordReuse, EveryFrameDecodesAsIntoANewRecordWhateverTheRecordHeld) {
     Pava_SetLogOutput(PAVA_LOG_OFF, nullptr, nullptr);
     const std::vector<PavaMsg> frames = framesOfEveryId();
     ASSERT_GT(frames.size(), 400u);
-    const PavaFullData crowded = crowdedRecord();
+    const PavaFullData crowded = fuzz::crowdedRecord(50);
     // One record that decodes every frame in turn, so that each decode meets
     // what the one before left, and a crowded copy for each frame.
     PavaFullData running;
@@ -115,20 +91,18 @@ TEST(RecordReuse, ARecordDecodedAgainKeepsItsItemsMemory) {
         PavaMsgList frames;
         ASSERT_EQ(Data_To_Pava(&rec, &frames), 0) << id;
         PavaFullData out;
-        ASSERT_EQ(Pava_To_Data(&frames[0], &out), 0) << id;
-        const std::vector<const void*> before = [&] {
-            std::vector<const void*> texts;
-            for (const PavaDataItem& item : out.dataList) texts.push_back(item.itemText2.data());
+        const auto texts = [&] {
+            std::vector<const void*> at;
+            for (const PavaDataItem& item : out.dataList) at.push_back(item.itemText2.data());
             for (const PavaRecordItem& record : out.recordList)
-                for (const PavaFieldItem& field : record.fieldList) texts.push_back(field.fieldText1.data());
-            return texts;
-        }();
+                for (const PavaFieldItem& field : record.fieldList) at.push_back(field.fieldText1.data());
+            return at;
+        };
+        ASSERT_EQ(Pava_To_Data(&frames[0], &out), 0) << id;
+        const std::vector<const void*> before = texts();
         ASSERT_FALSE(before.empty()) << id;
         ASSERT_EQ(Pava_To_Data(&frames[0], &out), 0) << id;
-        std::vector<const void*> after;
-        for (const PavaDataItem& item : out.dataList) after.push_back(item.itemText2.data());
-        for (const PavaRecordItem& record : out.recordList)
-            for (const PavaFieldItem& field : record.fieldList) after.push_back(field.fieldText1.data());
+        const std::vector<const void*> after = texts();
         EXPECT_EQ(after, before) << id;
     }
     Pava_SetLogOutput(PAVA_LOG_STDOUT, nullptr, nullptr);

@@ -157,16 +157,6 @@ inline Encoded encode(PavaFullData rec) {
     return e;
 }
 
-// The encoder succeeded and sent exactly frames with these headers.
-inline testing::AssertionResult sent(const Encoded& e, const std::vector<std::string>& heads) {
-    std::vector<std::string> got;
-    for (const PavaMsg& frame : e.frames) got.push_back(headOf(frame));
-    if (e.rc == 0 && got == heads) return testing::AssertionSuccess();
-    auto failure = testing::AssertionFailure() << "rc " << e.rc << ", headers:";
-    for (const std::string& h : got) failure << " [" << printable(h) << "]";
-    return failure;
-}
-
 struct Decoded {
     int rc = 0;
     PavaFullData rec;
@@ -179,13 +169,6 @@ inline Decoded decode(const PavaMsg& frame) {
     d.rc = Pava_To_Data(&frame, &d.rec);
     d.log = capture.text();
     return d;
-}
-
-inline int decode(const PavaMsg& frame, PavaFullData& out, std::string* log = nullptr) {
-    LogCapture capture;
-    const int rc = Pava_To_Data(&frame, &out);
-    if (log != nullptr) *log = capture.text();
-    return rc;
 }
 
 }  // namespace pava::test

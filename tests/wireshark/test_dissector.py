@@ -94,7 +94,11 @@ def generated_frames(tmp_path):
     source.write_text(json.dumps(records))
     out = tmp_path / "generated.pava"
     subprocess.run([PAVA, "encode", str(source), "-o", str(out)], stdout=subprocess.DEVNULL, check=False)
-    data = out.read_bytes()
+    return cut(out.read_bytes())
+
+
+def cut(data):
+    """Wire-form frames, one after the other, cut at their declared lengths."""
     frames = []
     while len(data) >= 16:
         n = max(0, min(declared(data[:16]), MAX_BODY))
@@ -357,12 +361,7 @@ def test_split_messages_are_linked_and_other_ports_need_a_choice(tmp_path):
     (tmp_path / "split.json").write_text(json.dumps(record))
     subprocess.run([PAVA, "encode", str(tmp_path / "split.json"), "-o", str(tmp_path / "split.pava")],
                    check=True, stdout=subprocess.DEVNULL)
-    data = (tmp_path / "split.pava").read_bytes()
-    frames = []
-    while data:
-        n = 16 + declared(data[:16])
-        frames.append(data[:n])
-        data = data[n:]
+    frames = cut((tmp_path / "split.pava").read_bytes())
     assert len(frames) >= 2
     stream = TcpStream(41000, PORT)
     for f in frames:
