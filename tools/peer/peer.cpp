@@ -602,13 +602,23 @@ private:
             });
             return;
         }
-        asio::async_write(m_socket, asio::buffer(c.bytes), [self = shared_from_this()](asio::error_code ec, size_t n) {
-            self->written(ec, n);
-        });
+        m_inFlight = true;
+        if (!m_stallArmed) stallCheck();
+        // Every part of the chunk the socket takes counts as progress, not
+        // only the whole of it.
+        asio::async_write(
+            m_socket, asio::buffer(c.bytes),
+            [self = shared_from_this()](const asio::error_code& ec, size_t n) {
+                self->m_chunkTaken = n;
+                return asio::transfer_all()(ec, n);
+            },
+            [self = shared_from_this()](asio::error_code ec, size_t n) { self->written(ec, n); });
     }
 
     void written(asio::error_code ec, size_t n) {
         m_writing = false;
+        m_inFlight = false;
+        m_chunkTaken = 0;
         if (m_closed) return;
         if (ec) return close("error: " + ec.message());
         if (m_peer.recorder) m_peer.recorder->data(m_recording, ourSide(), m_out.front().bytes.data(), n);
@@ -722,23 +732,37 @@ private:
         }
     }
 
-    // The feed waits for the peer: counted from the last frame it sent or
-    // the last output it took, at most --wait seconds.
+    // The connection waits for the peer: to take the output being written,
+    // or (playing a feed) to send the frames the feed waits for. Without
+    // progress for the bound (--wait for send and replay, kLinger for serve)
+    // it is closed as stalled. Progress on output in flight is a byte taken,
+    // whatever the peer sends; otherwise a byte taken or a frame received.
     void stallCheck() {
-        const uint64_t progress = m_framesIn + m_bytesOut;
-        if (m_stallArmed && progress == m_stallProgress) return;
+        const uint64_t taken = m_bytesOut + m_chunkTaken;
+        if (m_stallArmed && taken == m_stallTaken && m_framesIn == m_stallFrames) return;
         m_stallArmed = true;
-        m_stallProgress = progress;
+        m_stallTaken = taken;
+        m_stallFrames = m_framesIn;
+        const uint64_t generation = ++m_stallGeneration;
         if (!m_stallTimer) {
             m_stallTimer = std::make_shared<asio::steady_timer>(m_peer.io);
             m_sendTimers.push_back(m_stallTimer);
         }
-        m_stallTimer->expires_after(std::chrono::duration_cast<Clock::duration>(
-            std::chrono::duration<double>(m_peer.o.wait)));
-        m_stallTimer->async_wait([self = shared_from_this(), progress](asio::error_code ec) {
-            if (ec || self->m_closed || !self->m_feed || self->m_stallProgress != progress) return;
+        const bool timed = m_sending || m_peer.makeFeed;
+        m_stallTimer->expires_after(timed ? std::chrono::duration_cast<Clock::duration>(
+                                                std::chrono::duration<double>(m_peer.o.wait))
+                                          : Clock::duration(kLinger));
+        m_stallTimer->async_wait([self = shared_from_this(), generation](asio::error_code ec) {
+            if (generation != self->m_stallGeneration) return;
             self->m_stallArmed = false;
-            if (self->m_framesIn + self->m_bytesOut != progress) return self->pumpFeed();
+            if (ec || self->m_closed) return;
+            const bool took = self->m_bytesOut + self->m_chunkTaken != self->m_stallTaken;
+            if (self->m_inFlight) {
+                if (took) return self->stallCheck();
+                return self->close("stalled: the peer takes nothing of what is sent");
+            }
+            if (!self->m_feed) return;
+            if (took || self->m_framesIn != self->m_stallFrames) return self->pumpFeed();
             self->close("stalled: the peer did not send or take what the replay waits for within --wait");
         });
     }
@@ -782,6 +806,8 @@ private:
     size_t m_outBytes = 0;
     uint64_t m_outOffset = 0;
     bool m_writing = false;
+    bool m_inFlight = false;   // a write is on the socket (not waiting out a pause)
+    size_t m_chunkTaken = 0;   // of the chunk in flight, what the socket took so far
     bool m_closing = false;  // closes once the output queued is written
     bool m_closed = false;
     bool m_readOver = false;
@@ -805,7 +831,7 @@ private:
     std::unique_ptr<Feed> m_feed;
     std::shared_ptr<asio::steady_timer> m_stallTimer;
     bool m_stallArmed = false;
-    uint64_t m_stallProgress = 0;
+    uint64_t m_stallTaken = 0, m_stallFrames = 0, m_stallGeneration = 0;
     std::unordered_map<int, std::deque<std::pair<int, Clock::time_point>>> m_waiting;
 };
 
