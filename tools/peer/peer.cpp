@@ -149,7 +149,6 @@ struct Peer {
     size_t nextExpected = 0;
     std::unique_ptr<PavaMsg> outFrame = std::make_unique<PavaMsg>();  // a frame of the input being sent
     PavaFullData record;  // scratch: a decoded frame
-    PavaFullData reply;   // scratch: a reply before it is encoded
     PavaMsgList encoded;  // scratch: a reply's frames
     std::unordered_set<std::shared_ptr<Connection>> connections;
     uint64_t nextId = 0;
@@ -436,10 +435,10 @@ private:
         const Faults& faults = a.faults ? *a.faults : m_peer.script->faults;
         std::vector<PavaMsgList> later;  // a delayed action's frames, built now
         for (const Reply& r : a.send) {
-            r.build(request, m_peer.reply);
-            const int rc = Data_To_Pava(&m_peer.reply, &m_peer.encoded);
+            PavaFullData& reply = r.build(request);
+            const int rc = Data_To_Pava(&reply, &m_peer.encoded);
             if (rc != PAVA_OK) {
-                fmt::print(stderr, "pava: connection {}: {:05} not encoded: rc {:#x}\n", m_id, m_peer.reply.msgId, rc);
+                fmt::print(stderr, "pava: connection {}: {:05} not encoded: rc {:#x}\n", m_id, reply.msgId, rc);
                 continue;
             }
             if (a.delayMs == 0)
