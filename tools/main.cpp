@@ -152,7 +152,9 @@ int main(int argc, char** argv) {
     auto* sw = snd->add_flag("--wire", sendWire, "FILE holds frames in wire form, as `pava decode` reads them");
     auto* sr = snd->add_flag("--raw", sendRaw, "FILE holds whole 8208-byte frames")->excludes(sw);
     snd->add_flag("--hex", sendHex, "FILE holds frames as hex lines")->excludes(sw)->excludes(sr);
-    snd->add_option("--wait", peer.wait, "seconds to keep reading after the last send")->capture_default_str();
+    snd->add_option("--wait", peer.wait,
+                    "seconds to keep reading after the last send; also the longest a connection waits for the peer "
+                    "to take any of what is sent")->capture_default_str();
     snd->add_option("--expect", peer.expect,
                     "a list of matchers that must all arrive within --wait (exit 1 and what is missing otherwise)");
     snd->add_option("--connections", peer.connections, "connections opened at once, each sending FILE")

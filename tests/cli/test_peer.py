@@ -352,3 +352,24 @@ def test_recorded_sessions_decode_to_the_frames_exchanged(serve, tmp_path):
             (1, server.address)}
         for side in ("client", "server"):
             assert [(l["offset"], l["msgId"], l.get("rii", 0)) for l in lines if l["from"] == side] == want[side]
+
+
+def test_send_to_a_peer_that_never_reads_ends_as_stalled(tmp_path):
+    # Accepts, never reads: once both socket buffers are full, nothing the
+    # sender writes is taken, yet its output stays under --max-pending.
+    listener = socket.socket()
+    listener.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+    listener.bind(("127.0.0.1", 0))
+    listener.listen(1)
+    big = {"msgId": 20016, "rii": 1, "text12b": "ADDR",
+           "dataList": [{"itemId": i, "itemText": "t" * 20} for i in range(200)]}
+    try:
+        started = time.monotonic()
+        got, _ = send(tmp_path, "127.0.0.1:%d" % listener.getsockname()[1], [big], "-q",
+                      "--repeat", "2000", "--wait", "1")
+        elapsed = time.monotonic() - started
+    finally:
+        listener.close()
+    closes = [e for e in got if e["event"] == "close"]
+    assert [c["reason"] for c in closes] == ["stalled: the peer takes nothing of what is sent"]
+    assert 0 < closes[0]["bytesOut"] < 2000 * 4000 and elapsed < 10 * SLOW

@@ -108,6 +108,10 @@ std::string wireOf(const PavaMsg& f) {
     return std::string(f.head, PAVA_HEAD_LEN + static_cast<size_t>(headerBodyLength(f.head)));
 }
 
+// Whether a message's frames go out as they are, each once and in order:
+// then no order is made for them (a reply's hot path allocates nothing).
+bool inOrder(const Faults& f) noexcept { return f.drop == 0 && f.repeat == 0 && f.swap == 0; }
+
 // The order a split message's frames go out in: a frame dropped, one sent
 // twice, one sent after the frame behind it (frame numbers from 1).
 std::vector<size_t> frameOrder(size_t n, const Faults& f) {
@@ -149,7 +153,6 @@ struct Peer {
     size_t nextExpected = 0;
     std::unique_ptr<PavaMsg> outFrame = std::make_unique<PavaMsg>();  // a frame of the input being sent
     PavaFullData record;  // scratch: a decoded frame
-    PavaFullData reply;   // scratch: a reply before it is encoded
     PavaMsgList encoded;  // scratch: a reply's frames
     std::unordered_set<std::shared_ptr<Connection>> connections;
     uint64_t nextId = 0;
@@ -436,10 +439,10 @@ private:
         const Faults& faults = a.faults ? *a.faults : m_peer.script->faults;
         std::vector<PavaMsgList> later;  // a delayed action's frames, built now
         for (const Reply& r : a.send) {
-            r.build(request, m_peer.reply);
-            const int rc = Data_To_Pava(&m_peer.reply, &m_peer.encoded);
+            PavaFullData& reply = r.build(request);
+            const int rc = Data_To_Pava(&reply, &m_peer.encoded);
             if (rc != PAVA_OK) {
-                fmt::print(stderr, "pava: connection {}: {:05} not encoded: rc {:#x}\n", m_id, m_peer.reply.msgId, rc);
+                fmt::print(stderr, "pava: connection {}: {:05} not encoded: rc {:#x}\n", m_id, reply.msgId, rc);
                 continue;
             }
             if (a.delayMs == 0)
@@ -493,6 +496,13 @@ private:
     // The frames of one message onto the wire, with the faults asked for.
     void send(const PavaMsgList& frames, const Faults& f) {
         if (m_closed || m_closing) return;
+        if (inOrder(f)) {
+            for (const PavaMsg& frame : frames) {
+                sendFrame(frame, f);
+                if (m_closing) break;
+            }
+            return;
+        }
         for (const size_t i : frameOrder(frames.size(), f)) {
             sendFrame(frames[i], f);
             if (m_closing) break;
@@ -602,13 +612,23 @@ private:
             });
             return;
         }
-        asio::async_write(m_socket, asio::buffer(c.bytes), [self = shared_from_this()](asio::error_code ec, size_t n) {
-            self->written(ec, n);
-        });
+        m_inFlight = true;
+        if (!m_stallArmed) stallCheck();
+        // Every part of the chunk the socket takes counts as progress, not
+        // only the whole of it.
+        asio::async_write(
+            m_socket, asio::buffer(c.bytes),
+            [self = shared_from_this()](const asio::error_code& ec, size_t n) {
+                self->m_chunkTaken = n;
+                return asio::transfer_all()(ec, n);
+            },
+            [self = shared_from_this()](asio::error_code ec, size_t n) { self->written(ec, n); });
     }
 
     void written(asio::error_code ec, size_t n) {
         m_writing = false;
+        m_inFlight = false;
+        m_chunkTaken = 0;
         if (m_closed) return;
         if (ec) return close("error: " + ec.message());
         if (m_peer.recorder) m_peer.recorder->data(m_recording, ourSide(), m_out.front().bytes.data(), n);
@@ -722,23 +742,37 @@ private:
         }
     }
 
-    // The feed waits for the peer: counted from the last frame it sent or
-    // the last output it took, at most --wait seconds.
+    // The connection waits for the peer: to take the output being written,
+    // or (playing a feed) to send the frames the feed waits for. Without
+    // progress for the bound (--wait for send and replay, kLinger for serve)
+    // it is closed as stalled. Progress on output in flight is a byte taken,
+    // whatever the peer sends; otherwise a byte taken or a frame received.
     void stallCheck() {
-        const uint64_t progress = m_framesIn + m_bytesOut;
-        if (m_stallArmed && progress == m_stallProgress) return;
+        const uint64_t taken = m_bytesOut + m_chunkTaken;
+        if (m_stallArmed && taken == m_stallTaken && m_framesIn == m_stallFrames) return;
         m_stallArmed = true;
-        m_stallProgress = progress;
+        m_stallTaken = taken;
+        m_stallFrames = m_framesIn;
+        const uint64_t generation = ++m_stallGeneration;
         if (!m_stallTimer) {
             m_stallTimer = std::make_shared<asio::steady_timer>(m_peer.io);
             m_sendTimers.push_back(m_stallTimer);
         }
-        m_stallTimer->expires_after(std::chrono::duration_cast<Clock::duration>(
-            std::chrono::duration<double>(m_peer.o.wait)));
-        m_stallTimer->async_wait([self = shared_from_this(), progress](asio::error_code ec) {
-            if (ec || self->m_closed || !self->m_feed || self->m_stallProgress != progress) return;
+        const bool timed = m_sending || m_peer.makeFeed;
+        m_stallTimer->expires_after(timed ? std::chrono::duration_cast<Clock::duration>(
+                                                std::chrono::duration<double>(m_peer.o.wait))
+                                          : Clock::duration(kLinger));
+        m_stallTimer->async_wait([self = shared_from_this(), generation](asio::error_code ec) {
+            if (generation != self->m_stallGeneration) return;
             self->m_stallArmed = false;
-            if (self->m_framesIn + self->m_bytesOut != progress) return self->pumpFeed();
+            if (ec || self->m_closed) return;
+            const bool took = self->m_bytesOut + self->m_chunkTaken != self->m_stallTaken;
+            if (self->m_inFlight) {
+                if (took) return self->stallCheck();
+                return self->close("stalled: the peer takes nothing of what is sent");
+            }
+            if (!self->m_feed) return;
+            if (took || self->m_framesIn != self->m_stallFrames) return self->pumpFeed();
             self->close("stalled: the peer did not send or take what the replay waits for within --wait");
         });
     }
@@ -782,6 +816,8 @@ private:
     size_t m_outBytes = 0;
     uint64_t m_outOffset = 0;
     bool m_writing = false;
+    bool m_inFlight = false;   // a write is on the socket (not waiting out a pause)
+    size_t m_chunkTaken = 0;   // of the chunk in flight, what the socket took so far
     bool m_closing = false;  // closes once the output queued is written
     bool m_closed = false;
     bool m_readOver = false;
@@ -805,7 +841,7 @@ private:
     std::unique_ptr<Feed> m_feed;
     std::shared_ptr<asio::steady_timer> m_stallTimer;
     bool m_stallArmed = false;
-    uint64_t m_stallProgress = 0;
+    uint64_t m_stallTaken = 0, m_stallFrames = 0, m_stallGeneration = 0;
     std::unordered_map<int, std::deque<std::pair<int, Clock::time_point>>> m_waiting;
 };
 

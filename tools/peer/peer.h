@@ -61,9 +61,10 @@ using FeedMaker = std::function<std::unique_ptr<Feed>()>;
 // Exit codes as the other commands use them: 0, 1 (expectations not met),
 // 2 (command line or script), 4 (cannot listen or connect). With a feed
 // maker, every connection plays the feed made for it (send then sends no
-// FILE; a connection given no feed sends nothing); a
-// connection whose feed waits for the peer's frames, or for the peer to
-// take its output, longer than `wait` seconds is closed as stalled.
+// FILE; a connection given no feed sends nothing); a connection whose feed
+// waits for the peer's frames longer than `wait` seconds is closed as
+// stalled. Any connection whose peer takes none of the output being written
+// for `wait` seconds (runServe without a feed: 5 s) is closed as stalled too.
 int runServe(const PeerOptions& o, const FeedMaker& feed = {});
 int runSend(const PeerOptions& o, const FeedMaker& feed = {});
 

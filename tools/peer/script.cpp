@@ -282,9 +282,9 @@ bool Match::matches(const PavaFullData& rec) const noexcept {
     return true;
 }
 
-void Reply::build(const PavaFullData* request, PavaFullData& out) const {
-    out = record;
-    if (copies.empty()) return;
+PavaFullData& Reply::build(const PavaFullData* request) const {
+    PavaFullData& out = record;
+    if (copies.empty()) return out;
     static const PavaFullData none;  // what a copy reads without a request: zeros
     auto& from = const_cast<PavaFullData&>(request != nullptr ? *request : none);  // slots are only read
     for (const Copy& c : copies) {
@@ -316,6 +316,7 @@ void Reply::build(const PavaFullData* request, PavaFullData& out) const {
             }
         }
     }
+    return out;
 }
 
 const Rule* Script::ruleFor(const PavaFullData& rec) const noexcept {

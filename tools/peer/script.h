@@ -59,15 +59,19 @@ struct Faults {
 
 // A record to send; members named "$member" are copied from the received one.
 struct Reply {
-    PavaFullData record;
+    // Built in place: every copy rewrites the whole of its member, so the
+    // members no copy names keep the script's values from one reply to the
+    // next and the record is never copied.
+    mutable PavaFullData record;
     struct Copy {
         Member to;
         Member from;
     };
     std::vector<Copy> copies;
 
-    // The record to send in answer to `request` (null: none, copies give zeros).
-    void build(const PavaFullData* request, PavaFullData& out) const;
+    // The record to send in answer to `request` (null: none, copies give
+    // zeros), valid until the next build.
+    PavaFullData& build(const PavaFullData* request) const;
 };
 
 struct Action {
