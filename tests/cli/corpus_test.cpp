@@ -23,6 +23,7 @@
 #include "analyzer.h"
 #include "json_record.h"
 #include "message.h"
+#include "corpus_text.h"
 #include "unit/support.h"
 
 namespace pava::tool {
@@ -35,19 +36,7 @@ bool isPieces(const Json& j) {
     return j.is_array() && std::any_of(j.begin(), j.end(), [](const Json& p) { return p.is_object() && p.contains("repeat"); });
 }
 
-std::string textOf(const Json& j) {
-    if (j.is_string()) return utf8ToBytes(j.get_ref<const std::string&>());
-    std::string out;
-    for (const Json& p : j) {
-        if (p.is_string()) {
-            out += utf8ToBytes(p.get_ref<const std::string&>());
-            continue;
-        }
-        const std::string unit = utf8ToBytes(p.at("repeat").get<std::string>());
-        for (int i = p.at("times").get<int>(); i > 0; --i) out += unit;
-    }
-    return out;
-}
+using test::textOf;
 
 // Runs of 16 or more equal bytes as repeat pieces.
 Json piecesOf(const std::string& bytes) {

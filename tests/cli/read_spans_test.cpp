@@ -16,6 +16,7 @@
 #include "frame_header.h"
 #include "json_record.h"
 #include "read_trace.h"
+#include "corpus_text.h"
 #include "unit/support.h"
 
 namespace pava::tool {
@@ -25,18 +26,7 @@ namespace {
 // the next item's head is read from the value bytes again.
 const std::set<int> kReadsTwice = {61851};
 
-std::string textOf(const Json& j) {
-    if (j.is_string()) return utf8ToBytes(j.get_ref<const std::string&>());
-    std::string out;
-    for (const Json& p : j) {
-        if (p.is_string()) {
-            out += utf8ToBytes(p.get_ref<const std::string&>());
-        } else {
-            for (int i = p.at("times").get<int>(); i > 0; --i) out += utf8ToBytes(p.at("repeat").get<std::string>());
-        }
-    }
-    return out;
-}
+using test::textOf;
 
 std::vector<PavaMsg> corpusFrames() {
     std::vector<PavaMsg> frames;

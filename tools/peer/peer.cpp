@@ -659,17 +659,7 @@ private:
             if (m_peer.o.rate > 0) {
                 const auto due = m_sendStart + std::chrono::duration_cast<Clock::duration>(
                                                    std::chrono::duration<double>(m_sent / m_peer.o.rate));
-                if (due > Clock::now()) {
-                    if (!m_rateArmed) {
-                        m_rateArmed = true;
-                        rateTimer().expires_at(due);
-                        rateTimer().async_wait([self = shared_from_this()](asio::error_code ec) {
-                            self->m_rateArmed = false;
-                            if (!ec) self->pump();
-                        });
-                    }
-                    return;
-                }
+                if (resumeAt(due, &Connection::pump)) return;
             }
             const Outgoing& msg = input[m_next];
             m_waiting[msg.rii].emplace_back(msg.id, Clock::now());
@@ -722,17 +712,7 @@ private:
                 // apart, a tiny --speed) is held there, within the clock's range.
                 const auto due = m_sendStart + std::chrono::duration_cast<Clock::duration>(
                                                    std::chrono::duration<double>(std::min(f->at, 1e9)));
-                if (due > Clock::now()) {
-                    if (!m_rateArmed) {
-                        m_rateArmed = true;
-                        rateTimer().expires_at(due);
-                        rateTimer().async_wait([self = shared_from_this()](asio::error_code ec) {
-                            self->m_rateArmed = false;
-                            if (!ec) self->pumpFeed();
-                        });
-                    }
-                    return;
-                }
+                if (resumeAt(due, &Connection::pumpFeed)) return;
             }
             const size_t n = std::min(f->wire.size(), sizeof(PavaMsg));
             std::memcpy(m_peer.outFrame->head, f->wire.data(), n);
@@ -782,6 +762,20 @@ private:
     PavaMsg& frame() {
         if (!m_frame) m_frame = std::make_unique<PavaMsg>();
         return *m_frame;
+    }
+
+    // While due is ahead, step runs again then (one wait at a time): true.
+    bool resumeAt(Clock::time_point due, void (Connection::*step)()) {
+        if (due <= Clock::now()) return false;
+        if (!m_rateArmed) {
+            m_rateArmed = true;
+            rateTimer().expires_at(due);
+            rateTimer().async_wait([self = shared_from_this(), step](asio::error_code ec) {
+                self->m_rateArmed = false;
+                if (!ec) (self.get()->*step)();
+            });
+        }
+        return true;
     }
 
     // Both cancelled with the periodic ones when the connection closes.
