@@ -430,7 +430,15 @@ private:
         m_peer.stats.rttMicros.push_back(static_cast<uint32_t>(std::min<int64_t>(rtt, UINT32_MAX)));
         queue.erase(pick);
         --m_unanswered;
-        if (!m_sendsLeft && m_unanswered == 0 && m_peer.o.summary && m_out.empty()) drain("done");
+        doneIfAnswered();
+    }
+
+    // A load run (--summary) ends as soon as everything was sent, answered and
+    // written, whichever of the last reply and the last write comes last.
+    void doneIfAnswered() {
+        if (m_peer.o.summary && m_waitArmed && m_drainReason == nullptr && !m_sendsLeft && m_unanswered == 0 &&
+            m_out.empty())
+            drain("done");
     }
 
     // A script action: its records built now (copying from the request),
@@ -643,6 +651,7 @@ private:
         else if (m_sending)
             pump();
         write();
+        if (m_sending) doneIfAnswered();
         finishIfDone();
     }
 
@@ -686,7 +695,8 @@ private:
         if (m_waitArmed) return;
         m_waitArmed = true;
         m_peer.lastSend = Clock::now();
-        if (m_peer.o.summary && m_unanswered == 0 && m_out.empty()) return drain("done");
+        doneIfAnswered();
+        if (m_drainReason != nullptr) return;
         doneTimer().expires_after(std::chrono::duration_cast<Clock::duration>(
             std::chrono::duration<double>(m_peer.o.wait)));
         doneTimer().async_wait([self = shared_from_this()](asio::error_code ec) {
