@@ -14,9 +14,11 @@ export WINEPREFIX WINEDEBUG=-all
 wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
 cleanup() { "$wineserver" -k >/dev/null 2>&1 || true; rm -rf "$WINEPREFIX" "$WINEPREFIX.lock"; }
 trap cleanup EXIT
-# One wine server for all test programs instead of one per program.
+# One wine server for all test programs, started before any of them and kept
+# while idle (-p): a server that one program started quits a few seconds after
+# it, and two tests starting the next one at once can lose their connection.
+"$wineserver" -p
 scripts/wine-run.sh cmd /c exit >/dev/null 2>&1 || true
-"$wineserver" -p >/dev/null 2>&1 || true
 
 cmake --workflow --preset windows-x64
 cmake --workflow --preset linux-i386
