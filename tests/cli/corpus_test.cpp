@@ -7,7 +7,8 @@
 //            "members" (only these), "log"}
 // A null record or head calls the codec of "id" directly without one.
 // "body" is the whole 8192-byte body up to its last non-NUL byte; any text
-// may be written as pieces: ["abc", {"repeat": "x", "times": 8154}, ...].
+// may be written as pieces: ["abc", {"repeat": "x", "times": 8154}, ...], and
+// a run of equal list items as {"repeatItem": {...}, "times": 545}.
 // Records use the tool's JSON names; members not named are zero.
 // PAVA_CORPUS_UPDATE=1 rewrites the files with what the codecs produce (review the diff).
 // PAVA_CORPUS_DUMP=DIR writes what the codecs produce, case by case, to DIR/<file>.json,
@@ -57,19 +58,37 @@ Json piecesOf(const std::string& bytes) {
     return pieces;
 }
 
-// A record's JSON with its piece lists joined, and the texts of a record in pieces.
+// A record's JSON with its piece lists joined and its item runs
+// ({"repeatItem": {...}, "times": n}) spelled out, and the other way: the
+// texts of a record in pieces, 16 or more equal list items in a row as a run.
 Json joined(const Json& j) {
     if (isPieces(j)) return bytesToUtf8(textOf(j));
-    Json out = j;
-    if (out.is_structured())
+    Json out = j.is_array() ? Json::array() : j;
+    if (j.is_array()) {
+        for (const Json& v : j) {
+            const bool run = v.is_object() && v.contains("repeatItem");
+            for (int n = run ? v.at("times").get<int>() : 1; n > 0; --n) out.push_back(joined(run ? v["repeatItem"] : v));
+        }
+    } else if (out.is_object()) {
         for (Json& v : out) v = joined(v);
+    }
     return out;
 }
 Json pieced(const Json& j) {
     if (j.is_string()) return piecesOf(utf8ToBytes(j.get_ref<const std::string&>()));
-    Json out = j;
-    if (out.is_structured())
+    Json out = j.is_array() ? Json::array() : j;
+    if (j.is_array()) {
+        for (size_t i = 0, n = 1; i < j.size(); i += n, n = 1) {
+            while (i + n < j.size() && j[i + n] == j[i]) ++n;
+            if (n < 16 || !j[i].is_object()) {
+                for (size_t k = 0; k < n; ++k) out.push_back(pieced(j[i + k]));
+                continue;
+            }
+            out.push_back(Json{{"repeatItem", pieced(j[i])}, {"times", n}});
+        }
+    } else if (out.is_object()) {
         for (Json& v : out) v = pieced(v);
+    }
     return out;
 }
 Json recordJson(const PavaFullData& rec) { return pieced(recordToJson(rec)); }
