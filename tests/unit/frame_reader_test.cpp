@@ -60,8 +60,9 @@ std::string wire(PavaFullData rec) {
     return out;
 }
 
+// The wider form in capitals, as some dumps write it.
 std::string hexLine(const std::string& bytes, const std::string& blanks = " ") {
-    static const char digits[] = "0123456789abcdef";
+    const char* digits = blanks.size() > 1 ? "0123456789ABCDEF" : "0123456789abcdef";
     std::string out = "0000: ";
     for (const unsigned char c : bytes) out += std::string{digits[c >> 4], digits[c & 15]} + blanks;
     return out + "|text|\n";
