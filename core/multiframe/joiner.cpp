@@ -297,7 +297,11 @@ void MessageJoiner::complete(size_t index, bool whole, const char* why, uint64_t
     if (p->parts.empty()) return;
     JoinedMessage m;
     m.problems = std::move(p->problems);
-    if (!p->byFlag) {
+    // A numbered message whose first frame to arrive was frame 2 was taken for
+    // the form that numbers every frame 2; its other numbers tell it apart.
+    const bool numbered = !p->byFlag || (p->rule != nullptr && p->rule->marks == Marks::Numbered &&
+                                         std::any_of(p->parts.begin(), p->parts.end(), [](const Part& q) { return q.number != 2; }));
+    if (numbered) {
         std::stable_sort(p->parts.begin(), p->parts.end(), [](const Part& a, const Part& b) { return a.number < b.number; });
         std::string missing;
         int next = 1;
