@@ -1,0 +1,467 @@
+// The PAVA dissector as a compiled Wireshark plugin. Every body byte is shown
+// as the library's decoder reads it (pava_dissect), so the plugin holds no
+// layout of its own: a field per member path, the bytes no read covers as
+// unread, the decoder's result and log lines as expert info, split messages
+// put back together by the library's joiner.
+#define WS_BUILD_DLL
+#include <wireshark.h>
+
+#include <epan/conversation.h>
+#include <epan/expert.h>
+#include <epan/packet.h>
+#include <epan/prefs.h>
+#include <epan/proto_data.h>
+#include <ws_version.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+#include "ZMPavaAnalyzerC.h"
+#include "plugin_text.h"
+
+#ifndef PAVA_PLUGIN_VERSION
+#define PAVA_PLUGIN_VERSION "0.0.0"
+#endif
+
+extern "C" {
+WS_DLL_PUBLIC_DEF extern const char plugin_version[];
+WS_DLL_PUBLIC_DEF extern const int plugin_want_major;
+WS_DLL_PUBLIC_DEF extern const int plugin_want_minor;
+WS_DLL_PUBLIC_DEF void plugin_register(void);
+}
+const char plugin_version[] = PAVA_PLUGIN_VERSION;
+const int plugin_want_major = WIRESHARK_VERSION_MAJOR;
+const int plugin_want_minor = WIRESHARK_VERSION_MINOR;
+
+namespace {
+
+using namespace pava::plugin;
+
+int proto_pava = -1;
+dissector_handle_t pava_handle;
+
+int hf_rii = -1, hf_id = -1, hf_type = -1, hf_length = -1, hf_flag = -1, hf_cont = -1, hf_family = -1;
+int hf_first = -1, hf_unread = -1, hf_read = -1, hf_junk = -1, hf_complete = -1, hf_part = -1;
+int ett_pava = -1, ett_group = -1, ett_message = -1;
+expert_field ei_too_long = EI_INIT, ei_unknown = EI_INIT, ei_failed = EI_INIT, ei_log = EI_INIT;
+expert_field ei_junk = EI_INIT, ei_join = EI_INIT;
+
+unsigned pref_port = 0;
+unsigned current_port = 0;
+gboolean pref_heuristic = FALSE;
+
+// One registered field per member path with its indices dropped
+// ("dataList.itemText"); a read whose path names none goes to pava.read.
+struct MemberField {
+    int hf = -1;
+    bool number = false;
+};
+std::deque<MemberField> member_fields;  // stable addresses for hf_register_info
+std::unordered_map<std::string, MemberField*> field_of_path;
+std::vector<hf_register_info> member_hf;
+std::unordered_map<int, std::string> family_of_id;
+
+pava_record* scratch = nullptr;
+std::vector<std::string> log_lines;
+std::vector<char> value_buffer;
+
+void PAVA_CALL collect_log(const char* text, void*) {
+    std::string line(text);
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+    log_lines.push_back(std::move(line));
+}
+
+// The codecs log to stdout by default, which would mix with tshark's output:
+// lines are only taken, as expert info, around the plugin's own calls.
+struct LogCapture {
+    LogCapture() {
+        log_lines.clear();
+        pava_set_log(PAVA_LOG_SINK_CALLBACK, collect_log, nullptr);
+    }
+    ~LogCapture() { pava_set_log(PAVA_LOG_SINK_OFF, nullptr, nullptr); }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+};
+
+void add_member_field(const std::string& path, bool number) {
+    if (field_of_path.count(path) != 0) return;
+    MemberField& f = member_fields.emplace_back();
+    f.number = number;
+    field_of_path.emplace(path, &f);
+    const std::string abbrev = "pava." + path;
+    hf_register_info info = {&f.hf,
+                             {g_strdup(path.c_str()), g_strdup(abbrev.c_str()), number ? FT_INT32 : FT_STRING,
+                              number ? BASE_DEC : BASE_NONE, nullptr, 0, nullptr, HFILL}};
+    member_hf.push_back(info);
+}
+
+// The members of an object type and of the objects below it, as the paths
+// the decoders' reads name (list counts and text lengths included).
+void add_members(int type, const std::string& prefix, int depth) {
+    size_t count = 0;
+    if (depth > 4 || pava_member_count(type, &count) != PAVA_RC_OK) return;
+    add_member_field(prefix + "count", true);
+    for (size_t i = 0; i < count; ++i) {
+        pava_member_info m{};
+        if (pava_member_at(type, i, &m) != PAVA_RC_OK || m.name == nullptr) continue;
+        const std::string path = prefix + m.name;
+        switch (m.kind) {
+        case PAVA_KIND_INT32:
+        case PAVA_KIND_UINT16: add_member_field(path, true); break;
+        case PAVA_KIND_CHARS:
+        case PAVA_KIND_STRING:
+            add_member_field(path, false);
+            add_member_field(path + ".length", true);
+            break;
+        case PAVA_KIND_ROWS: add_member_field(path, false); break;
+        case PAVA_KIND_LIST:
+            add_member_field(path + ".count", true);
+            add_members(m.element, path + ".", depth + 1);
+            break;
+        case PAVA_KIND_OBJECT: add_members(m.element, path + ".", depth + 1); break;
+        default: break;
+        }
+    }
+}
+
+// A member's value as the decoder stored it in the record; false when the
+// path names no member (a count, a length, a marker).
+bool record_value(const pava_record* record, const char* path, bool& number, int64_t& n, std::string& text) {
+    if (pava_get_int(record, path, &n) == PAVA_RC_OK) {
+        number = true;
+        return true;
+    }
+    size_t length = 0;
+    int rc = pava_get_bytes(record, path, value_buffer.data(), value_buffer.size(), &length);
+    if (rc == PAVA_RC_BUFFER) {
+        value_buffer.resize(length);
+        rc = pava_get_bytes(record, path, value_buffer.data(), value_buffer.size(), &length);
+    }
+    if (rc != PAVA_RC_OK) return false;
+    number = false;
+    text = escaped({value_buffer.data(), length});
+    return true;
+}
+
+// The bytes of [at, at + width) of the body, the part within the declared length.
+std::pair<int, int> within(int at, int width, int body) {
+    const int from = std::clamp(at, 0, body);
+    return {from, std::clamp(at + width, from, body) - from};
+}
+
+// ---------------------------------------------------------------------------
+// One frame
+// ---------------------------------------------------------------------------
+
+struct FrameHead {
+    int rii, id, type, length, flag;
+    char cont;
+};
+
+FrameHead read_head(const char* h) {
+    return {decimal(h, 0, 3), decimal(h, 3, 5), type_digit(h[8]), decimal(h, 9, 7), type_digit(h[14]), h[15]};
+}
+
+std::string group_of(std::string_view path) {
+    const size_t close = path.find(']');
+    return close == std::string_view::npos ? std::string() : std::string(path.substr(0, close + 1));
+}
+
+// The decoder's reads of one frame as fields; returns the decode's code.
+int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* frame, int wire) {
+    pava_dissection* dissection = nullptr;
+    int rc;
+    {
+        LogCapture capture;
+        rc = pava_dissect(frame, static_cast<size_t>(wire), scratch, &dissection);
+    }
+    std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)> owned(dissection, pava_dissection_free);
+    const size_t count = dissection != nullptr ? pava_dissection_count(dissection) : 0;
+    std::string group;
+    proto_tree* parent = tree;
+    proto_item* group_item = nullptr;
+    std::string text;
+    for (size_t i = 0; i < count; ++i) {
+        pava_span s{};
+        s.size = sizeof s;
+        if (pava_dissection_span(dissection, i, &s) != PAVA_RC_OK) continue;
+        const auto [from, width] = within(s.offset, s.width, body);
+        const char* bytes = frame + PAVA_HEADER_SIZE + std::clamp(s.offset, 0, PAVA_BODY_SIZE);
+        const int readable = std::clamp(s.width, 0, PAVA_BODY_SIZE - std::clamp(s.offset, 0, PAVA_BODY_SIZE));
+        const int at = base + from;
+        if (s.path == nullptr || s.path[0] == '\0') {
+            if (width > 0) proto_tree_add_item(tree, hf_unread, tvb, at, width, ENC_NA);
+            continue;
+        }
+        // The elements of the outer lists as subtrees ("dataList[3]").
+        const std::string key = group_of(s.path);
+        if (key.empty()) {
+            parent = tree;
+            group.clear();
+        } else if (key != group) {
+            group = key;
+            parent = proto_tree_add_subtree(tree, tvb, at, width, ett_group, &group_item, key.c_str());
+        } else if (group_item != nullptr) {
+            proto_item_set_end(group_item, tvb, at + width);
+        }
+        bool number = false;
+        int64_t n = 0;
+        if (!record_value(scratch, s.path, number, n, text)) {
+            // What the bytes say, read the way the decoder read them.
+            number = s.kind == PAVA_SPAN_DECIMAL;
+            const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
+            if (number) n = decimal(raw.data(), 0, static_cast<int>(raw.size()));
+            else text = escaped(s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
+        }
+        const auto it = field_of_path.find(without_indices(s.path));
+        const MemberField* field = it != field_of_path.end() ? it->second : nullptr;
+        if (field != nullptr && field->number == number && number) {
+            const auto v = static_cast<gint32>(std::clamp<int64_t>(n, INT32_MIN, INT32_MAX));
+            proto_tree_add_int_format(parent, field->hf, tvb, at, width, v, "%s: %d", s.path, v);
+        } else if (field != nullptr && field->number == number) {
+            proto_tree_add_string_format(parent, field->hf, tvb, at, width, text.c_str(), "%s: %s", s.path,
+                                         text.c_str());
+        } else {
+            if (number) text = std::to_string(n);
+            proto_tree_add_string_format(parent, hf_read, tvb, at, width, text.c_str(), "%s: %s", s.path,
+                                         text.c_str());
+        }
+    }
+    return rc;
+}
+
+// Frames of one split message share the conversation, direction, id and RII;
+// later frames link to the first one (the one numbered 1, or the first seen).
+std::map<std::tuple<uint32_t, int, int, int>, uint32_t> first_of_message;
+std::map<std::pair<uint32_t, int>, uint32_t> first_of_frame;
+
+int direction(const packet_info* pinfo) {
+    return cmp_address(&pinfo->src, &pinfo->dst) < 0 || (cmp_address(&pinfo->src, &pinfo->dst) == 0 &&
+                                                          pinfo->srcport < pinfo->destport)
+               ? 0
+               : 1;
+}
+
+void link_first(packet_info* pinfo, proto_tree* tree, const FrameHead& h, int index) {
+    if (h.type <= 1 && h.flag <= 1) return;
+    const auto frame_key = std::make_pair(pinfo->num, index);
+    if (!PINFO_FD_VISITED(pinfo)) {
+        conversation_t* conv = find_or_create_conversation(pinfo);
+        const auto key = std::make_tuple(conv->conv_index * 2 + static_cast<uint32_t>(direction(pinfo)), h.id,
+                                         h.rii, 0);
+        auto [it, fresh] = first_of_message.emplace(key, pinfo->num);
+        if (h.flag <= 1) it->second = pinfo->num;
+        first_of_frame[frame_key] = it->second;
+    }
+    const auto it = first_of_frame.find(frame_key);
+    if (it != first_of_frame.end()) {
+        proto_item_set_generated(proto_tree_add_uint(tree, hf_first, nullptr, 0, 0, it->second));
+    }
+}
+
+// One frame of `wire` bytes at `offset`; its Info text.
+std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, int offset, int wire, int index) {
+    const char* frame = reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, wire));
+    const FrameHead h = read_head(frame);
+    const int body = wire - PAVA_HEADER_SIZE;
+    proto_item* ti = proto_tree_add_item(root, proto_pava, tvb, offset, wire, ENC_NA);
+    proto_tree* tree = proto_item_add_subtree(ti, ett_pava);
+    proto_tree_add_int(tree, hf_rii, tvb, offset, 3, h.rii);
+    proto_tree_add_uint(tree, hf_id, tvb, offset + 3, 5, static_cast<guint32>(h.id));
+    proto_tree_add_int(tree, hf_type, tvb, offset + 8, 1, h.type);
+    proto_item* length_item = proto_tree_add_int(tree, hf_length, tvb, offset + 9, 5, h.length);
+    proto_tree_add_int(tree, hf_flag, tvb, offset + 14, 1, h.flag);
+    const std::string cont = escaped({&h.cont, 1});
+    proto_tree_add_string_format_value(tree, hf_cont, tvb, offset + 15, 1, cont.c_str(), "%s (%s)", cont.c_str(),
+                                       h.cont == '1' ? "more follows" : "last");
+    if (h.length > PAVA_BODY_SIZE) expert_add_info(pinfo, length_item, &ei_too_long);
+
+    char info[96];
+    std::snprintf(info, sizeof info, "%05d", h.id);
+    std::string text = info;
+    const auto family = family_of_id.find(h.id);
+    if (family == family_of_id.end()) {
+        expert_add_info(pinfo, ti, &ei_unknown);
+        if (body > 0) proto_tree_add_item(tree, hf_unread, tvb, offset + PAVA_HEADER_SIZE, body, ENC_NA);
+        return text + " (no layout)";
+    }
+    proto_item_set_generated(proto_tree_add_string(tree, hf_family, tvb, 0, 0, family->second.c_str()));
+    proto_item_append_text(ti, ", %05d (%s)", h.id, family->second.c_str());
+    text += " " + family->second;
+    if (h.type > 1 || h.flag > 1) {
+        std::snprintf(info, sizeof info, ", frame %d of %d", h.flag, h.type);
+        text += info;
+    }
+    link_first(pinfo, tree, h, index);
+    if (tree == nullptr) return text;  // nothing shown: no need to decode
+    const int rc = add_reads(tvb, tree, offset + PAVA_HEADER_SIZE, body, frame, wire);
+    for (const std::string& line : log_lines) expert_add_info_format(pinfo, ti, &ei_log, "%s", line.c_str());
+    if (rc != PAVA_RC_OK) {
+        expert_add_info_format(pinfo, ti, &ei_failed, "Decoder: %s", pava_rc_text(rc));
+        text += " [malformed]";
+    }
+    return text;
+}
+
+}  // namespace
+
+namespace {
+
+// Frames one after the other over TCP, each as long as its header declares;
+// a frame cut by the segment's end waits for the next segments.
+int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
+    const int total = static_cast<int>(tvb_captured_length(tvb));
+    std::string info;
+    int offset = 0;
+    for (int index = 0; offset < total; ++index) {
+        const int left = total - offset;
+        if (left < PAVA_HEADER_SIZE) {
+            if (pinfo->can_desegment) {
+                pinfo->desegment_offset = offset;
+                pinfo->desegment_len = DESEGMENT_ONE_MORE_SEGMENT;
+                break;
+            }
+            proto_tree_add_item(root, hf_unread, tvb, offset, left, ENC_NA);
+            break;
+        }
+        size_t wire = 0;
+        pava_wire_size(reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, PAVA_HEADER_SIZE)),
+                       PAVA_HEADER_SIZE, &wire);
+        if (left < static_cast<int>(wire)) {
+            if (pinfo->can_desegment) {
+                pinfo->desegment_offset = offset;
+                pinfo->desegment_len = static_cast<guint32>(static_cast<int>(wire) - left);
+                break;
+            }
+            wire = static_cast<size_t>(left);  // shown as far as it goes
+        }
+        if (!info.empty()) info += " | ";
+        info += dissect_frame(tvb, pinfo, root, offset, static_cast<int>(wire), index);
+        offset += static_cast<int>(wire);
+    }
+    if (!info.empty()) {
+        col_set_str(pinfo->cinfo, COL_PROTOCOL, "PAVA");
+        col_add_str(pinfo->cinfo, COL_INFO, info.c_str());
+    }
+    return total;
+}
+
+// A segment that starts with a header of a registered id; one that ends
+// inside the header is judged by its first 8 bytes.
+gboolean heuristic_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* tree, void* data) {
+    const int n = static_cast<int>(tvb_captured_length(tvb));
+    if (!pref_heuristic || n < 8) return FALSE;
+    char h[PAVA_HEADER_SIZE];
+    tvb_memcpy(tvb, h, 0, std::min(n, PAVA_HEADER_SIZE));
+    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+    for (int i = 0; i < 8; ++i)
+        if (!digit(h[i]) && (i >= 3 || h[i] != ' ')) return FALSE;
+    if (family_of_id.count(decimal(h, 3, 5)) == 0) return FALSE;
+    if (n >= PAVA_HEADER_SIZE && !plausible_head(h)) return FALSE;
+    conversation_set_dissector(find_or_create_conversation(pinfo), pava_handle);
+    dissect_pava(tvb, pinfo, tree, data);
+    return TRUE;
+}
+
+void apply_prefs() {
+    if (current_port != 0) dissector_delete_uint("tcp.port", current_port, pava_handle);
+    current_port = pref_port;
+    if (current_port != 0) dissector_add_uint("tcp.port", current_port, pava_handle);
+}
+
+void clear_state() {
+    first_of_message.clear();
+    first_of_frame.clear();
+}
+
+void register_pava() {
+    proto_pava = proto_register_protocol("PAVA", "PAVA", "pava");
+    static hf_register_info head[] = {
+        {&hf_rii, {"RII", "pava.rii", FT_INT32, BASE_DEC, nullptr, 0, nullptr, HFILL}},
+        {&hf_id, {"Message id", "pava.id", FT_UINT32, BASE_DEC, nullptr, 0, nullptr, HFILL}},
+        {&hf_type, {"Type (frame count)", "pava.type", FT_INT32, BASE_DEC, nullptr, 0, nullptr, HFILL}},
+        {&hf_length, {"Body length", "pava.length", FT_INT32, BASE_DEC, nullptr, 0, nullptr, HFILL}},
+        {&hf_flag, {"Flag (frame number)", "pava.flag", FT_INT32, BASE_DEC, nullptr, 0, nullptr, HFILL}},
+        {&hf_cont, {"Continuation", "pava.cont", FT_STRING, BASE_NONE, nullptr, 0, nullptr, HFILL}},
+        {&hf_family, {"Family", "pava.family", FT_STRING, BASE_NONE, nullptr, 0, nullptr, HFILL}},
+        {&hf_first, {"First frame of the message", "pava.first", FT_FRAMENUM, BASE_NONE, nullptr, 0, nullptr, HFILL}},
+        {&hf_unread, {"Unread bytes", "pava.unread", FT_BYTES, BASE_NONE, nullptr, 0,
+                      "Bytes no read of the decoder covers", HFILL}},
+        {&hf_read, {"Read", "pava.read", FT_STRING, BASE_NONE, nullptr, 0,
+                    "A read whose path names no registered field", HFILL}},
+        {&hf_junk, {"Not a frame", "pava.junk", FT_BYTES, BASE_NONE, nullptr, 0,
+                    "Bytes before the next plausible header", HFILL}},
+        {&hf_complete, {"Message completed in frame", "pava.joined_in", FT_FRAMENUM, BASE_NONE, nullptr, 0, nullptr,
+                        HFILL}},
+        {&hf_part, {"Frame of the message", "pava.part", FT_FRAMENUM, BASE_NONE, nullptr, 0, nullptr, HFILL}},
+    };
+    proto_register_field_array(proto_pava, head, G_N_ELEMENTS(head));
+
+    // Header members are shown by the header fields above.
+    for (const char* name : {"rii", "msgId", "msgLen", "msgType", "headFlag"}) field_of_path.emplace(name, nullptr);
+    add_members(PAVA_TYPE_RECORD, "", 0);
+    for (auto it = field_of_path.begin(); it != field_of_path.end();) {
+        it = it->second == nullptr ? field_of_path.erase(it) : std::next(it);
+    }
+    proto_register_field_array(proto_pava, member_hf.data(), static_cast<int>(member_hf.size()));
+
+    static int* ett[] = {&ett_pava, &ett_group, &ett_message};
+    proto_register_subtree_array(ett, G_N_ELEMENTS(ett));
+
+    static ei_register_info ei[] = {
+        {&ei_too_long, {"pava.length.too_long", PI_MALFORMED, PI_ERROR, "Body length over the maximum of 8192",
+                        EXPFILL}},
+        {&ei_unknown, {"pava.id.unknown", PI_UNDECODED, PI_WARN, "No codec for this id: body shown as bytes",
+                       EXPFILL}},
+        {&ei_failed, {"pava.decode.failed", PI_MALFORMED, PI_WARN, "The decoder failed", EXPFILL}},
+        {&ei_log, {"pava.log", PI_PROTOCOL, PI_NOTE, "Decoder log line", EXPFILL}},
+        {&ei_junk, {"pava.junk.bytes", PI_MALFORMED, PI_WARN, "Bytes that are not a frame", EXPFILL}},
+        {&ei_join, {"pava.join.problem", PI_SEQUENCE, PI_WARN, "Split message problem", EXPFILL}},
+    };
+    expert_module_t* expert = expert_register_protocol(proto_pava);
+    expert_register_field_array(expert, ei, G_N_ELEMENTS(ei));
+
+    module_t* prefs = prefs_register_protocol(proto_pava, apply_prefs);
+    prefs_register_uint_preference(prefs, "port", "TCP port",
+                                   "TCP port of PAVA traffic (0: none; Decode As works on any port)", 10, &pref_port);
+    prefs_register_bool_preference(prefs, "heuristic", "Look for PAVA on any TCP port",
+                                   "Try the heuristic dissector on TCP traffic of other protocols", &pref_heuristic);
+
+    register_init_routine(clear_state);
+    register_cleanup_routine(clear_state);
+}
+
+void handoff_pava() {
+    pava_set_log(PAVA_LOG_SINK_OFF, nullptr, nullptr);
+    if (scratch == nullptr) pava_record_new(&scratch);
+    size_t count = 0;
+    pava_ids(nullptr, 0, &count);
+    std::vector<int> ids(count);
+    if (pava_ids(ids.data(), ids.size(), &count) == PAVA_RC_OK) {
+        for (const int id : ids) {
+            pava_layout_info layout{};
+            if (pava_layout(id, &layout) == PAVA_RC_OK) family_of_id[id] = layout.family ? layout.family : "";
+        }
+    }
+    pava_handle = create_dissector_handle(dissect_pava, proto_pava);
+    dissector_add_for_decode_as("tcp.port", pava_handle);
+    heur_dissector_add("tcp", heuristic_pava, "PAVA over TCP", "pava_tcp", proto_pava, HEURISTIC_ENABLE);
+    apply_prefs();
+}
+
+}  // namespace
+
+void plugin_register(void) {
+    static proto_plugin plugin;
+    plugin.register_protoinfo = register_pava;
+    plugin.register_handoff = handoff_pava;
+    proto_register_plugin(&plugin);
+}

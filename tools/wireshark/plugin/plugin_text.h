@@ -1,0 +1,89 @@
+// Small readers of the plugin: header digits, displayed bytes, field names.
+#ifndef PAVA_PLUGIN_TEXT_H
+#define PAVA_PLUGIN_TEXT_H
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace pava::plugin {
+
+// A blank-padded decimal as the header reader takes it: blanks, a sign,
+// digits up to the first other byte, saturated at the 32-bit range; fields
+// wider than 16 read 0.
+inline int decimal(const char* s, int at, int width) {
+    if (width <= 0 || width > 16) return 0;
+    const char* p = s + at;
+    const char* end = p + width;
+    while (p < end && (*p == ' ' || (*p >= '\t' && *p <= '\r'))) ++p;
+    bool negative = false;
+    if (p < end && (*p == '+' || *p == '-')) negative = *p++ == '-';
+    const int64_t limit = negative ? 2147483648LL : 2147483647LL;
+    int64_t value = 0;
+    for (; p < end && *p >= '0' && *p <= '9'; ++p) value = std::min<int64_t>(value * 10 + (*p - '0'), limit);
+    return static_cast<int>(negative ? -value : value);
+}
+
+// The type digits of header positions 8 and 14.
+inline int type_digit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return static_cast<signed char>(c);
+}
+
+// Bytes as the tool shows them: printable ASCII, '\\' and '"' escaped, any
+// other byte as \xNN; trailing NULs dropped.
+inline std::string escaped(std::string_view bytes) {
+    while (!bytes.empty() && bytes.back() == '\0') bytes.remove_suffix(1);
+    std::string out;
+    out.reserve(bytes.size());
+    for (const char c : bytes) {
+        const auto u = static_cast<unsigned char>(c);
+        if (c == '\\' || c == '"') {
+            out += '\\';
+            out += c;
+        } else if (u >= 0x20 && u < 0x7f) {
+            out += c;
+        } else {
+            char hex[5];
+            std::snprintf(hex, sizeof hex, "\\x%02x", u);
+            out += hex;
+        }
+    }
+    return out;
+}
+
+// "recordList[0].fieldList[2].fieldText1" -> "recordList.fieldList.fieldText1".
+inline std::string without_indices(std::string_view path) {
+    std::string out;
+    out.reserve(path.size());
+    bool inside = false;
+    for (const char c : path) {
+        if (c == '[') inside = true;
+        else if (c == ']') inside = false;
+        else if (!inside) out += c;
+    }
+    return out;
+}
+
+// Whether 16 bytes can be a header: RII digits or blanks, five id digits, a
+// body length of digits and blanks within the maximum, continuation '0' or
+// '1'. The type and flag characters are not judged (damaged ones are shown).
+inline bool plausible_head(const char* h) {
+    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+    for (int i = 0; i < 3; ++i)
+        if (!digit(h[i]) && h[i] != ' ') return false;
+    for (int i = 3; i < 8; ++i)
+        if (!digit(h[i])) return false;
+    if (!digit(h[9])) return false;
+    for (int i = 10; i < 14; ++i)
+        if (!digit(h[i]) && h[i] != ' ') return false;
+    return (h[15] == '0' || h[15] == '1') && decimal(h, 9, 5) <= 8192;
+}
+
+}  // namespace pava::plugin
+
+#endif
