@@ -2,6 +2,10 @@
 -- the algorithmic bodies through `bodies`, TCP reassembly by the header's
 -- body length, the port preference, Decode As and the heuristic.
 local MAX_BODY = 8192
+-- Where the compiled plugin is loaded (it is built for one Wireshark
+-- version), it dissects PAVA and this file steps aside.
+local compiled_ok, compiled = pcall(Dissector.get, "pava")
+if compiled_ok and compiled then return end
 local HEAD = 16
 
 local pava = Proto("pava", "PAVA")

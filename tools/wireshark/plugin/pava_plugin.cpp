@@ -69,9 +69,7 @@ std::unordered_map<std::string, MemberField*> field_of_path;
 std::vector<hf_register_info> member_hf;
 std::unordered_map<int, std::string> family_of_id;
 
-pava_record* scratch = nullptr;
 std::vector<std::string> log_lines;
-std::vector<char> value_buffer;
 
 void PAVA_CALL collect_log(const char* text, void*) {
     std::string line(text);
@@ -132,25 +130,6 @@ void add_members(int type, const std::string& prefix, int depth) {
     }
 }
 
-// A member's value as the decoder stored it in the record; false when the
-// path names no member (a count, a length, a marker).
-bool record_value(const pava_record* record, const char* path, bool& number, int64_t& n, std::string& text) {
-    if (pava_get_int(record, path, &n) == PAVA_RC_OK) {
-        number = true;
-        return true;
-    }
-    size_t length = 0;
-    int rc = pava_get_bytes(record, path, value_buffer.data(), value_buffer.size(), &length);
-    if (rc == PAVA_RC_BUFFER) {
-        value_buffer.resize(length);
-        rc = pava_get_bytes(record, path, value_buffer.data(), value_buffer.size(), &length);
-    }
-    if (rc != PAVA_RC_OK) return false;
-    number = false;
-    text = escaped({value_buffer.data(), length});
-    return true;
-}
-
 // The bytes of [at, at + width) of the body, the part within the declared length.
 std::pair<int, int> within(int at, int width, int body) {
     const int from = std::clamp(at, 0, body);
@@ -181,7 +160,7 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
     int rc;
     {
         LogCapture capture;
-        rc = pava_dissect(frame, static_cast<size_t>(wire), scratch, &dissection);
+        rc = pava_dissect(frame, static_cast<size_t>(wire), nullptr, &dissection);
     }
     std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)> owned(dissection, pava_dissection_free);
     const size_t count = dissection != nullptr ? pava_dissection_count(dissection) : 0;
@@ -212,20 +191,15 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
         } else if (group_item != nullptr) {
             proto_item_set_end(group_item, tvb, at + width);
         }
-        bool number = false;
-        int64_t n = 0;
-        if (!record_value(scratch, s.path, number, n, text)) {
-            // What the bytes say, read the way the decoder read them.
-            number = s.kind == PAVA_SPAN_DECIMAL;
-            const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
-            if (number) n = decimal(raw.data(), 0, static_cast<int>(raw.size()));
-            else text = escaped(s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
-        }
+        // The value the read takes from its bytes, read as the decoder reads them.
+        const bool number = s.kind == PAVA_SPAN_DECIMAL;
+        const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
+        const int n = number ? decimal(raw.data(), 0, static_cast<int>(raw.size())) : 0;
+        if (!number) text = escaped(s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
         const auto it = field_of_path.find(without_indices(s.path));
         const MemberField* field = it != field_of_path.end() ? it->second : nullptr;
         if (field != nullptr && field->number == number && number) {
-            const auto v = static_cast<gint32>(std::clamp<int64_t>(n, INT32_MIN, INT32_MAX));
-            proto_tree_add_int_format(parent, field->hf, tvb, at, width, v, "%s: %d", s.path, v);
+            proto_tree_add_int_format(parent, field->hf, tvb, at, width, n, "%s: %d", s.path, n);
         } else if (field != nullptr && field->number == number) {
             proto_tree_add_string_format(parent, field->hf, tvb, at, width, text.c_str(), "%s: %s", s.path,
                                          text.c_str());
@@ -269,7 +243,14 @@ void link_first(packet_info* pinfo, proto_tree* tree, const FrameHead& h, int in
 
 // One frame of `wire` bytes at `offset`; its Info text.
 std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, int offset, int wire, int index) {
-    const char* frame = reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, wire));
+    // The frame as a whole block: reads past the declared length see zeros,
+    // as the decoder does, never the bytes of the next frame.
+    static char block[PAVA_FRAME_SIZE];
+    static int dirty = PAVA_FRAME_SIZE;
+    tvb_memcpy(tvb, block, offset, static_cast<size_t>(wire));
+    if (dirty > wire) std::fill(block + wire, block + dirty, '\0');
+    dirty = wire;
+    const char* frame = block;
     const FrameHead h = read_head(frame);
     const int body = wire - PAVA_HEADER_SIZE;
     proto_item* ti = proto_tree_add_item(root, proto_pava, tvb, offset, wire, ENC_NA);
@@ -407,6 +388,7 @@ void register_pava() {
 
     // Header members are shown by the header fields above.
     for (const char* name : {"rii", "msgId", "msgLen", "msgType", "headFlag"}) field_of_path.emplace(name, nullptr);
+    field_of_path["rii"] = &member_fields.emplace_back(MemberField{hf_rii, true});  // also read from some bodies
     add_members(PAVA_TYPE_RECORD, "", 0);
     for (auto it = field_of_path.begin(); it != field_of_path.end();) {
         it = it->second == nullptr ? field_of_path.erase(it) : std::next(it);
@@ -441,7 +423,6 @@ void register_pava() {
 
 void handoff_pava() {
     pava_set_log(PAVA_LOG_SINK_OFF, nullptr, nullptr);
-    if (scratch == nullptr) pava_record_new(&scratch);
     size_t count = 0;
     pava_ids(nullptr, 0, &count);
     std::vector<int> ids(count);
@@ -451,7 +432,7 @@ void handoff_pava() {
             if (pava_layout(id, &layout) == PAVA_RC_OK) family_of_id[id] = layout.family ? layout.family : "";
         }
     }
-    pava_handle = create_dissector_handle(dissect_pava, proto_pava);
+    pava_handle = register_dissector("pava", dissect_pava, proto_pava);
     dissector_add_for_decode_as("tcp.port", pava_handle);
     heur_dissector_add("tcp", heuristic_pava, "PAVA over TCP", "pava_tcp", proto_pava, HEURISTIC_ENABLE);
     apply_prefs();
