@@ -12,7 +12,8 @@ import tempfile
 import pytest
 
 from pcap import TcpStream, write_pcap
-from test_dissector import LUA, PAVA, PORT, ROW, by_offset, corpus_frames, flatten, generated_frames, pcap_of, run_frames, shown
+from test_dissector import (LUA, PAVA, PORT, ROW, by_offset, corpus_frames, cut, escaped, flatten, frame,
+                            generated_frames, pcap_of, run_frames, shown)
 
 PLUGIN = os.environ.get("PAVA_PLUGIN", "")
 LIBRARY = os.environ.get("PAVA_LIBRARY", "")
@@ -42,12 +43,15 @@ def plugin_env():
 
 
 def tshark(plugin_env, pcap, *args):
-    """tshark with the plugin on the capture (read from stdin, so that nobody
-    need not read the test's folder); without a capture, its -G report."""
-    user, env, _ = plugin_env
-    command = ["tshark", "-n", "-o", "pava.port:%d" % PORT, "-r", "-", *args] if pcap else ["tshark", *args]
-    with open(pcap or os.devnull, "rb") as source:
-        result = subprocess.run(user + command, stdin=source, capture_output=True, env=env, timeout=300)
+    """tshark with the plugin on the capture (copied where nobody reads it);
+    without a capture, its -G report."""
+    user, env, root = plugin_env
+    command = ["tshark", *args]
+    if pcap:
+        shutil.copy(pcap, os.path.join(root, "capture.pcap"))
+        os.chmod(os.path.join(root, "capture.pcap"), 0o644)
+        command = ["tshark", "-n", "-o", "pava.port:%d" % PORT, "-r", os.path.join(root, "capture.pcap"), *args]
+    result = subprocess.run(user + command, capture_output=True, env=env, timeout=300)
     out, err = result.stdout.decode("utf-8", "replace"), result.stderr.decode("utf-8", "replace")
     assert result.returncode == 0, err[-2000:]
     # An exception in the dissector (not expert info of the malformed group).
@@ -96,14 +100,20 @@ def assert_reads(want, got):
             name, value, got)
 
 
+@pytest.fixture(scope="module")
+def registered(plugin_env):
+    """The plugin's field names."""
+    names = {line.split("\t")[2] for line in tshark(plugin_env, None, "-G", "fields").splitlines()
+             if line.startswith("F\t") and "\tpava." in line}
+    assert {"pava.id", "pava.dataList.itemText", "pava.recordList.fieldList.fieldText1"} <= names
+    return names
+
+
 @pytest.mark.parametrize("source", ["corpus", "generated"])
-def test_every_read_as_pava_dissect_shows_it(tmp_path, plugin_env, source):
+def test_every_read_as_pava_dissect_shows_it(tmp_path, plugin_env, registered, source):
     frames = corpus_frames() if source == "corpus" else generated_frames(tmp_path)
     wire_file = tmp_path / "frames.pava"
     wire_file.write_bytes(b"".join(frames))
-    registered = {line.split("\t")[2] for line in tshark(plugin_env, None, "-G", "fields").splitlines()
-                  if line.startswith("F\t") and "\tpava." in line}
-    assert {"pava.id", "pava.dataList.itemText", "pava.recordList.fieldList.fieldText1"} <= registered
     expected = expected_reads(wire_file, frames, registered)
     actual = layers(tshark(plugin_env, pcap_of(tmp_path, source, frames, seed=len(frames) + 1), "-T", "json"))
     assert len(actual) == len(expected) == len(frames)
@@ -143,3 +153,72 @@ def test_ports_decode_as_heuristic_and_the_lua_stepping_aside(tmp_path, plugin_e
     # The Lua dissector loaded beside the plugin leaves PAVA to it.
     both = tshark(plugin_env, pcap, "-X", "lua_script:" + os.path.join(plugin_env[2], os.path.basename(LUA)), "-d", "tcp.port==9999,pava", "-T", "json")
     assert "Lua" not in both and '"pava.dataList.count"' in both
+
+
+def record_fields(record, registered):
+    """A record of `pava decode --join` as the plugin's fields of a joined
+    message: the members that hold something."""
+    return [(n if n in registered else "pava.read", v)
+            for n, v in (("pava." + re.sub(r"\[\d+\]", "", path), value) for path, value in members(record))]
+
+
+def members(record, prefix=""):
+    out = []
+    for key, value in record.items():
+        if not prefix and key in ("offset", "rc", "frames", "complete"):
+            continue
+        if isinstance(value, list) and value and isinstance(value[0], dict):
+            for i, element in enumerate(value):
+                out += members(element, "%s%s[%d]." % (prefix, key, i))
+        elif isinstance(value, list):
+            out += [("%s%s[%d]" % (prefix, key, i), escaped(v)) for i, v in enumerate(value) if escaped(v)]
+        elif isinstance(value, int) and value:
+            out.append((prefix + key, str(value)))
+        elif isinstance(value, str) and escaped(value):
+            out.append((prefix + key, escaped(value)))
+    return out
+
+
+def joined_messages(out):
+    """The joined messages tshark shows, each as its fields."""
+    found = []
+    for packet in json.loads(out, object_pairs_hook=lambda p: p):
+        for key, value in dict(dict(packet)["_source"])["layers"]:
+            if key == "pava":
+                found += [flatten(v, []) for k, v in value if k.startswith("Joined message")]
+    return found
+
+
+EXTRA = ("pava.part", "pava.join.problem", "pava.decode.failed")  # beside the record
+
+
+def test_split_messages_joined_as_pava_decode_joins_them(tmp_path, plugin_env, registered):
+    records = [{"msgId": 20014, "rii": 3, "text12b": "SPLIT0000001",
+                "dataList": [{"itemId": k, "itemText": "t%d" % k} for k in range(1100)]},
+               {"msgId": 20018, "rii": 4, "text12b": "SPLIT-LIST-2",
+                "dataList": [{"itemId": k + 1, "itemText": "x", "itemBlock": "B%d" % k} for k in range(700)]}]
+    (tmp_path / "split.json").write_text(json.dumps(records))
+    subprocess.run([PAVA, "encode", str(tmp_path / "split.json"), "-o", str(tmp_path / "split.pava")], check=True,
+                   stdout=subprocess.DEVNULL)
+    a, b = cut((tmp_path / "split.pava").read_bytes())[:3], cut((tmp_path / "split.pava").read_bytes())[3:]
+    single = frame(20001, b"GOODADDRESS1")
+    cases = {  # frames in the order sent; the problems the joiner reports
+        "in order": (a + [single] + b, []),
+        "interleaved": ([a[0], b[0], a[1], single, b[1], a[2]] + b[2:], []),
+        "missing": ([a[0], a[2], single] + a + b, ["missing"]),  # reported when the next one begins
+        "repeated": ([a[0], a[1], a[1], a[2]] + b, ["received again"]),
+    }
+    for name, (frames, problems) in cases.items():
+        source = tmp_path / (name + ".pava")
+        source.write_bytes(b"".join(frames))
+        decoded = subprocess.run([PAVA, "decode", "--join", str(source)], capture_output=True)
+        want = [record_fields(json.loads(line), registered) for line in decoded.stdout.decode().splitlines()
+                if json.loads(line)["frames"] > 1]
+        out = tshark(plugin_env, pcap_of(tmp_path, name, frames, seed=len(name)), "-2", "-T", "json")
+        got = joined_messages(out)
+        assert len(got) == len(want) >= 2, name
+        for w, g in zip(want, got):
+            assert sorted(w) == sorted((k, v) for k, v in g if k.startswith("pava.") and k not in EXTRA), name
+        assert out.count('"pava.join.problem"') >= len(problems), name
+        assert all(p in out for p in problems), name
+        assert '"pava.joined_in"' in out

@@ -57,6 +57,7 @@ expert_field ei_junk = EI_INIT, ei_join = EI_INIT;
 unsigned pref_port = 0;
 unsigned current_port = 0;
 gboolean pref_heuristic = FALSE;
+gboolean pref_join = TRUE;
 
 // One registered field per member path with its indices dropped
 // ("dataList.itemText"); a read whose path names none goes to pava.read.
@@ -89,6 +90,8 @@ struct LogCapture {
     LogCapture& operator=(const LogCapture&) = delete;
 };
 
+std::map<int, std::vector<pava_member_info>> members_of;  // by object type, in declaration order
+
 void add_member_field(const std::string& path, bool number) {
     if (field_of_path.count(path) != 0) return;
     MemberField& f = member_fields.emplace_back();
@@ -107,9 +110,11 @@ void add_members(int type, const std::string& prefix, int depth) {
     size_t count = 0;
     if (depth > 4 || pava_member_count(type, &count) != PAVA_RC_OK) return;
     add_member_field(prefix + "count", true);
+    const bool first = members_of.count(type) == 0;
     for (size_t i = 0; i < count; ++i) {
         pava_member_info m{};
         if (pava_member_at(type, i, &m) != PAVA_RC_OK || m.name == nullptr) continue;
+        if (first) members_of[type].push_back(m);
         const std::string path = prefix + m.name;
         switch (m.kind) {
         case PAVA_KIND_INT32:
@@ -154,6 +159,22 @@ std::string group_of(std::string_view path) {
     return close == std::string_view::npos ? std::string() : std::string(path.substr(0, close + 1));
 }
 
+// A member's value as the field its path names without indices, the full
+// path in the item's text; a path that names no field goes to pava.read.
+proto_item* add_value(proto_tree* tree, tvbuff_t* tvb, int at, int width, const char* path, bool number, int n,
+                      std::string& text) {
+    const auto it = field_of_path.find(without_indices(path));
+    const MemberField* field = it != field_of_path.end() ? it->second : nullptr;
+    if (field != nullptr && field->number == number && number) {
+        return proto_tree_add_int_format(tree, field->hf, tvb, at, width, n, "%s: %d", path, n);
+    }
+    if (field == nullptr || field->number != number) {
+        if (number) text = std::to_string(n);
+        return proto_tree_add_string_format(tree, hf_read, tvb, at, width, text.c_str(), "%s: %s", path, text.c_str());
+    }
+    return proto_tree_add_string_format(tree, field->hf, tvb, at, width, text.c_str(), "%s: %s", path, text.c_str());
+}
+
 // The decoder's reads of one frame as fields; returns the decode's code.
 int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* frame, int wire) {
     pava_dissection* dissection = nullptr;
@@ -196,18 +217,7 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
         const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
         const int n = number ? decimal(raw.data(), 0, static_cast<int>(raw.size())) : 0;
         if (!number) text = escaped(s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
-        const auto it = field_of_path.find(without_indices(s.path));
-        const MemberField* field = it != field_of_path.end() ? it->second : nullptr;
-        if (field != nullptr && field->number == number && number) {
-            proto_tree_add_int_format(parent, field->hf, tvb, at, width, n, "%s: %d", s.path, n);
-        } else if (field != nullptr && field->number == number) {
-            proto_tree_add_string_format(parent, field->hf, tvb, at, width, text.c_str(), "%s: %s", s.path,
-                                         text.c_str());
-        } else {
-            if (number) text = std::to_string(n);
-            proto_tree_add_string_format(parent, hf_read, tvb, at, width, text.c_str(), "%s: %s", s.path,
-                                         text.c_str());
-        }
+        add_value(parent, tvb, at, width, s.path, number, n, text);
     }
     return rc;
 }
@@ -238,6 +248,161 @@ void link_first(packet_info* pinfo, proto_tree* tree, const FrameHead& h, int in
     const auto it = first_of_frame.find(frame_key);
     if (it != first_of_frame.end()) {
         proto_item_set_generated(proto_tree_add_uint(tree, hf_first, nullptr, 0, 0, it->second));
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Split messages joined
+// ---------------------------------------------------------------------------
+
+// A frame's tag for the joiner: its packet and its place in the packet.
+uint64_t tag_of(uint32_t packet, int index) { return (uint64_t{packet} << 16) | static_cast<uint16_t>(index); }
+uint32_t packet_of(uint64_t tag) { return static_cast<uint32_t>(tag >> 16); }
+
+using RecordPtr = std::unique_ptr<pava_record, decltype(&pava_record_free)>;
+
+struct Joined {
+    RecordPtr record{nullptr, pava_record_free};
+    pava_join_info info{};
+    uint64_t completed_at = 0;
+    std::vector<uint64_t> parts;
+    std::vector<std::pair<uint64_t, std::string>> problems;
+};
+
+// One direction of one conversation: its joiner and the frames pushed per
+// id and RII that are not yet part of a message.
+struct Direction {
+    std::unique_ptr<pava_joiner, decltype(&pava_joiner_free)> joiner{nullptr, pava_joiner_free};
+    std::map<std::pair<int64_t, int64_t>, std::vector<uint64_t>> pending;
+};
+
+std::map<uint64_t, Direction> directions;
+std::map<uint64_t, std::vector<std::shared_ptr<Joined>>> completed_in;  // by the completing frame's tag
+std::map<uint64_t, std::shared_ptr<Joined>> message_of;                  // by every part's tag
+std::map<uint64_t, std::vector<std::string>> problems_of;               // by the tag concerned
+
+// Frames that belong to a split message by their header.
+bool splits(const FrameHead& h) { return h.type > 1 || h.flag > 1 || h.cont == '1'; }
+
+// First pass: the frame into its direction's joiner, and every message that
+// becomes ready taken out, whole, with its problems.
+void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int wire, int index) {
+    if (PINFO_FD_VISITED(pinfo) || !splits(h)) return;
+    conversation_t* conv = find_or_create_conversation(pinfo);
+    Direction& d = directions[uint64_t{conv->conv_index} * 2 + static_cast<uint64_t>(direction(pinfo))];
+    if (!d.joiner) {
+        pava_joiner* joiner = nullptr;
+        if (pava_joiner_new(&joiner) != PAVA_RC_OK) return;
+        d.joiner.reset(joiner);
+    }
+    const uint64_t tag = tag_of(pinfo->num, index);
+    LogCapture capture;  // the joiner's decodes log too
+    if (pava_joiner_push(d.joiner.get(), frame, static_cast<size_t>(wire), tag) != PAVA_RC_OK) return;
+    d.pending[{h.id, h.rii}].push_back(tag);
+    for (;;) {
+        auto m = std::make_shared<Joined>();
+        pava_record* record = nullptr;
+        if (pava_record_new(&record) != PAVA_RC_OK) return;
+        m->record.reset(record);
+        if (pava_joiner_pop(d.joiner.get(), record, &m->info) != PAVA_RC_OK) return;
+        for (size_t i = 0; i < m->info.problem_count; ++i) {
+            uint64_t at = 0;
+            const char* text = nullptr;
+            if (pava_joiner_problem(d.joiner.get(), i, &at, &text) == PAVA_RC_OK && text != nullptr) {
+                m->problems.emplace_back(at, text);
+                problems_of[at].emplace_back(text);
+            }
+        }
+        int64_t id = 0, rii = 0;
+        pava_get_int(record, "msgId", &id);
+        pava_get_int(record, "rii", &rii);
+        const auto pending = d.pending.find({id, rii});
+        if (pending != d.pending.end()) {
+            m->parts = std::move(pending->second);
+            d.pending.erase(pending);
+        }
+        if (m->info.frames <= 1 && m->info.complete && m->problems.empty()) continue;
+        m->completed_at = tag;
+        for (const uint64_t part : m->parts) message_of[part] = m;
+        completed_in[tag].push_back(m);
+    }
+}
+
+// The members of a joined record that hold something, as generated fields.
+void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, int type, const std::string& prefix,
+                int depth) {
+    if (depth > 4) return;
+    std::string text;
+    std::vector<char> buffer;
+    const auto bytes = [&](const std::string& path) {
+        size_t length = 0;
+        if (pava_get_bytes(record, path.c_str(), nullptr, 0, &length) != PAVA_RC_BUFFER) return false;
+        buffer.resize(length);
+        if (pava_get_bytes(record, path.c_str(), buffer.data(), length, &length) != PAVA_RC_OK) return false;
+        text = escaped({buffer.data(), length});
+        return !text.empty();
+    };
+    for (const pava_member_info& m : members_of[type]) {
+        const std::string path = prefix + m.name;
+        int64_t n = 0;
+        size_t count = 0;
+        switch (m.kind) {
+        case PAVA_KIND_INT32:
+        case PAVA_KIND_UINT16:
+            if (pava_get_int(record, path.c_str(), &n) == PAVA_RC_OK && n != 0) {
+                proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), true, static_cast<int>(n), text));
+            }
+            break;
+        case PAVA_KIND_CHARS:
+        case PAVA_KIND_STRING:
+            if (bytes(path)) proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), false, 0, text));
+            break;
+        case PAVA_KIND_ROWS:
+            for (int k = 0; k < m.count; ++k) {
+                const std::string row = path + "[" + std::to_string(k) + "]";
+                if (bytes(row)) proto_item_set_generated(add_value(tree, tvb, 0, 0, row.c_str(), false, 0, text));
+            }
+            break;
+        case PAVA_KIND_LIST:
+            if (pava_list_size(record, path.c_str(), &count) != PAVA_RC_OK) break;
+            for (size_t k = 0; k < count; ++k) {
+                const std::string element = path + "[" + std::to_string(k) + "]";
+                proto_tree* sub = proto_tree_add_subtree(tree, tvb, 0, 0, ett_group, nullptr, element.c_str());
+                add_record(sub, tvb, record, m.element, element + ".", depth + 1);
+            }
+            break;
+        case PAVA_KIND_OBJECT: add_record(tree, tvb, record, m.element, path + ".", depth + 1); break;
+        default: break;
+        }
+    }
+}
+
+// Every pass: the link to the frame that completes this frame's message,
+// the joined messages this frame completes, the problems that concern it.
+void show_join(packet_info* pinfo, proto_tree* tree, proto_item* ti, tvbuff_t* tvb, int index) {
+    const uint64_t tag = tag_of(pinfo->num, index);
+    const auto part = message_of.find(tag);
+    if (part != message_of.end() && part->second->completed_at != tag) {
+        proto_item_set_generated(
+            proto_tree_add_uint(tree, hf_complete, tvb, 0, 0, packet_of(part->second->completed_at)));
+    }
+    const auto problems = problems_of.find(tag);
+    if (problems != problems_of.end()) {
+        for (const std::string& text : problems->second) expert_add_info_format(pinfo, ti, &ei_join, "%s", text.c_str());
+    }
+    const auto done = completed_in.find(tag);
+    if (done == completed_in.end()) return;
+    for (const auto& m : done->second) {
+        proto_item* item = nullptr;
+        proto_tree* sub = proto_tree_add_subtree_format(
+            tree, tvb, 0, 0, ett_message, &item, "Joined message: %zu frames, first in frame %u%s", m->info.frames,
+            packet_of(m->info.tag), m->info.complete ? "" : ", incomplete");
+        for (const uint64_t p : m->parts) proto_item_set_generated(proto_tree_add_uint(sub, hf_part, tvb, 0, 0, packet_of(p)));
+        for (const auto& [at, text] : m->problems) {
+            expert_add_info_format(pinfo, item, &ei_join, "Frame %u: %s", packet_of(at), text.c_str());
+        }
+        if (m->info.rc != PAVA_RC_OK) expert_add_info_format(pinfo, item, &ei_failed, "Decoder: %s", pava_rc_text(m->info.rc));
+        add_record(sub, tvb, m->record.get(), PAVA_TYPE_RECORD, "", 0);
     }
 }
 
@@ -282,6 +447,10 @@ std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, i
         text += info;
     }
     link_first(pinfo, tree, h, index);
+    if (pref_join) {
+        join_frame(pinfo, h, frame, wire, index);
+        if (tree != nullptr) show_join(pinfo, tree, ti, tvb, index);
+    }
     if (tree == nullptr) return text;  // nothing shown: no need to decode
     const int rc = add_reads(tvb, tree, offset + PAVA_HEADER_SIZE, body, frame, wire);
     for (const std::string& line : log_lines) expert_add_info_format(pinfo, ti, &ei_log, "%s", line.c_str());
@@ -296,13 +465,25 @@ std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, i
 
 namespace {
 
+// The frames of a packet numbered in the order they are dissected, the same
+// on every pass (a packet's bytes may come in several calls: the end of a
+// reassembled frame, then the frames behind it).
+int next_index(packet_info* pinfo) {
+    auto* counter = static_cast<int*>(p_get_proto_data(pinfo->pool, pinfo, proto_pava, 0));
+    if (counter == nullptr) {
+        counter = wmem_new0(pinfo->pool, int);
+        p_add_proto_data(pinfo->pool, pinfo, proto_pava, 0, counter);
+    }
+    return (*counter)++;
+}
+
 // Frames one after the other over TCP, each as long as its header declares;
 // a frame cut by the segment's end waits for the next segments.
 int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
     const int total = static_cast<int>(tvb_captured_length(tvb));
     std::string info;
     int offset = 0;
-    for (int index = 0; offset < total; ++index) {
+    while (offset < total) {
         const int left = total - offset;
         if (left < PAVA_HEADER_SIZE) {
             if (pinfo->can_desegment) {
@@ -325,7 +506,7 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
             wire = static_cast<size_t>(left);  // shown as far as it goes
         }
         if (!info.empty()) info += " | ";
-        info += dissect_frame(tvb, pinfo, root, offset, static_cast<int>(wire), index);
+        info += dissect_frame(tvb, pinfo, root, offset, static_cast<int>(wire), next_index(pinfo));
         offset += static_cast<int>(wire);
     }
     if (!info.empty()) {
@@ -361,6 +542,10 @@ void apply_prefs() {
 void clear_state() {
     first_of_message.clear();
     first_of_frame.clear();
+    directions.clear();
+    completed_in.clear();
+    message_of.clear();
+    problems_of.clear();
 }
 
 void register_pava() {
@@ -416,6 +601,9 @@ void register_pava() {
                                    "TCP port of PAVA traffic (0: none; Decode As works on any port)", 10, &pref_port);
     prefs_register_bool_preference(prefs, "heuristic", "Look for PAVA on any TCP port",
                                    "Try the heuristic dissector on TCP traffic of other protocols", &pref_heuristic);
+    prefs_register_bool_preference(prefs, "join", "Join split messages",
+                                   "Show the whole record of a split message in the frame that completes it",
+                                   &pref_join);
 
     register_init_routine(clear_state);
     register_cleanup_routine(clear_state);
