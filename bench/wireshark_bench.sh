@@ -22,7 +22,7 @@ size=$(stat -c %s "$cap")
 abi=$(basename "$(dirname "$(dirname "$(ls "$build"/wireshark-plugins/*/epan/pava.so)")")")
 mkdir -p "$work/plugins/$abi/epan"
 cp "$build/wireshark-plugins/$abi/epan/pava.so" "$work/plugins/$abi/epan/"
-cp -L "$build"/libZMPavaAnalyzer.so.0 "$build/tools/pava.lua" "$work/"
+cp "$build/tools/pava.lua" "$work/"
 chmod -R a+rX "$work"
 user=()
 [ "$(id -u)" -ne 0 ] || user=(setpriv --reuid=65534 --regid=65534 --clear-groups)
@@ -30,7 +30,7 @@ user=()
 run() {  # name, plugin folder ("" for none), tshark arguments...
   local name=$1 plugins=$2; shift 2
   /usr/bin/time -f "%U %S %e" -o "$work/time" \
-    "${user[@]}" env HOME=/nonexistent WIRESHARK_PLUGIN_DIR="${plugins:-$work/none}" LD_LIBRARY_PATH="$work" \
+    "${user[@]}" env HOME=/nonexistent WIRESHARK_PLUGIN_DIR="${plugins:-$work/none}" \
     tshark -n -r - "$@" < "$cap" > "$work/out" 2> "$work/err"
   read -r u s r < "$work/time"
   awk -v n="$name" -v z="$size" -v u="$u" -v y="$s" -v r="$r" -v f="$(tr ',' '\n' < "$work/out" | grep -c . || true)" \

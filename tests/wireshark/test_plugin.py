@@ -16,7 +16,6 @@ from test_dissector import (LUA, PAVA, PORT, ROW, by_offset, corpus_frames, cut,
                             generated_frames, pcap_of, run_frames, shown)
 
 PLUGIN = os.environ.get("PAVA_PLUGIN", "")
-LIBRARY = os.environ.get("PAVA_LIBRARY", "")
 
 pytestmark = pytest.mark.skipif(not PLUGIN or shutil.which("tshark") is None, reason="the plugin is not built")
 
@@ -30,13 +29,12 @@ def plugin_env():
     epan = os.path.join(root, "4.0", "epan")
     os.makedirs(epan)
     shutil.copy(PLUGIN, epan)
-    shutil.copy(LIBRARY, root)
     shutil.copy(LUA, root)
     for d, _, files in os.walk(root):
         os.chmod(d, 0o755)
         for f in files:
             os.chmod(os.path.join(d, f), 0o755)
-    env = dict(os.environ, WIRESHARK_PLUGIN_DIR=root, LD_LIBRARY_PATH=root, HOME="/nonexistent")
+    env = dict(os.environ, WIRESHARK_PLUGIN_DIR=root, HOME="/nonexistent")
     user = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"] if os.getuid() == 0 else []
     yield user, env, root
     shutil.rmtree(root)
