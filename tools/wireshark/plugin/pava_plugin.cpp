@@ -477,6 +477,15 @@ int next_index(packet_info* pinfo) {
     return (*counter)++;
 }
 
+// Whether the n bytes at offset (up to a header's) can begin a header, by the
+// rule of the library's stream readers; with `registered`, only one of an id
+// that has a codec.
+bool header_at(tvbuff_t* tvb, int offset, int n, bool registered) {
+    const char* h = reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, n));
+    const bool plausible = n < PAVA_HEADER_SIZE ? header_prefix(h, n) : pava_plausible_header(h, PAVA_HEADER_SIZE) == 1;
+    return plausible && (!registered || n < 8 || family_of_id.count(decimal(h, 3, 5)) != 0);
+}
+
 // Frames one after the other over TCP, each as long as its header declares;
 // a frame cut by the segment's end waits for the next segments.
 int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
@@ -484,7 +493,18 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
     std::string info;
     int offset = 0;
     while (offset < total) {
-        const int left = total - offset;
+        const int left = std::min(total - offset, PAVA_HEADER_SIZE);
+        if (!header_at(tvb, offset, left, false)) {
+            // Bytes that are not a frame, up to the next plausible header.
+            int next = offset + 1;
+            while (next < total && !header_at(tvb, next, std::min(total - next, PAVA_HEADER_SIZE), false)) ++next;
+            proto_item* junk = proto_tree_add_item(root, hf_junk, tvb, offset, next - offset, ENC_NA);
+            expert_add_info_format(pinfo, junk, &ei_junk, "%d bytes that are not a frame", next - offset);
+            if (!info.empty()) info += " | ";
+            info += "[not a frame]";
+            offset = next;
+            continue;
+        }
         if (left < PAVA_HEADER_SIZE) {
             if (pinfo->can_desegment) {
                 pinfo->desegment_offset = offset;
@@ -497,13 +517,13 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
         size_t wire = 0;
         pava_wire_size(reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, PAVA_HEADER_SIZE)),
                        PAVA_HEADER_SIZE, &wire);
-        if (left < static_cast<int>(wire)) {
+        if (total - offset < static_cast<int>(wire)) {
             if (pinfo->can_desegment) {
                 pinfo->desegment_offset = offset;
-                pinfo->desegment_len = static_cast<guint32>(static_cast<int>(wire) - left);
+                pinfo->desegment_len = static_cast<guint32>(static_cast<int>(wire) - (total - offset));
                 break;
             }
-            wire = static_cast<size_t>(left);  // shown as far as it goes
+            wire = static_cast<size_t>(total - offset);  // shown as far as it goes
         }
         if (!info.empty()) info += " | ";
         info += dissect_frame(tvb, pinfo, root, offset, static_cast<int>(wire), next_index(pinfo));
@@ -520,14 +540,7 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
 // inside the header is judged by its first 8 bytes.
 gboolean heuristic_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* tree, void* data) {
     const int n = static_cast<int>(tvb_captured_length(tvb));
-    if (!pref_heuristic || n < 8) return FALSE;
-    char h[PAVA_HEADER_SIZE];
-    tvb_memcpy(tvb, h, 0, std::min(n, PAVA_HEADER_SIZE));
-    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
-    for (int i = 0; i < 8; ++i)
-        if (!digit(h[i]) && (i >= 3 || h[i] != ' ')) return FALSE;
-    if (family_of_id.count(decimal(h, 3, 5)) == 0) return FALSE;
-    if (n >= PAVA_HEADER_SIZE && !plausible_head(h)) return FALSE;
+    if (!pref_heuristic || n < 8 || !header_at(tvb, 0, std::min(n, PAVA_HEADER_SIZE), true)) return FALSE;
     conversation_set_dissector(find_or_create_conversation(pinfo), pava_handle);
     dissect_pava(tvb, pinfo, tree, data);
     return TRUE;

@@ -69,19 +69,23 @@ inline std::string without_indices(std::string_view path) {
     return out;
 }
 
-// Whether 16 bytes can be a header: RII digits or blanks, five id digits, a
-// body length of digits and blanks within the maximum, continuation '0' or
-// '1'. The type and flag characters are not judged (damaged ones are shown).
-inline bool plausible_head(const char* h) {
+// Whether n bytes (fewer than a header's) can begin a header: RII digits,
+// blanks or NULs, five id digits, a body length of an optional '-', digits
+// and blanks, continuation '0' or '1'. Whole headers are judged by the
+// library (pava_plausible_header).
+inline bool header_prefix(const char* h, int n) {
     const auto digit = [](char c) { return c >= '0' && c <= '9'; };
-    for (int i = 0; i < 3; ++i)
-        if (!digit(h[i]) && h[i] != ' ') return false;
-    for (int i = 3; i < 8; ++i)
-        if (!digit(h[i])) return false;
-    if (!digit(h[9])) return false;
-    for (int i = 10; i < 14; ++i)
-        if (!digit(h[i]) && h[i] != ' ') return false;
-    return (h[15] == '0' || h[15] == '1') && decimal(h, 9, 5) <= 8192;
+    for (int i = 0; i < n && i < 16; ++i) {
+        const char c = h[i];
+        const bool ok = i < 3                 ? digit(c) || c == ' ' || c == '\0'
+                        : i < 8               ? digit(c)
+                        : i == 9              ? digit(c) || c == '-'
+                        : i >= 10 && i < 14   ? digit(c) || c == ' '
+                        : i == 15             ? c == '0' || c == '1'
+                                              : true;
+        if (!ok) return false;
+    }
+    return true;
 }
 
 }  // namespace pava::plugin
