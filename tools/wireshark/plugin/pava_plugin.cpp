@@ -154,16 +154,19 @@ FrameHead read_head(const char* h) {
     return {decimal(h, 0, 3), decimal(h, 3, 5), type_digit(h[8]), decimal(h, 9, 7), type_digit(h[14]), h[15]};
 }
 
-std::string group_of(std::string_view path) {
+// The outer list element a path is in ("dataList[3]"); empty when none.
+std::string_view group_of(std::string_view path) {
     const size_t close = path.find(']');
-    return close == std::string_view::npos ? std::string() : std::string(path.substr(0, close + 1));
+    return close == std::string_view::npos ? std::string_view() : path.substr(0, close + 1);
 }
 
 // A member's value as the field its path names without indices, the full
 // path in the item's text; a path that names no field goes to pava.read.
 proto_item* add_value(proto_tree* tree, tvbuff_t* tvb, int at, int width, const char* path, bool number, int n,
                       std::string& text) {
-    const auto it = field_of_path.find(without_indices(path));
+    static std::string name;  // reused: one lookup per read, no allocation
+    without_indices(name, path);
+    const auto it = field_of_path.find(name);
     const MemberField* field = it != field_of_path.end() ? it->second : nullptr;
     if (field != nullptr && field->number == number && number) {
         return proto_tree_add_int_format(tree, field->hf, tvb, at, width, n, "%s: %d", path, n);
@@ -175,6 +178,18 @@ proto_item* add_value(proto_tree* tree, tvbuff_t* tvb, int at, int width, const 
     return proto_tree_add_string_format(tree, field->hf, tvb, at, width, text.c_str(), "%s: %s", path, text.c_str());
 }
 
+// Whether the members are shown: a visible tree, or a filter or a column
+// that asks for one of them. When not, the values are neither read nor
+// formatted (tshark -T fields -e pava.id, a display filter on the header).
+bool members_wanted(proto_tree* tree) {
+    if (tree == nullptr) return false;
+    if (PTREE_DATA(tree)->visible) return true;
+    for (const MemberField& f : member_fields) {
+        if (f.hf > 0 && proto_field_is_referenced(tree, f.hf)) return true;
+    }
+    return proto_field_is_referenced(tree, hf_read) || proto_field_is_referenced(tree, hf_unread);
+}
+
 // The decoder's reads of one frame as fields; returns the decode's code.
 int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* frame, int wire) {
     pava_dissection* dissection = nullptr;
@@ -184,7 +199,7 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
         rc = pava_dissect(frame, static_cast<size_t>(wire), nullptr, &dissection);
     }
     std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)> owned(dissection, pava_dissection_free);
-    const size_t count = dissection != nullptr ? pava_dissection_count(dissection) : 0;
+    const size_t count = dissection != nullptr && members_wanted(tree) ? pava_dissection_count(dissection) : 0;
     std::string group;
     proto_tree* parent = tree;
     proto_item* group_item = nullptr;
@@ -202,13 +217,13 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
             continue;
         }
         // The elements of the outer lists as subtrees ("dataList[3]").
-        const std::string key = group_of(s.path);
+        const std::string_view key = group_of(s.path);
         if (key.empty()) {
             parent = tree;
             group.clear();
         } else if (key != group) {
             group = key;
-            parent = proto_tree_add_subtree(tree, tvb, at, width, ett_group, &group_item, key.c_str());
+            parent = proto_tree_add_subtree(tree, tvb, at, width, ett_group, &group_item, group.c_str());
         } else if (group_item != nullptr) {
             proto_item_set_end(group_item, tvb, at + width);
         }
@@ -216,7 +231,7 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
         const bool number = s.kind == PAVA_SPAN_DECIMAL;
         const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
         const int n = number ? decimal(raw.data(), 0, static_cast<int>(raw.size())) : 0;
-        if (!number) text = escaped(s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
+        if (!number) escape_into(text, s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
         add_value(parent, tvb, at, width, s.path, number, n, text);
     }
     return rc;
@@ -339,7 +354,7 @@ void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, int 
         if (pava_get_bytes(record, path.c_str(), nullptr, 0, &length) != PAVA_RC_BUFFER) return false;
         buffer.resize(length);
         if (pava_get_bytes(record, path.c_str(), buffer.data(), length, &length) != PAVA_RC_OK) return false;
-        text = escaped({buffer.data(), length});
+        escape_into(text, {buffer.data(), length});
         return !text.empty();
     };
     for (const pava_member_info& m : members_of[type]) {
@@ -402,7 +417,7 @@ void show_join(packet_info* pinfo, proto_tree* tree, proto_item* ti, tvbuff_t* t
             expert_add_info_format(pinfo, item, &ei_join, "Frame %u: %s", packet_of(at), text.c_str());
         }
         if (m->info.rc != PAVA_RC_OK) expert_add_info_format(pinfo, item, &ei_failed, "Decoder: %s", pava_rc_text(m->info.rc));
-        add_record(sub, tvb, m->record.get(), PAVA_TYPE_RECORD, "", 0);
+        if (members_wanted(sub)) add_record(sub, tvb, m->record.get(), PAVA_TYPE_RECORD, "", 0);
     }
 }
 

@@ -35,11 +35,10 @@ inline int type_digit(char c) {
 }
 
 // Bytes as the tool shows them: printable ASCII, '\\' and '"' escaped, any
-// other byte as \xNN; trailing NULs dropped.
-inline std::string escaped(std::string_view bytes) {
+// other byte as \xNN; trailing NULs dropped. Into `out`, replaced.
+inline void escape_into(std::string& out, std::string_view bytes) {
     while (!bytes.empty() && bytes.back() == '\0') bytes.remove_suffix(1);
-    std::string out;
-    out.reserve(bytes.size());
+    out.clear();
     for (const char c : bytes) {
         const auto u = static_cast<unsigned char>(c);
         if (c == '\\' || c == '"') {
@@ -53,20 +52,24 @@ inline std::string escaped(std::string_view bytes) {
             out += hex;
         }
     }
+}
+
+inline std::string escaped(std::string_view bytes) {
+    std::string out;
+    escape_into(out, bytes);
     return out;
 }
 
-// "recordList[0].fieldList[2].fieldText1" -> "recordList.fieldList.fieldText1".
-inline std::string without_indices(std::string_view path) {
-    std::string out;
-    out.reserve(path.size());
+// "recordList[0].fieldList[2].fieldText1" -> "recordList.fieldList.fieldText1",
+// into `out`, replaced.
+inline void without_indices(std::string& out, std::string_view path) {
+    out.clear();
     bool inside = false;
     for (const char c : path) {
         if (c == '[') inside = true;
         else if (c == ']') inside = false;
         else if (!inside) out += c;
     }
-    return out;
 }
 
 // Whether n bytes (fewer than a header's) can begin a header: RII digits,
