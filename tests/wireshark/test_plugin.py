@@ -59,14 +59,15 @@ def tshark(plugin_env, pcap, *args, plugin=True):
     return out
 
 
+def pava_layers(out):
+    """The PAVA layers of every packet of tshark's JSON in order, as (key, value) pairs."""
+    return [value for packet in json.loads(out, object_pairs_hook=lambda p: p)
+            for key, value in dict(dict(packet)["_source"])["layers"] if key == "pava"]
+
+
 def layers(out):
-    """The PAVA layers of every packet in order, each as its fields in tree order."""
-    frames = []
-    for packet in json.loads(out, object_pairs_hook=lambda p: p):
-        for key, value in dict(dict(packet)["_source"])["layers"]:
-            if key == "pava":
-                frames.append(flatten(value, []))
-    return frames
+    """Each PAVA layer as its fields in tree order."""
+    return [flatten(layer, []) for layer in pava_layers(out)]
 
 
 def expected_reads(path, frames_in, registered):
@@ -181,12 +182,7 @@ def members(record, prefix=""):
 
 def joined_messages(out):
     """The joined messages tshark shows, each as its fields."""
-    found = []
-    for packet in json.loads(out, object_pairs_hook=lambda p: p):
-        for key, value in dict(dict(packet)["_source"])["layers"]:
-            if key == "pava":
-                found += [flatten(v, []) for k, v in value if k.startswith("Joined message")]
-    return found
+    return [flatten(v, []) for layer in pava_layers(out) for k, v in layer if k.startswith("Joined message")]
 
 
 EXTRA = ("pava.part", "pava.join.problem", "pava.decode.failed")  # beside the record

@@ -20,8 +20,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <cstring>
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "ZMPavaAnalyzerC.h"
@@ -203,6 +205,7 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
     std::string group;
     proto_tree* parent = tree;
     proto_item* group_item = nullptr;
+    int group_end = 0;
     std::string text;
     for (size_t i = 0; i < count; ++i) {
         pava_span s{};
@@ -223,10 +226,12 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
             group.clear();
         } else if (key != group) {
             group = key;
+            group_end = at + width;
             parent = proto_tree_add_subtree(tree, tvb, at, width, ett_group, &group_item, group.c_str());
-        } else if (group_item != nullptr) {
+        } else if (group_item != nullptr && at + width > group_end) {
             proto_item_set_end(group_item, tvb, at + width);
         }
+        group_end = std::max(group_end, at + width);
         // The value the read takes from its bytes, read as the decoder reads them.
         const bool number = s.kind == PAVA_SPAN_DECIMAL;
         const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
@@ -276,19 +281,44 @@ uint32_t packet_of(uint64_t tag) { return static_cast<uint32_t>(tag >> 16); }
 
 using RecordPtr = std::unique_ptr<pava_record, decltype(&pava_record_free)>;
 
+// The member paths (indices dropped) the decoder read in a message's frames,
+// with the lists they are in: members of list elements that no frame read
+// are empty in the joined record and not asked for.
+using ReadPaths = std::unordered_set<std::string>;
+
 struct Joined {
     RecordPtr record{nullptr, pava_record_free};
     pava_join_info info{};
     uint64_t completed_at = 0;
     std::vector<uint64_t> parts;
     std::vector<std::pair<uint64_t, std::string>> problems;
+    ReadPaths read;
 };
+
+void collect_reads(const char* frame, int wire, ReadPaths& read) {
+    pava_dissection* dissection = nullptr;
+    pava_dissect(frame, static_cast<size_t>(wire), nullptr, &dissection);
+    std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)> owned(dissection, pava_dissection_free);
+    const size_t count = dissection != nullptr ? pava_dissection_count(dissection) : 0;
+    std::string name;
+    for (size_t i = 0; i < count; ++i) {
+        pava_span span{};
+        span.size = sizeof span;
+        if (pava_dissection_span(dissection, i, &span) != PAVA_RC_OK || span.path == nullptr) continue;
+        without_indices(name, span.path);
+        for (size_t dot = name.find('.'); dot != std::string::npos; dot = name.find('.', dot + 1)) {
+            read.insert(name.substr(0, dot));
+        }
+        read.insert(name);
+    }
+}
 
 // One direction of one conversation: its joiner and the frames pushed per
 // id and RII that are not yet part of a message.
 struct Direction {
     std::unique_ptr<pava_joiner, decltype(&pava_joiner_free)> joiner{nullptr, pava_joiner_free};
     std::map<std::pair<int64_t, int64_t>, std::vector<uint64_t>> pending;
+    std::map<std::pair<int64_t, int64_t>, ReadPaths> pending_reads;
 };
 
 std::map<uint64_t, Direction> directions;
@@ -314,6 +344,7 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
     LogCapture capture;  // the joiner's decodes log too
     if (pava_joiner_push(d.joiner.get(), frame, static_cast<size_t>(wire), tag) != PAVA_RC_OK) return;
     d.pending[{h.id, h.rii}].push_back(tag);
+    collect_reads(frame, wire, d.pending_reads[{h.id, h.rii}]);
     for (;;) {
         auto m = std::make_shared<Joined>();
         pava_record* record = nullptr;
@@ -336,6 +367,11 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
             m->parts = std::move(pending->second);
             d.pending.erase(pending);
         }
+        const auto reads = d.pending_reads.find({id, rii});
+        if (reads != d.pending_reads.end()) {
+            m->read = std::move(reads->second);
+            d.pending_reads.erase(reads);
+        }
         if (m->info.frames <= 1 && m->info.complete && m->problems.empty()) continue;
         m->completed_at = tag;
         for (const uint64_t part : m->parts) message_of[part] = m;
@@ -344,21 +380,31 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
 }
 
 // The members of a joined record that hold something, as generated fields.
-void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, int type, const std::string& prefix,
-                int depth) {
+// `path` is the object's path ("dataList[3]."), `bare` the same without
+// indices; below the record, only members some frame's decoder read.
+void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, const ReadPaths& read, int type,
+                std::string& path, std::string& bare, int depth) {
     if (depth > 4) return;
-    std::string text;
-    std::vector<char> buffer;
-    const auto bytes = [&](const std::string& path) {
+    static std::string text;
+    static std::vector<char> buffer(PAVA_FRAME_SIZE);
+    const auto bytes = [&](const std::string& at) {
         size_t length = 0;
-        if (pava_get_bytes(record, path.c_str(), nullptr, 0, &length) != PAVA_RC_BUFFER) return false;
-        buffer.resize(length);
-        if (pava_get_bytes(record, path.c_str(), buffer.data(), length, &length) != PAVA_RC_OK) return false;
+        int rc = pava_get_bytes(record, at.c_str(), buffer.data(), buffer.size(), &length);
+        if (rc == PAVA_RC_BUFFER) {
+            buffer.resize(length);
+            rc = pava_get_bytes(record, at.c_str(), buffer.data(), buffer.size(), &length);
+        }
+        if (rc != PAVA_RC_OK) return false;
         escape_into(text, {buffer.data(), length});
         return !text.empty();
     };
+    const size_t path_size = path.size(), bare_size = bare.size();
     for (const pava_member_info& m : members_of[type]) {
-        const std::string path = prefix + m.name;
+        path.resize(path_size);
+        path += m.name;
+        bare.resize(bare_size);
+        bare += m.name;
+        if (depth > 0 && read.count(bare) == 0) continue;
         int64_t n = 0;
         size_t count = 0;
         switch (m.kind) {
@@ -379,17 +425,26 @@ void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, int 
             }
             break;
         case PAVA_KIND_LIST:
-            if (pava_list_size(record, path.c_str(), &count) != PAVA_RC_OK) break;
+            if (read.count(bare) == 0 || pava_list_size(record, path.c_str(), &count) != PAVA_RC_OK) break;
+            bare += '.';
             for (size_t k = 0; k < count; ++k) {
-                const std::string element = path + "[" + std::to_string(k) + "]";
-                proto_tree* sub = proto_tree_add_subtree(tree, tvb, 0, 0, ett_group, nullptr, element.c_str());
-                add_record(sub, tvb, record, m.element, element + ".", depth + 1);
+                path.resize(path_size + std::strlen(m.name));
+                path += '[' + std::to_string(k) + ']';
+                proto_tree* sub = proto_tree_add_subtree(tree, tvb, 0, 0, ett_group, nullptr, path.c_str());
+                path += '.';
+                add_record(sub, tvb, record, read, m.element, path, bare, depth + 1);
             }
             break;
-        case PAVA_KIND_OBJECT: add_record(tree, tvb, record, m.element, path + ".", depth + 1); break;
+        case PAVA_KIND_OBJECT:
+            path += '.';
+            bare += '.';
+            add_record(tree, tvb, record, read, m.element, path, bare, depth + 1);
+            break;
         default: break;
         }
     }
+    path.resize(path_size);
+    bare.resize(bare_size);
 }
 
 // Every pass: the link to the frame that completes this frame's message,
@@ -417,7 +472,8 @@ void show_join(packet_info* pinfo, proto_tree* tree, proto_item* ti, tvbuff_t* t
             expert_add_info_format(pinfo, item, &ei_join, "Frame %u: %s", packet_of(at), text.c_str());
         }
         if (m->info.rc != PAVA_RC_OK) expert_add_info_format(pinfo, item, &ei_failed, "Decoder: %s", pava_rc_text(m->info.rc));
-        if (members_wanted(sub)) add_record(sub, tvb, m->record.get(), PAVA_TYPE_RECORD, "", 0);
+        std::string path, bare;
+        if (members_wanted(sub)) add_record(sub, tvb, m->record.get(), m->read, PAVA_TYPE_RECORD, path, bare, 0);
     }
 }
 
