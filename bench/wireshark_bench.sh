@@ -40,4 +40,5 @@ run() {  # name, plugin folder ("" for none), tshark arguments...
 echo "capture: $((size / 1000000)) MB, $(tshark -r "$cap" -T fields -e frame.number 2>/dev/null | tail -1) packets"
 run "tshark, no PAVA dissector" "" -T fields -e tcp.len
 run "tshark, compiled plugin" "$work/plugins" -o pava.port:7766 -T fields -e pava.id
+run "tshark, plugin, no joining" "$work/plugins" -o pava.port:7766 -o pava.join:FALSE -T fields -e pava.id
 run "tshark, pava.lua" "" -X "lua_script:$work/pava.lua" -o pava.port:7766 -T fields -e pava.id

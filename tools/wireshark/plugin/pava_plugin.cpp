@@ -15,12 +15,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <cstring>
 #include <tuple>
 #include <unordered_map>
 #include <unordered_set>
@@ -162,27 +162,31 @@ std::string_view group_of(std::string_view path) {
     return close == std::string_view::npos ? std::string_view() : path.substr(0, close + 1);
 }
 
-// A member's value as the field its path names without indices, the full
-// path in the item's text; a path that names no field goes to pava.read.
+// A member's value as the field its path names without indices; with
+// `full`, the full path in the item's text (else the field's name, made only
+// when the tree is printed). A path that names no field goes to pava.read.
 proto_item* add_value(proto_tree* tree, tvbuff_t* tvb, int at, int width, const char* path, bool number, int n,
-                      std::string& text) {
+                      std::string& text, bool full = true) {
     static std::string name;  // reused: one lookup per read, no allocation
     without_indices(name, path);
     const auto it = field_of_path.find(name);
     const MemberField* field = it != field_of_path.end() ? it->second : nullptr;
-    if (field != nullptr && field->number == number && number) {
-        return proto_tree_add_int_format(tree, field->hf, tvb, at, width, n, "%s: %d", path, n);
-    }
     if (field == nullptr || field->number != number) {
         if (number) text = std::to_string(n);
         return proto_tree_add_string_format(tree, hf_read, tvb, at, width, text.c_str(), "%s: %s", path, text.c_str());
     }
-    return proto_tree_add_string_format(tree, field->hf, tvb, at, width, text.c_str(), "%s: %s", path, text.c_str());
+    if (!full) {
+        return number ? proto_tree_add_int(tree, field->hf, tvb, at, width, n)
+                      : proto_tree_add_string(tree, field->hf, tvb, at, width, text.c_str());
+    }
+    return number ? proto_tree_add_int_format(tree, field->hf, tvb, at, width, n, "%s: %d", path, n)
+                  : proto_tree_add_string_format(tree, field->hf, tvb, at, width, text.c_str(), "%s: %s", path,
+                                                 text.c_str());
 }
 
 // Whether the members are shown: a visible tree, or a filter or a column
 // that asks for one of them. When not, the values are neither read nor
-// formatted (tshark -T fields -e pava.id, a display filter on the header).
+// formatted (tshark with a display filter on the header alone).
 bool members_wanted(proto_tree* tree) {
     if (tree == nullptr) return false;
     if (PTREE_DATA(tree)->visible) return true;
@@ -192,15 +196,30 @@ bool members_wanted(proto_tree* tree) {
     return proto_field_is_referenced(tree, hf_read) || proto_field_is_referenced(tree, hf_unread);
 }
 
-// The decoder's reads of one frame as fields; returns the decode's code.
-int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* frame, int wire) {
+using DissectionPtr = std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)>;
+
+// The decoder's reads of one frame, its code and the lines it logged.
+struct Reads {
+    DissectionPtr dissection{nullptr, pava_dissection_free};
+    int rc = PAVA_RC_OK;
+    std::vector<std::string> log;
+};
+
+Reads read_frame(const char* frame, int wire) {
+    Reads reads;
     pava_dissection* dissection = nullptr;
-    int rc;
     {
         LogCapture capture;
-        rc = pava_dissect(frame, static_cast<size_t>(wire), nullptr, &dissection);
+        reads.rc = pava_dissect(frame, static_cast<size_t>(wire), nullptr, &dissection);
+        reads.log.swap(log_lines);
     }
-    std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)> owned(dissection, pava_dissection_free);
+    reads.dissection.reset(dissection);
+    return reads;
+}
+
+// The decoder's reads of one frame as fields.
+void add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* frame,
+               const pava_dissection* dissection) {
     const size_t count = dissection != nullptr && members_wanted(tree) ? pava_dissection_count(dissection) : 0;
     std::string group;
     proto_tree* parent = tree;
@@ -239,7 +258,6 @@ int add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* f
         if (!number) escape_into(text, s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
         add_value(parent, tvb, at, width, s.path, number, n, text);
     }
-    return rc;
 }
 
 // Frames of one split message share the conversation, direction, id and RII;
@@ -295,10 +313,7 @@ struct Joined {
     ReadPaths read;
 };
 
-void collect_reads(const char* frame, int wire, ReadPaths& read) {
-    pava_dissection* dissection = nullptr;
-    pava_dissect(frame, static_cast<size_t>(wire), nullptr, &dissection);
-    std::unique_ptr<pava_dissection, decltype(&pava_dissection_free)> owned(dissection, pava_dissection_free);
+void collect_reads(const pava_dissection* dissection, ReadPaths& read) {
     const size_t count = dissection != nullptr ? pava_dissection_count(dissection) : 0;
     std::string name;
     for (size_t i = 0; i < count; ++i) {
@@ -331,7 +346,8 @@ bool splits(const FrameHead& h) { return h.type > 1 || h.flag > 1 || h.cont == '
 
 // First pass: the frame into its direction's joiner, and every message that
 // becomes ready taken out, whole, with its problems.
-void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int wire, int index) {
+void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int wire, int index,
+                const pava_dissection* dissection) {
     if (PINFO_FD_VISITED(pinfo) || !splits(h)) return;
     conversation_t* conv = find_or_create_conversation(pinfo);
     Direction& d = directions[uint64_t{conv->conv_index} * 2 + static_cast<uint64_t>(direction(pinfo))];
@@ -344,7 +360,7 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
     LogCapture capture;  // the joiner's decodes log too
     if (pava_joiner_push(d.joiner.get(), frame, static_cast<size_t>(wire), tag) != PAVA_RC_OK) return;
     d.pending[{h.id, h.rii}].push_back(tag);
-    collect_reads(frame, wire, d.pending_reads[{h.id, h.rii}]);
+    collect_reads(dissection, d.pending_reads[{h.id, h.rii}]);
     for (;;) {
         auto m = std::make_shared<Joined>();
         pava_record* record = nullptr;
@@ -381,7 +397,8 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
 
 // The members of a joined record that hold something, as generated fields.
 // `path` is the object's path ("dataList[3]."), `bare` the same without
-// indices; below the record, only members some frame's decoder read.
+// indices; below the record, only members some frame's decoder read. Items
+// are labelled by their field; the element subtrees carry the indices.
 void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, const ReadPaths& read, int type,
                 std::string& path, std::string& bare, int depth) {
     if (depth > 4) return;
@@ -411,12 +428,12 @@ void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, cons
         case PAVA_KIND_INT32:
         case PAVA_KIND_UINT16:
             if (pava_get_int(record, path.c_str(), &n) == PAVA_RC_OK && n != 0) {
-                proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), true, static_cast<int>(n), text));
+                proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), true, static_cast<int>(n), text, false));
             }
             break;
         case PAVA_KIND_CHARS:
         case PAVA_KIND_STRING:
-            if (bytes(path)) proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), false, 0, text));
+            if (bytes(path)) proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), false, 0, text, false));
             break;
         case PAVA_KIND_ROWS:
             for (int k = 0; k < m.count; ++k) {
@@ -518,15 +535,18 @@ std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, i
         text += info;
     }
     link_first(pinfo, tree, h, index);
+    const bool joining = pref_join && !PINFO_FD_VISITED(pinfo) && splits(h);
+    if (tree == nullptr && !joining) return text;  // nothing shown, nothing to join: no need to decode
+    const Reads reads = read_frame(frame, wire);
     if (pref_join) {
-        join_frame(pinfo, h, frame, wire, index);
+        join_frame(pinfo, h, frame, wire, index, reads.dissection.get());
         if (tree != nullptr) show_join(pinfo, tree, ti, tvb, index);
     }
-    if (tree == nullptr) return text;  // nothing shown: no need to decode
-    const int rc = add_reads(tvb, tree, offset + PAVA_HEADER_SIZE, body, frame, wire);
-    for (const std::string& line : log_lines) expert_add_info_format(pinfo, ti, &ei_log, "%s", line.c_str());
-    if (rc != PAVA_RC_OK) {
-        expert_add_info_format(pinfo, ti, &ei_failed, "Decoder: %s", pava_rc_text(rc));
+    if (tree == nullptr) return text;
+    add_reads(tvb, tree, offset + PAVA_HEADER_SIZE, body, frame, reads.dissection.get());
+    for (const std::string& line : reads.log) expert_add_info_format(pinfo, ti, &ei_log, "%s", line.c_str());
+    if (reads.rc != PAVA_RC_OK) {
+        expert_add_info_format(pinfo, ti, &ei_failed, "Decoder: %s", pava_rc_text(reads.rc));
         text += " [malformed]";
     }
     return text;
