@@ -581,6 +581,7 @@ bool header_at(tvbuff_t* tvb, int offset, int n, bool registered) {
 // a frame cut by the segment's end waits for the next segments.
 int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
     const int total = static_cast<int>(tvb_captured_length(tvb));
+    const bool later_call = p_get_proto_data(pinfo->pool, pinfo, proto_pava, 0) != nullptr;
     std::string info;
     int offset = 0;
     while (offset < total) {
@@ -621,8 +622,11 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
         offset += static_cast<int>(wire);
     }
     if (!info.empty()) {
+        // TCP fences the column between the calls of one packet (the end of a
+        // reassembled frame, then the frames behind it): later calls append.
         col_set_str(pinfo->cinfo, COL_PROTOCOL, "PAVA");
-        col_add_str(pinfo->cinfo, COL_INFO, info.c_str());
+        if (!later_call) col_clear(pinfo->cinfo, COL_INFO);
+        col_append_sep_str(pinfo->cinfo, COL_INFO, " | ", info.c_str());
     }
     return total;
 }
