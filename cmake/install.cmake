@@ -51,6 +51,12 @@ if(ZMPAVA_DISSECTOR_LUA)
   install(FILES ${ZMPAVA_DISSECTOR_LUA}
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tool)
 endif()
+# The compiled plugin into the plugin folder of the Wireshark it was built
+# for; the Lua dissector steps aside where the plugin is loaded.
+if(ZMPAVA_WIRESHARK_PLUGIN_TARGET)
+  install(TARGETS ${ZMPAVA_WIRESHARK_PLUGIN_TARGET}
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins/${ZMPAVA_WIRESHARK_ABI}/epan COMPONENT tool)
+endif()
 
 # The Python package with its compiled module, by default where Debian's
 # python3 finds packages of /usr. The module carries its own copy of the
@@ -103,6 +109,14 @@ set(CPACK_COMPONENT_TOOL_DESCRIPTION "PAVA protocol codec (tools)
  The pava command (encode, decode, dissect frames) and a Wireshark dissector.")
 if(ZMPAVA_DISSECTOR_LUA)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS wireshark)
+endif()
+if(ZMPAVA_WIRESHARK_PLUGIN_TARGET AND ZMPAVA_WIRESHARK_PACKAGE)
+  # The plugin loads only into the Wireshark version it was built against.
+  string(REGEX MATCH "^[0-9]+" ws_major ${ZMPAVA_WIRESHARK_ABI})
+  string(REGEX MATCH "[0-9]+$" ws_minor ${ZMPAVA_WIRESHARK_ABI})
+  math(EXPR ws_next "${ws_minor} + 1")
+  set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${ZMPAVA_WIRESHARK_PACKAGE} (>= ${ZMPAVA_WIRESHARK_ABI}), \
+${ZMPAVA_WIRESHARK_PACKAGE} (<< ${ws_major}.${ws_next})")
 endif()
 
 if(ZMPAVA_HAS_PYTHON)

@@ -137,6 +137,11 @@ PAVA_API int PAVA_CALL pava_decode(const char* frame, size_t size, pava_record* 
  * (kept within 0..8192). frame holds at least the header. */
 PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wire_size);
 
+/* 1 when the first 16 of size bytes could be a header an encoder wrote (the
+ * rule by which the tool's stream readers trust a header and resynchronise
+ * on the next one), 0 otherwise or when size is shorter than a header. */
+PAVA_API int PAVA_CALL pava_plausible_header(const char* frame, size_t size);
+
 /* ------------------------------------------------------------------------ */
 /* Dissection                                                                */
 /* ------------------------------------------------------------------------ */

@@ -15,6 +15,7 @@
 
 #include "ZMPavaAnalyzer.h"
 #include "analyzer.h"
+#include "frame_reader.h"
 #include "field_codec.h"
 #include "frame_header.h"
 #include "members.h"
@@ -535,6 +536,10 @@ PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wi
     if (size < PAVA_HEADER_SIZE) return PAVA_RC_SIZE;
     *wire_size = wireSizeOf(frame);
     return PAVA_RC_OK;
+}
+
+PAVA_API int PAVA_CALL pava_plausible_header(const char* frame, size_t size) {
+    return frame != nullptr && size >= PAVA_HEADER_SIZE && pava::plausibleHeader(frame) ? 1 : 0;
 }
 
 PAVA_API int PAVA_CALL pava_member_count(int type, size_t* count) {

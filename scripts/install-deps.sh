@@ -11,6 +11,8 @@ packages=(cmake gcc g++ make binutils libgtest-dev libgmock-dev libbenchmark-dev
           libasio-dev
           # the Python package, the tool's tests and the Wireshark dissector's tests
           python3 python3-pytest tshark
+          # the compiled Wireshark plugin (Wireshark's headers and their GLib)
+          libwireshark-dev libglib2.0-dev
           # the Python module's headers, its asyncio tests, `pip install .` into a fresh venv
           python3-dev python3-pytest-asyncio python3-venv python3-pip
           # packaging and consumer tests: cpack's dpkg-shlibdeps, pkg-config

@@ -187,6 +187,9 @@ static void test_encode_and_decode(void) {
     CHECK_RC(pava_wire_size(buffer, 16, &wire), PAVA_RC_OK);
     CHECK(wire == 28);
     CHECK_RC(pava_wire_size(buffer, 15, &wire), PAVA_RC_SIZE);
+    CHECK(pava_plausible_header(buffer, 16) == 1 && pava_plausible_header(buffer, 15) == 0);
+    buffer[9] = 'x'; /* a body length that is not a number */
+    CHECK(pava_plausible_header(buffer, 16) == 0 && pava_plausible_header(NULL, 16) == 0);
 
     /* Unknown id; an encoder that fails after its first frame keeps that frame
      * (pava_encode's side of both through the Python package's ctypes backend). */

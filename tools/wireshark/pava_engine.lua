@@ -2,6 +2,10 @@
 -- the algorithmic bodies through `bodies`, TCP reassembly by the header's
 -- body length, the port preference, Decode As and the heuristic.
 local MAX_BODY = 8192
+-- Where the compiled plugin is loaded (it is built for one Wireshark
+-- version), it dissects PAVA and this file steps aside.
+local compiled_ok, compiled = pcall(Dissector.get, "pava")
+if compiled_ok and compiled then return end
 local HEAD = 16
 
 local pava = Proto("pava", "PAVA")
@@ -21,6 +25,7 @@ local hf = {
     record = ProtoField.bytes("pava.record", "Record"),
     field = ProtoField.bytes("pava.field", "Field"),
     tail = ProtoField.bytes("pava.tail", "Bytes behind the layout"),
+    junk = ProtoField.bytes("pava.junk", "Not a frame", base.NONE, nil, nil, "Bytes before the next plausible header"),
     ["item.length"] = ProtoField.int32("pava.item.length", "Text length"),
     ["record.recInt"] = ProtoField.int32("pava.record.recInt", "recInt"),
 }
@@ -41,16 +46,14 @@ local ef = {
                                expert.group.MALFORMED, expert.severity.ERROR),
     no_layout = ProtoExpert.new("pava.id.unknown", "No layout for this id: body shown as bytes",
                                 expert.group.UNDECODED, expert.severity.WARN),
-    extra = ProtoExpert.new("pava.body.extra", "Bytes past the length of the layout",
-                            expert.group.MALFORMED, expert.severity.WARN),
-    short = ProtoExpert.new("pava.body.short", "Body shorter than its layout",
-                            expert.group.MALFORMED, expert.severity.WARN),
     past = ProtoExpert.new("pava.body.past", "A count or length points past the body",
                            expert.group.MALFORMED, expert.severity.WARN),
     failed = ProtoExpert.new("pava.failed", "Frame could not be dissected",
                              expert.group.MALFORMED, expert.severity.ERROR),
+    junk = ProtoExpert.new("pava.junk.bytes", "Bytes that are not a frame",
+                           expert.group.MALFORMED, expert.severity.WARN),
 }
-pava.experts = {ef.too_long, ef.no_layout, ef.extra, ef.short, ef.past, ef.failed}
+pava.experts = {ef.too_long, ef.no_layout, ef.past, ef.failed, ef.junk}
 
 pava.prefs.port = Pref.uint("TCP port", 0, "TCP port of PAVA traffic (0: none; Decode As works on any port)")
 pava.prefs.heuristic = Pref.bool("Look for PAVA on any TCP port", false,
@@ -201,14 +204,8 @@ local function dissect_body(ctx, tree, layout)
             finish = finish or ctx.len
         end
     end
-    if finish < ctx.len then
-        local r = ctx:range(finish, ctx.len - finish)
-        local t = tree:add(hf.tail, r)
-        if layout.length then t:add_proto_expert_info(ef.extra) end
-    end
-    if layout.length and ctx.len < layout.length then
-        tree:add_proto_expert_info(ef.short, string.format("Body of %d bytes, the layout has %d", ctx.len, layout.length))
-    end
+    -- (A body of another length than its fixed layout's is not taken for a frame.)
+    if finish < ctx.len then tree:add(hf.tail, ctx:range(finish, ctx.len - finish)) end
     return count
 end
 
@@ -258,31 +255,69 @@ local function body_length(tvb, offset)
     return declared, math.max(0, math.min(declared, MAX_BODY))
 end
 
+-- A header the codecs' stream readers trust: RII digits, blanks or NULs; a
+-- five-digit id; a body length of an optional '-', digits, then blanks, at
+-- most a whole frame, and for an id whose layout has one length exactly
+-- that; continuation '0' or '1'. Fewer bytes: whether they can begin one.
+local PREFIX = {"[%d %z]", "[%d %z]", "[%d %z]", "%d", "%d", "%d", "%d", "%d", ".", "[%d%-]", "[%d ]", "[%d ]",
+                "[%d ]", "[%d ]", ".", "[01]"}
+local function plausible(h)
+    for i = 1, #h do
+        if not h:sub(i, i):match(PREFIX[i]) then return false end
+    end
+    if #h < HEAD then return true end
+    local sign, digits = h:sub(10, 14):match("^(%-?)(%d+) *$")
+    if not digits then return false end
+    local length = tonumber(digits) * (sign == "-" and -1 or 1)
+    local layout = LAYOUTS[tonumber(h:sub(4, 8))]
+    return length <= MAX_BODY + HEAD and (layout == nil or layout.length == nil or layout.length == length)
+end
+
+-- The first place at or after `from` (1-based) in s where a header can begin.
+local function next_header(s, from)
+    local at = from
+    while true do
+        at = s:find("[%d %z][%d %z][%d %z]%d%d%d%d%d", at)
+        if at == nil then break end
+        if plausible(s:sub(at, at + HEAD - 1)) then return at end
+        at = at + 1
+    end
+    for i = math.max(from, #s - 6), #s do  -- a header cut by the end
+        if plausible(s:sub(i)) then return i end
+    end
+    return #s + 1
+end
+
 function pava.dissector(tvb, pinfo, root)
     local total = tvb:len()
     local offset = 0
     local infos = {}
     while offset < total do
         local left = total - offset
-        if left < HEAD then
+        if not plausible(tvb:raw(offset, math.min(left, HEAD))) then
+            local next = offset + next_header(tvb:raw(offset, left), 2) - 1
+            root:add(hf.junk, tvb(offset, next - offset)):add_proto_expert_info(ef.junk)
+            infos[#infos + 1] = "[not a frame]"
+            offset = next
+        elseif left < HEAD then
             pinfo.desegment_offset = offset
             pinfo.desegment_len = DESEGMENT_ONE_MORE_SEGMENT
             break
+        else
+            local declared, blen = body_length(tvb, offset)
+            if left < HEAD + blen then
+                pinfo.desegment_offset = offset
+                pinfo.desegment_len = HEAD + blen - left
+                break
+            end
+            local ok, info = pcall(dissect_frame, tvb, pinfo, root, offset, blen, declared)
+            if not ok then
+                root:add_proto_expert_info(ef.failed, "Frame could not be dissected: " .. tostring(info))
+                info = "[malformed]"
+            end
+            infos[#infos + 1] = info
+            offset = offset + HEAD + blen
         end
-        local declared, blen = body_length(tvb, offset)
-        if declared > MAX_BODY then blen = math.min(left - HEAD, MAX_BODY) end
-        if left < HEAD + blen then
-            pinfo.desegment_offset = offset
-            pinfo.desegment_len = HEAD + blen - left
-            break
-        end
-        local ok, info = pcall(dissect_frame, tvb, pinfo, root, offset, blen, declared)
-        if not ok then
-            root:add_proto_expert_info(ef.failed, "Frame could not be dissected: " .. tostring(info))
-            info = "[malformed]"
-        end
-        infos[#infos + 1] = info
-        offset = offset + HEAD + blen
     end
     if #infos > 0 then
         pinfo.cols.protocol = "PAVA"
@@ -291,16 +326,12 @@ function pava.dissector(tvb, pinfo, root)
     return total
 end
 
--- A header: RII digits or blanks, a five-digit id with a layout, a body
--- length of digits and blanks within the maximum, continuation '0' or '1'.
--- A segment that ends inside the header is judged by its first 8 bytes.
+-- A header of an id with a layout; a segment that ends inside the header
+-- is judged by its first 8 bytes.
 local function looks_like_header(tvb)
     if tvb:len() < 8 then return false end
     local h = tvb:raw(0, math.min(tvb:len(), HEAD))
-    if not h:sub(1, 3):match("^[%d ]+$") or not h:sub(4, 8):match("^%d%d%d%d%d$") then return false end
-    if LAYOUTS[tonumber(h:sub(4, 8))] == nil then return false end
-    if #h < HEAD then return true end
-    return h:sub(10, 14):match("^%d[%d ]*$") ~= nil and h:sub(16, 16):match("[01]") ~= nil and decimal(h, 9, 5) <= MAX_BODY
+    return plausible(h) and LAYOUTS[tonumber(h:sub(4, 8))] ~= nil
 end
 
 local function heuristic(tvb, pinfo, root)
