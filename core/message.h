@@ -7,6 +7,7 @@
 
 #include "ZMPavaAnalyzer.h"
 #include "analyzer.h"
+#include "body.h"
 #include "frame_list.h"
 #include "layout.h"
 
@@ -27,8 +28,11 @@ struct MessageDef {
     Layout layout;
     // The id whose entry text the encoder prints, where it is not its own.
     int encodeLogId = 0;
-    // Codec-specific constants (limits, texts), owned by the codec's family.
+    // Codec-specific constants (limits, texts), owned by the codec's family,
+    // for the codecs that no description runs yet.
     const void* params = nullptr;
+    // The description the interpreter runs (body_codec.h), where one does.
+    const Description* description = nullptr;
 
     int encodeLogName() const noexcept { return encodeLogId != 0 ? encodeLogId : id; }
     template <class T>
