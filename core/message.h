@@ -54,6 +54,13 @@ const MessageDef* findMessage(int id);
 // Every registered codec, in ascending id order.
 std::span<const MessageDef* const> registeredMessages();
 
+// The tables' codecs in id order. An id registered more than once is an
+// error: it is appended to *duplicates and none of its codecs is kept.
+std::vector<const MessageDef*> mergeRegistrations(std::span<const std::span<const MessageDef>> tables,
+                                                  std::vector<int>* duplicates);
+// The ids the families register more than once (none, unless a table is wrong).
+std::span<const int> registryDuplicates();
+
 // The name of the family whose table holds def ("?" for a definition of none).
 const char* familyName(const MessageDef& def) noexcept;
 
