@@ -79,16 +79,44 @@ struct Rows {
     const char* tooMany = nullptr;
 };
 
-// What follows the fixed fields on one side: nothing, a text or rows (each
-// a table of its own, so that the interpreter's instances can name it).
+// A counted group of record blocks (recordList records) from `first`: the
+// record's number (recInt), a count of its entries and that many entries of
+// entrySize bytes (its fieldList). The encoder refuses more than maxRecords
+// records, and a record of more than maxEntries entries or whose block would
+// pass the body, formatting the texts with the count refused; the decoder
+// fails where a block or an entry would be read from past the body, keeping
+// what it read before.
+struct RecordBlocks {
+    int countAt = 0;
+    int countWidth = 0;
+    int maxRecords = 0;
+    const char* tooManyRecords = nullptr;
+    int first = 0;
+    int numberWidth = 0;
+    int entryCountWidth = 0;
+    int maxEntries = 0;
+    const char* tooManyEntries = nullptr;
+    int entrySize = 0;
+    std::span<const Field> entryWrite = {};
+    std::span<const Field> entryRead = {};
+};
+
+// The name of a record's number where a read reports it.
+inline constexpr const char* kRecordNumberName = "recInt";
+
+// What follows the fixed fields on one side: nothing, a text, rows or record
+// blocks (each a table of its own, so that the interpreter's instances can
+// name it).
 struct Tail {
     constexpr Tail() noexcept = default;
-    constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}  // NOLINT: a text converts
-    constexpr Tail(const Rows& r) noexcept : rows(&r) {}       // NOLINT: rows convert
-    constexpr bool empty() const noexcept { return text == nullptr && rows == nullptr; }
+    constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
+    constexpr Tail(const Rows& r) noexcept : rows(&r) {}              // NOLINT: rows convert
+    constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
+    constexpr bool empty() const noexcept { return text == nullptr && rows == nullptr && records == nullptr; }
 
     const TextToEnd* text = nullptr;
     const Rows* rows = nullptr;
+    const RecordBlocks* records = nullptr;
 };
 
 struct Description {
@@ -99,6 +127,8 @@ struct Description {
     const char* nullFrame = nullptr;
     // An id whose decoder entry text this decoder prints after its own.
     int alsoDecodeEntryOf = 0;
+    // The list whose count a field of the fixed fields without member is.
+    Container counts = Container::None;
     uint16_t quirks = 0;
     Tail write = {};
     Tail read = {};
@@ -115,6 +145,13 @@ inline constexpr Description kPlainBody{};
 consteval TextToEnd checkedText(TextToEnd t) {
     if (t.at + t.cap > MAX_PAVA_MSG_LEN) throw "text runs past the body";
     return t;
+}
+consteval RecordBlocks checkedBlocks(RecordBlocks r) {
+    for (const auto table : {r.entryWrite, r.entryRead})
+        for (const Field& f : table)
+            if (f.offset + f.width > r.entrySize) throw "entry field runs past its entry";
+    if (r.entrySize <= 0 || r.first + r.numberWidth + r.entryCountWidth > MAX_PAVA_MSG_LEN) throw "blocks past the body";
+    return r;
 }
 consteval Rows checkedRows(Rows r) {
     for (const Field& f : r.fields) {

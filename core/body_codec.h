@@ -118,6 +118,100 @@ int readRows(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     return 0;
 }
 
+// One field of an entry (PavaFieldItem) read back, its form and member fixed
+// at compile time: the steps the field reader takes for a text member, or
+// the field reader itself for any other.
+template <Field F>
+void readEntryField(const char* src, PavaFieldItem& entry) {
+    if constexpr (F.member == Member::fieldText1 || F.member == Member::fieldText2) {
+        std::string& text = F.member == Member::fieldText1 ? entry.fieldText1 : entry.fieldText2;
+        const char* from = src + F.offset;
+        const auto n = static_cast<size_t>(F.kind == FieldKind::Text ? fieldTextLength(from, F.width) : F.width);
+        if constexpr ((F.flags & ~kNulPadded) != 0) {
+            static constexpr Field kOne[] = {F};
+            readFields(std::span<const Field>(kOne), src, F.offset + F.width, entry);
+        } else if constexpr ((F.flags & kNulPadded) != 0) {
+            text.assign(static_cast<size_t>(F.width) + 1, '\0');
+            text.replace(0, n, from, n);
+        } else {
+            text.assign(from, n);
+        }
+    } else {
+        static constexpr Field kOne[] = {F};
+        readFields(std::span<const Field>(kOne), src, F.offset + F.width, entry);
+    }
+}
+
+// Record blocks: the body length, or -1 once a count is refused.
+template <const RecordBlocks& R>
+int writeRecords(const PavaFullData& rec, char* body) noexcept {
+    const size_t records = rec.recordList.size();
+    if (records > static_cast<size_t>(R.maxRecords)) {
+        log::format(R.tooManyRecords, static_cast<int>(records));
+        return -1;
+    }
+    writeIntField(static_cast<int>(records), body + R.countAt, R.countWidth);
+    constexpr int head = R.numberWidth + R.entryCountWidth;
+    int pos = R.first;
+    const ItemFields<PavaFieldItem> entries(R.entryWrite);
+    for (const PavaRecordItem& record : rec.recordList) {
+        const size_t n = record.fieldList.size();
+        // A record whose block would pass the body is refused with the
+        // entry-count text as well.
+        if (n > static_cast<size_t>(R.maxEntries) || pos + head + R.entrySize * static_cast<int>(n) > MAX_PAVA_MSG_LEN) {
+            log::format(R.tooManyEntries, static_cast<int>(n));
+            return -1;
+        }
+        writeIntField(record.recInt, body + pos, R.numberWidth);
+        writeIntField(static_cast<int>(n), body + pos + R.numberWidth, R.entryCountWidth);
+        pos += head;
+        for (const PavaFieldItem& entry : record.fieldList) {
+            entries.write(entry, body + pos, R.entrySize);
+            pos += R.entrySize;
+        }
+    }
+    return pos;
+}
+
+template <const RecordBlocks& R>
+int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    constexpr int kBody = MAX_PAVA_MSG_LEN;
+    constexpr int head = R.numberWidth + R.entryCountWidth;
+    PavaFullData& rec = *an.record();
+    const char* body = frame.body;
+    const ReadTrace trace = an.trace(frame);
+    const int records = readIntField(body + R.countAt, R.countWidth);
+    int pos = R.first;
+    ListRefill<PavaRecordItem> list = an.refill(rec.recordList);
+    list.reserve(records, kBody - pos, head);
+    for (int r = 0; r < records; ++r) {
+        if (pos + head > kBody) return -1;
+        RecordRefill record = nextRecord(list);
+        record.record.recInt = readIntField(body + pos, R.numberWidth);
+        const int n = readIntField(body + pos + R.numberWidth, R.entryCountWidth);
+        const ReadPath path = kRecordPath.item(Container::RecordList, list.size());
+        if (trace) {
+            trace.read(body + pos, R.numberWidth, SpanKind::Decimal, path.named(kRecordNumberName));
+            trace.read(body + pos + R.numberWidth, R.entryCountWidth, SpanKind::Decimal,
+                       path.whole(Container::FieldList).named(kCountName));
+        }
+        pos += head;
+        record.fields.reserve(n, kBody - pos, R.entrySize);
+        for (int f = 0; f < n; ++f) {
+            if (pos + R.entrySize > kBody) return -1;
+            PavaFieldItem& entry = record.fields.next();
+            [&]<size_t... I>(std::index_sequence<I...>) {
+                (readEntryField<R.entryRead[I]>(body + pos, entry), ...);
+            }(std::make_index_sequence<R.entryRead.size()>{});
+            if (trace) trace.fields(R.entryRead, body + pos, path.item(Container::FieldList, record.fields.size()));
+            record.fields.keep();
+            pos += R.entrySize;
+        }
+        list.keep();
+    }
+    return 0;
+}
+
 }  // namespace body
 
 template <const Description& D>
@@ -136,6 +230,8 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
         if (ok) length = body::writeText(*D.write.text, D.has(kCutAtNul), rec, frame->body), ok = length >= 0;
     } else if constexpr (D.write.rows != nullptr) {
         if (ok) length = body::writeRows<*D.write.rows>(rec, frame->body), ok = length >= 0;
+    } else if constexpr (D.write.records != nullptr) {
+        if (ok) length = body::writeRecords<*D.write.records>(rec, frame->body), ok = length >= 0;
     }
     if (!ok || D.has(kDropsFrame)) {
         out->pop_back();
@@ -148,12 +244,15 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
 template <const Description& D>
 int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     if (!body::openDecode(def, frame)) return -1;
-    if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record(), an->trace(*frame)))
+    if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record(), an->trace(*frame),
+                    kRecordPath, D.counts))
         return -1;
     if constexpr (D.read.text != nullptr) {
         return body::readText(*D.read.text, *frame, *an);
     } else if constexpr (D.read.rows != nullptr) {
         return body::readRows<*D.read.rows>(*frame, *an);
+    } else if constexpr (D.read.records != nullptr) {
+        return body::readRecords<*D.read.records>(*frame, *an);
     }
     return 0;
 }

@@ -55,8 +55,6 @@ const Algorithm kAlgorithms[] = {
     {10001, 10003, {}, kRecordList},
     {10004, 10004, {Member::intValue4}, kRecordList},
     {10006, 10006, {Member::intValue4}, kRecordList},
-    // Record structure list.
-    {20138, 20138, {}, kRecordList},
     // Reference and value lists, data object types.
     {61850, 61851, {Member::string4}, kDataList},
     {61858, 61858, {Member::string4}, kRecordList},
@@ -111,6 +109,8 @@ Carried carriedBy(const MessageDef& def) {
             if (m != Member::None) c.members.set(static_cast<size_t>(m));
         } else if (tail.rows != nullptr) {
             c.containers |= tail.rows->list == pava::Container::SettingList ? kSettingList : kFbCodes;
+        } else if (tail.records != nullptr) {
+            c.containers |= kRecordList;
         }
         described = true;
     }
