@@ -22,16 +22,19 @@ std::vector<std::span<const MessageDef>> familyTables() {
 // The codecs in id order, and for every 16-bit id the position of its codec
 // plus one (0: none), so that a lookup is two loads.
 struct Registry {
-    std::vector<int> duplicates;
     std::vector<const MessageDef*> all;
     std::array<uint8_t, 65536> slot{};
+    std::vector<int> duplicates;
 
-    Registry() : all(mergeRegistrations(familyTables(), &duplicates)) {
-        if (all.size() > 255) return;  // positions would not fit: lookups search instead
-        for (size_t i = 0; i < all.size(); ++i)
-            if (all[i]->id >= 0 && all[i]->id < 65536) slot[static_cast<size_t>(all[i]->id)] = static_cast<uint8_t>(i + 1);
-    }
+    Registry();
 };
+
+Registry::Registry() {
+    all = mergeRegistrations(familyTables(), &duplicates);
+    if (all.size() > 255) return;  // positions would not fit: lookups search instead
+    for (size_t i = 0; i < all.size(); ++i)
+        if (all[i]->id >= 0 && all[i]->id < 65536) slot[static_cast<size_t>(all[i]->id)] = static_cast<uint8_t>(i + 1);
+}
 
 const Registry& registry() {
     static const Registry instance;
@@ -63,7 +66,8 @@ std::vector<const MessageDef*> mergeRegistrations(std::span<const std::span<cons
 std::span<const int> registryDuplicates() { return registry().duplicates; }
 
 const MessageDef* findMessage(int id) {
-    const Registry& r = registry();
+    // Held here, so that a lookup tests the guard of its own static inline.
+    static const Registry& r = registry();
     if (r.all.size() <= 255) {
         if (id < 0 || id >= 65536) return nullptr;
         const uint8_t at = r.slot[static_cast<size_t>(id)];
