@@ -64,6 +64,11 @@ extern "C" {
 /* Describes a return code ("ok", "unknown member", ...); never null. */
 PAVA_API const char* PAVA_CALL pava_rc_text(int rc);
 
+/* The library's version, major.minor.patch; a null pointer skips its part.
+ * Callers compiled against an older header keep working with a newer
+ * library of the same major version. */
+PAVA_API void PAVA_CALL pava_version(int* major, int* minor, int* patch);
+
 /* ------------------------------------------------------------------------ */
 /* Records                                                                   */
 /* ------------------------------------------------------------------------ */

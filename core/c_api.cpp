@@ -236,6 +236,12 @@ int copyFieldInfo(std::span<const Field> fields, size_t index, pava_field_info* 
 
 extern "C" {
 
+PAVA_API void PAVA_CALL pava_version(int* major, int* minor, int* patch) {
+    if (major != nullptr) *major = ZMPAVA_VERSION_MAJOR;
+    if (minor != nullptr) *minor = ZMPAVA_VERSION_MINOR;
+    if (patch != nullptr) *patch = ZMPAVA_VERSION_PATCH;
+}
+
 PAVA_API const char* PAVA_CALL pava_rc_text(int rc) {
     switch (rc) {
     case PAVA_RC_OK: return "ok";

@@ -7,6 +7,7 @@
 
 #include "ZMPavaAnalyzer.h"
 #include "analyzer.h"
+#include "body.h"
 #include "frame_list.h"
 #include "layout.h"
 
@@ -27,8 +28,11 @@ struct MessageDef {
     Layout layout;
     // The id whose entry text the encoder prints, where it is not its own.
     int encodeLogId = 0;
-    // Codec-specific constants (limits, texts), owned by the codec's family.
+    // Codec-specific constants (limits, texts), owned by the codec's family,
+    // for the codecs that no description runs yet.
     const void* params = nullptr;
+    // The description the interpreter runs (body_codec.h), where one does.
+    const Description* description = nullptr;
 
     int encodeLogName() const noexcept { return encodeLogId != 0 ? encodeLogId : id; }
     template <class T>
@@ -49,6 +53,13 @@ const MessageDef* findMessage(int id);
 
 // Every registered codec, in ascending id order.
 std::span<const MessageDef* const> registeredMessages();
+
+// The tables' codecs in id order. An id registered more than once is an
+// error: it is appended to *duplicates and none of its codecs is kept.
+std::vector<const MessageDef*> mergeRegistrations(std::span<const std::span<const MessageDef>> tables,
+                                                  std::vector<int>* duplicates);
+// The ids the families register more than once (none, unless a table is wrong).
+std::span<const int> registryDuplicates();
 
 // The name of the family whose table holds def ("?" for a definition of none).
 const char* familyName(const MessageDef& def) noexcept;

@@ -1,6 +1,6 @@
 // The registry of codecs: every family's table, merged once per process into
-// one array sorted by id, with an index by id. Later entries replace earlier
-// ones with the same id.
+// one array sorted by id, with an index by id. An id registered twice is an
+// error: no registration of it is kept, and the id is listed as a duplicate.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -13,21 +13,10 @@ namespace pava {
 
 namespace {
 
-std::vector<const MessageDef*> buildRegistry() {
-    std::vector<const MessageDef*> all;
-    for (const auto family : messages::kFamilies)
-        for (const MessageDef& def : family.messages()) all.push_back(&def);
-    std::stable_sort(all.begin(), all.end(),
-                     [](const MessageDef* a, const MessageDef* b) { return a->id < b->id; });
-    // Keep the last registration of each id.
-    std::vector<const MessageDef*> unique;
-    for (const MessageDef* def : all) {
-        if (!unique.empty() && unique.back()->id == def->id)
-            unique.back() = def;
-        else
-            unique.push_back(def);
-    }
-    return unique;
+std::vector<std::span<const MessageDef>> familyTables() {
+    std::vector<std::span<const MessageDef>> tables;
+    for (const auto family : messages::kFamilies) tables.push_back(family.messages());
+    return tables;
 }
 
 // The codecs in id order, and for every 16-bit id the position of its codec
@@ -35,13 +24,17 @@ std::vector<const MessageDef*> buildRegistry() {
 struct Registry {
     std::vector<const MessageDef*> all;
     std::array<uint8_t, 65536> slot{};
+    std::vector<int> duplicates;
 
-    Registry() : all(buildRegistry()) {
-        if (all.size() > 255) return;  // positions would not fit: lookups search instead
-        for (size_t i = 0; i < all.size(); ++i)
-            if (all[i]->id >= 0 && all[i]->id < 65536) slot[static_cast<size_t>(all[i]->id)] = static_cast<uint8_t>(i + 1);
-    }
+    Registry();
 };
+
+Registry::Registry() {
+    all = mergeRegistrations(familyTables(), &duplicates);
+    if (all.size() > 255) return;  // positions would not fit: lookups search instead
+    for (size_t i = 0; i < all.size(); ++i)
+        if (all[i]->id >= 0 && all[i]->id < 65536) slot[static_cast<size_t>(all[i]->id)] = static_cast<uint8_t>(i + 1);
+}
 
 const Registry& registry() {
     static const Registry instance;
@@ -50,8 +43,31 @@ const Registry& registry() {
 
 }  // namespace
 
+std::vector<const MessageDef*> mergeRegistrations(std::span<const std::span<const MessageDef>> tables,
+                                                  std::vector<int>* duplicates) {
+    std::vector<const MessageDef*> all;
+    for (const auto table : tables)
+        for (const MessageDef& def : table) all.push_back(&def);
+    std::stable_sort(all.begin(), all.end(),
+                     [](const MessageDef* a, const MessageDef* b) { return a->id < b->id; });
+    std::vector<const MessageDef*> unique;
+    for (size_t i = 0; i < all.size();) {
+        size_t end = i + 1;
+        while (end < all.size() && all[end]->id == all[i]->id) ++end;
+        if (end - i == 1)
+            unique.push_back(all[i]);
+        else
+            duplicates->push_back(all[i]->id);
+        i = end;
+    }
+    return unique;
+}
+
+std::span<const int> registryDuplicates() { return registry().duplicates; }
+
 const MessageDef* findMessage(int id) {
-    const Registry& r = registry();
+    // Held here, so that a lookup tests the guard of its own static inline.
+    static const Registry& r = registry();
     if (r.all.size() <= 255) {
         if (id < 0 || id >= 65536) return nullptr;
         const uint8_t at = r.slot[static_cast<size_t>(id)];

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <vector>
 
-#include "messages/table/single_frame.h"
 #include "support.h"
 
 using namespace pava;
@@ -22,9 +21,9 @@ namespace {
 // field into another member loses a value by design).
 bool tableOnly(const MessageDef& def) {
     if (def.decode != decodeFixedLayout) {
-        if (def.decode != messages::decodeFrame) return false;
-        const auto& rules = def.param<messages::FrameRules>();
-        if (rules.tail.encode != nullptr || rules.tail.decode != nullptr || !rules.append) return false;
+        if (def.description == nullptr) return false;
+        const Description& d = *def.description;
+        if (!d.write.empty() || !d.read.empty() || d.has(kDropsFrame)) return false;
     }
     const auto out = def.layout.fields, back = def.layout.readFields();
     if (out.size() != back.size()) return false;

@@ -11,7 +11,6 @@
 
 #include "analyzer.h"
 #include "frame_header.h"
-#include "messages/table/single_frame.h"
 #include "multiframe/splitter.h"
 
 namespace pava::fuzz {
@@ -55,18 +54,11 @@ const Algorithm kAlgorithms[] = {
     // Generic tables: the table's records, a one-digit count, a text.
     {10001, 10003, {}, kRecordList},
     {10004, 10004, {Member::intValue4}, kRecordList},
-    {10005, 10005, {Member::string4}, 0},
     {10006, 10006, {Member::intValue4}, kRecordList},
-    // Record structure list.
-    {20138, 20138, {}, kRecordList},
     // Reference and value lists, data object types.
     {61850, 61851, {Member::string4}, kDataList},
     {61858, 61858, {Member::string4}, kRecordList},
     {61901, 61901, {Member::string4}, kDataList},
-    // Setting rows, code rows.
-    {204, 204, {}, kSettingList},
-    {209, 209, {}, kSettingList},
-    {101, 101, {}, kFbCodes},
 };
 
 void forEachRecordMember(auto&& fn) {
@@ -110,14 +102,17 @@ Carried carriedBy(const MessageDef& def) {
     } else if (def.decode == decodeSplitList) {
         addList(c, def.param<SplitList>().list);
         described = true;
-    } else if (def.decode == messages::decodeFrame) {
-        const auto& tail = def.param<messages::FrameRules>().tail;
-        if (tail.decode == nullptr) {
-            described = true;
-        } else if (tail.decode == messages::decodeTextTail) {
-            const Member text = stringMember(static_cast<const messages::TextTail*>(tail.params)->text);
-            if (text != Member::None) c.members.set(static_cast<size_t>(text)), described = true;
+    } else if (def.description != nullptr) {
+        const Tail& tail = def.description->read;
+        if (tail.text != nullptr) {
+            const Member m = stringMember(tail.text->text);
+            if (m != Member::None) c.members.set(static_cast<size_t>(m));
+        } else if (tail.rows != nullptr) {
+            c.containers |= tail.rows->list == pava::Container::SettingList ? kSettingList : kFbCodes;
+        } else if (tail.records != nullptr) {
+            c.containers |= kRecordList;
         }
+        described = true;
     }
     for (const Algorithm& a : kAlgorithms) {
         if (def.id < a.from || def.id > a.to) continue;

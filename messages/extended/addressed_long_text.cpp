@@ -3,8 +3,8 @@
 // (at most 1000 and 255 characters); 20178 a fixed 255-character slot. The
 // decoders read up to the cap whatever the header says, into a string4 of
 // fixed length: the cap and one NUL.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -14,13 +14,13 @@ using enum FieldKind;
 using M = Member;
 
 // Cut to the cap, and copied only up to the text's first NUL.
-constexpr TextTail k20176Text =
-    checkedTail({.offset = 38, .text = &PavaFullData::string4, .cap = 1000, .bounded = true});
-constexpr TextTail k20177Text =
-    checkedTail({.offset = 38, .text = &PavaFullData::string4, .cap = 255, .bounded = true});
+constexpr TextToEnd k20176Text =
+    checkedText({.at = 38, .text = &PavaFullData::string4, .cap = 1000});
+constexpr TextToEnd k20177Text =
+    checkedText({.at = 38, .text = &PavaFullData::string4, .cap = 255});
 
-constexpr FrameRules k20176{.quietHead = false, .tail = {encodeTextTail, nullptr, &k20176Text}};
-constexpr FrameRules k20177{.quietHead = false, .tail = {encodeTextTail, nullptr, &k20177Text}};
+constexpr Description k20176{.quirks = kLoudHead | kCutAtNul, .write = k20176Text};
+constexpr Description k20177{.quirks = kLoudHead | kCutAtNul, .write = k20177Text};
 
 // What the decoders read; the encoders write all but the text, which follows.
 constexpr Field k20176Read[] = {
@@ -34,11 +34,11 @@ constexpr Field k20178Fields[] = {
     {16, 12, TextRaw, M::text12b}, {28, 12, Raw, M::text12c},      {40, 255, Text, M::string4, kNulPadded}};
 
 constexpr MessageDef kMessages[] = {
-    withBody(frameMessage(20176, k20176, std::span<const Field>(k20176Read).first(4), -1, k20176Read),
+    withBody(describedMessage<k20176>(20176, std::span<const Field>(k20176Read).first(4), -1, k20176Read),
              {BodyKind::Text, 38, -1, 0, M::string4,
               "string4 from byte 38, as long as the text (at most 1000 bytes, up to its first NUL); "
               "the decoder reads 1000 bytes whatever the length says"}),
-    withBody(frameMessage(20177, k20177, std::span<const Field>(k20177Read).first(4), -1, k20177Read),
+    withBody(describedMessage<k20177>(20177, std::span<const Field>(k20177Read).first(4), -1, k20177Read),
              {BodyKind::Text, 38, -1, 0, M::string4,
               "string4 from byte 38, as long as the text (at most 255 bytes, up to its first NUL); "
               "the decoder reads 255 bytes whatever the length says"}),

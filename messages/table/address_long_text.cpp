@@ -4,8 +4,8 @@
 // body; its decoder stores it over the header's, and reads string6 from the
 // bytes after the fixed fields, their count being msgLen - 224 computed
 // unsigned (a header length below 224 reads the longest text).
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -14,11 +14,11 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00211Text = checkedTail({
-    .offset = 224, .text = &PavaFullData::string6, .cap = 7968, .rule = HeaderLength::Unsigned});
+constexpr TextToEnd k00211Text = checkedText({
+    .at = 224, .text = &PavaFullData::string6, .cap = 7968, .length = TextLength::Unsigned});
 
 // The encoder never writes after the fixed fields.
-constexpr FrameRules k00211{.tail = {nullptr, decodeTextTail, &k00211Text}};
+constexpr Description k00211{.read = k00211Text};
 
 constexpr Field k00210Fields[] = {
     {0, 12, Raw, M::text12b},         {12, 200, TextRaw, M::string5, kNulPadded},
@@ -35,9 +35,9 @@ constexpr Field k00212Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(210, kPlainFrame, k00210Fields, 264),
-    frameMessage(211, k00211, k00211Fields, 224),
-    frameMessage(212, kPlainFrame, k00212Fields, 223),
+    describedMessage<kPlainBody>(210, k00210Fields, 264),
+    describedMessage<k00211>(211, k00211Fields, 224),
+    describedMessage<kPlainBody>(212, k00212Fields, 223),
 };
 
 }  // namespace

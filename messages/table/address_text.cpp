@@ -3,8 +3,8 @@
 // whole after the fixed fields, refuses it on both sides when the body would
 // pass 8192 characters, and keeps the continuation flag from contFlag. The
 // 00215 decoder's texts carry "()" after its name.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -13,16 +13,16 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00214Text = checkedTail({
-    .offset = 224,
+constexpr TextToEnd k00214Text = checkedText({
+    .at = 224,
     .text = &PavaFullData::string6,
     .cap = MAX_PAVA_MSG_LEN - 224,
     .tooLong = "Data_To_Pava_00214 length error!",
-    .rule = HeaderLength::Bounded,
+    .length = TextLength::Bounded,
     .badLength = "Pava_00214_To_Data length error!"});
 
-constexpr FrameRules k00214{.keepContinued = true, .tail = {encodeTextTail, decodeTextTail, &k00214Text}};
-constexpr FrameRules k00215{
+constexpr Description k00214{.quirks = kKeepsContinued, .write = k00214Text, .read = k00214Text};
+constexpr Description k00215{
     .decodeEntry = "Pava_00215_To_Data()!\n",
     .nullFrame = "error:: CPavaMsgAnalyze::Pava_00215_To_Data() pPavaMsg == NULL! ",
 };
@@ -41,11 +41,11 @@ constexpr Field k00215Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(213, kPlainFrame, k00213Fields, 264),
-    withBody(frameMessage(214, k00214, k00214Fields, -1),
+    describedMessage<kPlainBody>(213, k00213Fields, 264),
+    withBody(describedMessage<k00214>(214, k00214Fields, -1),
              {BodyKind::Text, 224, -1, 0, M::string6,
               "string6 from byte 224 up to the body length; a body past 8192 bytes is refused both ways"}),
-    frameMessage(215, k00215, k00215Fields, 227),
+    describedMessage<k00215>(215, k00215Fields, 227),
 };
 
 }  // namespace

@@ -1,12 +1,8 @@
 // Messages 00101 and 00102 carry the record's file block; 00203 an address,
 // a number and three texts. Texts go out as NUL-padded bounded copies and
 // come back as the field's raw bytes.
-#include <cstring>
-
-#include "field_codec.h"
-#include "log.h"
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -21,41 +17,20 @@ using M = Member;
 constexpr int kCodesAt = 131;
 constexpr int kCodeWidth = 12;
 constexpr int kCodeRows = static_cast<int>(sizeof PavaFileBlock::fbCodes / sizeof PavaFileBlock::fbCodes[0]);
-static_assert(kCodesAt + kCodeRows * kCodeWidth <= MAX_PAVA_MSG_LEN);
+constexpr Field kCodeWrite[] = {{0, kCodeWidth, Text, M::None}};
+constexpr Field kCodeRead[] = {{0, kCodeWidth, Raw, M::None}};
+constexpr Rows k00101Write =
+    checkedRows({Container::FbCodes, -1, 0, M::fbCount, kCodesAt, kCodeWidth, kCodeWidth * kCodeRows, kCodeWrite,
+                 "CPavaMsgAnalyze::Data_To_Pava_00101 too long return -1 !\n"});
+constexpr Rows k00101Read =
+    checkedRows({Container::FbCodes, -1, 0, M::fbCount, kCodesAt, kCodeWidth, kCodeWidth * kCodeRows, kCodeRead,
+                 "CPavaMsgAnalyze::Pava_00101_To_Data too long return -1 !\n"});
 
-int encodeCodes(const void*, const PavaFullData& rec, char* body) {
-    const PavaFileBlock& block = rec.fileBlock;
-    for (int i = 0; i < block.fbCount; ++i) {
-        if (i == kCodeRows) {
-            log::write("CPavaMsgAnalyze::Data_To_Pava_00101 too long return -1 !\n");
-            return -1;
-        }
-        copyTextField(body + kCodesAt + kCodeWidth * i, kCodeWidth, block.fbCodes[i],
-                      static_cast<int>(sizeof block.fbCodes[i]));
-    }
-    return kCodesAt + kCodeWidth * block.fbCount;
-}
-
-int decodeCodes(const void*, const PavaMsg& frame, CPavaMsgAnalyze& an) {
-    PavaFullData& rec = *an.record();
-    const char* body = frame.body;
-    PavaFileBlock& block = rec.fileBlock;
-    for (int i = 0; i < block.fbCount; ++i) {
-        if (i == kCodeRows) {
-            log::write("CPavaMsgAnalyze::Pava_00101_To_Data too long return -1 !\n");
-            return -1;
-        }
-        std::memcpy(block.fbCodes[i], body + kCodesAt + kCodeWidth * i, kCodeWidth);
-        an.trace(frame).read(body + kCodesAt + kCodeWidth * i, kCodeWidth, SpanKind::Raw,
-                             kRecordPath.item(Container::FbCodes, static_cast<size_t>(i)));
-    }
-    return 0;
-}
-
-constexpr FrameRules k00101{.encodeEntry = "Data_To_Pava_00101\n",
+constexpr Description k00101{.encodeEntry = "Data_To_Pava_00101\n",
                             .decodeEntry = "Pava_00101_To_Data\n",
-                            .tail = {encodeCodes, decodeCodes, nullptr}};
-constexpr FrameRules k00203{.alsoDecodeEntryOf = 102};
+                            .write = k00101Write,
+                             .read = k00101Read};
+constexpr Description k00203{.alsoDecodeEntryOf = 102};
 
 constexpr Field k00101Fields[] = {
     {0, 16, TextRaw, M::fbText16a},  {16, 16, TextRaw, M::fbText16b}, {32, 16, TextRaw, M::fbText16c},
@@ -71,11 +46,11 @@ constexpr Field k00203Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    withBody(frameMessage(101, k00101, k00101Fields, -1),
+    withBody(describedMessage<k00101>(101, k00101Fields, -1),
              {BodyKind::CodeRows, kCodesAt, -1, 0, M::fbCount,
               "fbCount rows of fbCodes from byte 131, 12 bytes each (NUL-padded), at most 200 rows"}),
-    frameMessage(102, kPlainFrame, k00102Fields, 56),
-    frameMessage(203, k00203, k00203Fields, 254),
+    describedMessage<kPlainBody>(102, k00102Fields, 56),
+    describedMessage<k00203>(203, k00203Fields, 254),
 };
 
 }  // namespace

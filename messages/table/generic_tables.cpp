@@ -19,6 +19,7 @@
 #include <cstring>
 #include <vector>
 
+#include "body_codec.h"
 #include "field_codec.h"
 #include "frame_header.h"
 #include "log.h"
@@ -470,23 +471,6 @@ int encode10004(const MessageDef&, FrameList* out, CPavaMsgAnalyze* an) {
     return splitRecords(kSplit10004, rec, out);
 }
 
-int encode10005(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
-    int rc = 0;
-    PavaMsg* frame = enterEncode(def, out, an, &rc);
-    if (frame == nullptr) return rc;
-    const PavaFullData& rec = recordOf(an);
-    writeFields(kShortPrefix, rec, frame->body, kBodyEnd);
-    const size_t length = rec.string4.size();
-    if (length >= 8173) {
-        log::write("Data_To_Pava_10005! len too length return -1! \n ");
-        out->pop_back();
-        return -1;
-    }
-    if (length > 0) std::memcpy(frame->body + 20, rec.string4.data(), length);
-    finishFrame(*frame, 20 + static_cast<int>(length));
-    return 0;
-}
-
 int encode10006(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     log::encodeEntry(def.id);
     PavaFullData& rec = *an->record();
@@ -629,8 +613,6 @@ constexpr DecodeTexts kDecode10003{"Pava_10003_To_Data\n",
                                    "error:: CPavaMsgAnalyze Pava_10003_To_Data pPavaMsg parameter is NULL!\n"};
 constexpr DecodeTexts kDecode10004{"Pava_10004_To_Data\n",
                                    "error:: CPavaMsgAnalyze Pava_10004_To_Data pPavaMsg parameter is NULL!\n"};
-constexpr DecodeTexts kDecode10005{"Pava_10005_To_Data!\n",
-                                   "error:: CPavaMsgAnalyze::Pava_10005_To_Data pPavaMsg == NULL! "};
 constexpr DecodeTexts kDecode10006{"Pava_10006_To_Data!\n",
                                    "error:: CPavaMsgAnalyze::Pava_10006_To_Data pPavaMsg == NULL! "};
 
@@ -763,18 +745,6 @@ int decode10004(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     return 0;
 }
 
-int decode10005(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    PavaFullData* rec = openTable(kDecode10005, kShortPrefix, frame, an);
-    if (rec == nullptr) return -1;
-    // As many characters as the text holds on entry (none after the reset);
-    // more than the body holds behind position 20 fails, the text unchanged.
-    const size_t n = rec->string4.size() < 8187 ? rec->string4.size() : 8187;
-    if (n > static_cast<size_t>(kBodyEnd - 20)) return readOutside(20 + static_cast<int64_t>(n));
-    rec->string4.assign(frame->body + 20, n);
-    an->trace(*frame).read(frame->body + 20, static_cast<int>(n), SpanKind::Raw, kRecordPath.leaf(M::string4));
-    return 0;
-}
-
 int decode10006(const MessageDef&, const PavaMsg* frame, CPavaMsgAnalyze* an) {
     PavaFullData* rec = openTable(kDecode10006, kShortPrefix, frame, an);
     if (rec == nullptr) return -1;
@@ -813,6 +783,17 @@ constexpr BodyPart kBody10004{BodyKind::GenericTable, kEntriesPos, kCountPos, 4,
                               "each a field count (4), its entries and one where-item entry (the last "
                               "record: where-items up to the body length); sub-type 5 to 7: intValue4 in "
                               "one digit at byte 28; split over frames record by record", kEntryMembers};
+// 10005: a free text. Its decoder takes as many characters as the text holds
+// on entry (none after the reset); more than the body holds behind byte 20
+// fails, the text unchanged.
+constexpr TextToEnd k10005Text = checkedText({.at = 20,
+                                              .text = &PavaFullData::string4,
+                                              .cap = kBodyEnd - 20,
+                                              .tooLong = "Data_To_Pava_10005! len too length return -1! \n ",
+                                              .length = TextLength::OnEntry,
+                                              .badLength = kFieldOverText,
+                                              .readCap = 8187});
+constexpr Description k10005{.quirks = kLoudHead, .write = k10005Text, .read = k10005Text};
 constexpr BodyPart kBody10005{BodyKind::Text, 20, -1, 0, M::string4,
                               "a free text (string4) from byte 20 up to the body length; the decoder keeps "
                               "none of it"};
@@ -826,7 +807,7 @@ constexpr MessageDef kMessages[] = {
     {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1, nullptr, kBody10002}, 0, nullptr},
     {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1, nullptr, kBody10003}, 0, nullptr},
     {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1, nullptr, kBody10004}, 0, nullptr},
-    {10005, encode10005, decode10005, Layout{kShortPrefix, {}, -1, nullptr, kBody10005}, 0, nullptr},
+    withBody(describedMessage<k10005>(10005, kShortPrefix, -1), kBody10005),
     {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1, nullptr, kBody10006}, 0, nullptr},
 };
 

@@ -2,8 +2,8 @@
 // end of the body. Body positions 0-2 are never written. The decoder takes
 // the text's length from the header: msgLen - 62, computed unsigned, so a
 // header length below 62 reads the longest text.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -12,10 +12,10 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00901Text = checkedTail({
-    .offset = 62, .text = &PavaFullData::string4, .cap = 8130, .rule = HeaderLength::Unsigned});
+constexpr TextToEnd k00901Text = checkedText({
+    .at = 62, .text = &PavaFullData::string4, .cap = 8130, .length = TextLength::Unsigned});
 
-constexpr FrameRules k00901{.tail = {encodeTextTail, decodeTextTail, &k00901Text}};
+constexpr Description k00901{.write = k00901Text, .read = k00901Text};
 
 constexpr Field k00901Fields[] = {
     {3, 5, Decimal, M::intValue1},  {8, 4, Decimal, M::intValue4},  {12, 14, Raw, M::text15a},
@@ -23,7 +23,7 @@ constexpr Field k00901Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {withBody(
-    frameMessage(901, k00901, k00901Fields, -1),
+    describedMessage<k00901>(901, k00901Fields, -1),
     {BodyKind::Text, 62, -1, 0, M::string4,
      "string4 from byte 62 up to the body length (at most 8130 bytes); a header length below 62 reads "
      "the longest text"})};

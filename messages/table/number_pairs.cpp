@@ -2,8 +2,8 @@
 // 00800 and 00802 build their frame and drop it: their encoders succeed
 // without a frame. The 00802 decoder reads wider fields than its encoder
 // writes, so the two sides disagree on purpose.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -12,16 +12,15 @@ namespace {
 using enum FieldKind;
 using M = Member;
 
-constexpr TextTail k00800Text = checkedTail({
-    .offset = 12,
+constexpr TextToEnd k00800Text = checkedText({
+    .at = 12,
     .text = &PavaFullData::string6,
     .cap = 8180,
     .tooLong = "error:: CPavaMsgAnalyze::Data_To_Pava_00800 block length > MAX_PAVA_MSG_LEN ! ",
-    .rule = HeaderLength::Signed});
+    .length = TextLength::Signed});
 
-constexpr FrameRules kDropped{.append = false};
-constexpr FrameRules k00800{.append = false,
-                            .tail = {encodeTextTail, decodeTextTail, &k00800Text}};
+constexpr Description kDropped{.quirks = kDropsFrame};
+constexpr Description k00800{.quirks = kDropsFrame, .write = k00800Text, .read = k00800Text};
 
 constexpr Field k00800Fields[] = {{0, 8, Decimal, M::intValue12}, {8, 4, Decimal, M::intValue13}};
 constexpr Field k00802Fields[] = {{0, 8, Decimal, M::intValue11}, {8, 4, Decimal, M::intValue12}};
@@ -30,13 +29,13 @@ constexpr Field k00803Fields[] = {{0, 8, Decimal, M::intValue13}, {8, 2, Decimal
 constexpr Field k00804Fields[] = {{0, 255, Text, M::string5}, {255, 8, Decimal, M::intValue12}};
 
 constexpr MessageDef kMessages[] = {
-    withBody(frameMessage(800, k00800, k00800Fields, -1),
+    withBody(describedMessage<k00800>(800, k00800Fields, -1),
              {BodyKind::Text, 12, -1, 0, M::string6,
               "string6 from byte 12 up to the body length (at most 8180 bytes); the encoder sends no frame"}),
-    frameMessage(801, kPlainFrame, k00800Fields, 12),
-    frameMessage(802, kDropped, k00802Fields, -1, k00802Read),
-    frameMessage(803, kPlainFrame, k00803Fields, 10),
-    frameMessage(804, kPlainFrame, k00804Fields, 263),
+    describedMessage<kPlainBody>(801, k00800Fields, 12),
+    describedMessage<kDropped>(802, k00802Fields, -1, k00802Read),
+    describedMessage<kPlainBody>(803, k00803Fields, 10),
+    describedMessage<kPlainBody>(804, k00804Fields, 263),
 };
 
 }  // namespace

@@ -2,8 +2,8 @@
 // Texts go out as NUL-padded bounded copies and come back at their own
 // length. The 00205 decoder stores its third field into string1, over the
 // second, and leaves string4 empty: the asymmetry is part of the protocol.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "messages/table/single_frame.h"
 
 namespace pava::messages {
 
@@ -24,9 +24,9 @@ constexpr Field k00206Fields[] = {
 constexpr Field k00208Fields[] = {{0, 192, Text, M::string3}, {192, 40, Text, M::text64b}};
 
 constexpr MessageDef kMessages[] = {
-    frameMessage(205, kPlainFrame, k00205Fields, 550, k00205Read),
-    frameMessage(206, kPlainFrame, k00206Fields, 38),
-    frameMessage(208, kPlainFrame, k00208Fields, 232),
+    describedMessage<kPlainBody>(205, k00205Fields, 550, k00205Read),
+    describedMessage<kPlainBody>(206, k00206Fields, 38),
+    describedMessage<kPlainBody>(208, k00208Fields, 232),
 };
 
 }  // namespace

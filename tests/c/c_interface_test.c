@@ -355,8 +355,19 @@ static void test_dissect(void) {
     pava_record_free(rec);
 }
 
+/* The version the library reports is the project's. */
+static void test_version(void) {
+    int major = -1, minor = -1, patch = -1;
+    char text[40];
+    pava_version(&major, &minor, &patch);
+    snprintf(text, sizeof text, "%d.%d.%d", major, minor, patch);
+    CHECK(strcmp(text, PROJECT_VERSION_TEXT) == 0);
+    pava_version(NULL, NULL, NULL);
+}
+
 int main(void) {
     pava_set_log(PAVA_LOG_SINK_OFF, NULL, NULL);
+    test_version();
     test_members_by_path();
     test_encode_and_decode();
     test_tables();

@@ -39,6 +39,19 @@ TEST(Registry, HoldsExactlyTheLaidOutIdsInOrder) {
     EXPECT_EQ(kLaidOut.size() + std::size(messages::kIdsWithoutLayout), 211u);
 }
 
+TEST(Registry, AnIdRegisteredTwiceIsAnErrorNotAReplacement) {
+    EXPECT_TRUE(registryDuplicates().empty());
+    const MessageDef first[] = {*findMessage(101), *findMessage(102)};
+    const MessageDef second[] = {*findMessage(203), *findMessage(101)};
+    const std::span<const MessageDef> tables[] = {first, second};
+    std::vector<int> duplicates;
+    const auto merged = mergeRegistrations(tables, &duplicates);
+    EXPECT_EQ(duplicates, std::vector<int>{101});
+    ASSERT_EQ(merged.size(), 2u);
+    EXPECT_EQ(merged[0]->id, 102);
+    EXPECT_EQ(merged[1]->id, 203);
+}
+
 TEST(Registry, IdsWithoutLayoutHaveNoCodec) {
     test::LogCapture log;
     for (int id : messages::kIdsWithoutLayout) {

@@ -1,0 +1,170 @@
+// The body description language: a message body as constexpr data that one
+// interpreter (body.cpp) encodes and decodes. A description holds the body's
+// fixed fields, what follows them (a text to the body end, or a counted group
+// of fixed-size rows), the codec's log texts and its quirks as named flags.
+// Either side may describe its part of the body differently from the other:
+// some decoders read what their encoders never write, and the reverse.
+#ifndef ZMPAVA_CORE_BODY_H
+#define ZMPAVA_CORE_BODY_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "ZMPavaAnalyzer.h"
+#include "layout.h"
+#include "record_schema.h"
+
+namespace pava {
+
+// The protocol's quirks a description can carry, one flag each.
+enum Quirk : uint16_t {
+    kLoudHead = 1 << 0,        // the encoder logs a header failure (most return it quietly)
+    kDropsFrame = 1 << 1,      // the encoder builds its frame, then drops it: success, no frame
+    kKeepsContinued = 1 << 2,  // the continuation flag stays as the header took it from contFlag
+    kCutAtNul = 1 << 3,        // a text tail is written only up to the text's first NUL
+};
+
+struct QuirkName {
+    Quirk quirk;
+    const char* name;
+};
+inline constexpr QuirkName kQuirkNames[] = {
+    {kLoudHead, "loud-head"},
+    {kDropsFrame, "drops-frame"},
+    {kKeepsContinued, "keeps-continued"},
+    {kCutAtNul, "cut-at-nul"},
+};
+
+// How a decoder finds the number n of characters of a text that runs to the
+// body end.
+enum class TextLength : uint8_t {
+    Signed,    // msgLen - at, signed: n >= cap reads cap; n < 1 reads nothing
+    Unsigned,  // msgLen - at, unsigned 32-bit: a length below `at` wraps and reads cap
+    Bounded,   // the header's own number, not cut to the 16 bits of msgLen:
+               // n outside 0..cap is refused with badLength
+    OnEntry,   // the text's own length on entry, at most readCap: a text that
+               // would run past the body is refused, badLength formatted with
+               // the body offset where it would end
+};
+const char* textLengthName(TextLength rule) noexcept;
+
+// A text member from `at` up to the body end. The encoder cuts a text longer
+// than `cap` to it, or refuses it with tooLong.
+struct TextToEnd {
+    uint16_t at = 0;
+    std::string PavaFullData::*text = nullptr;
+    uint16_t cap = 0;
+    const char* tooLong = nullptr;
+    TextLength length = TextLength::Signed;
+    const char* badLength = nullptr;
+    uint16_t readCap = 0;  // OnEntry only
+};
+
+// A counted group of fixed-size rows from `first`, `stride` bytes apart: the
+// items of a record list, or the file block's code rows (each row one
+// character array, its fields' member None). The count is a decimal in the
+// frame at countAt (-1: none; the encoder writes the list's size there), or
+// the record member countMember that the fixed fields carry. Row k is refused
+// with tooMany once stride * (k + 1) passes `limit`; the rows before it stay.
+struct Rows {
+    Container list = Container::None;
+    int countAt = -1;
+    int countWidth = 0;
+    Member countMember = Member::None;
+    int first = 0;
+    int stride = 0;
+    int limit = 0;
+    std::span<const Field> fields = {};
+    const char* tooMany = nullptr;
+};
+
+// A counted group of record blocks (recordList records) from `first`: the
+// record's number (recInt), a count of its entries and that many entries of
+// entrySize bytes (its fieldList). The encoder refuses more than maxRecords
+// records, and a record of more than maxEntries entries or whose block would
+// pass the body, formatting the texts with the count refused; the decoder
+// fails where a block or an entry would be read from past the body, keeping
+// what it read before.
+struct RecordBlocks {
+    int countAt = 0;
+    int countWidth = 0;
+    int maxRecords = 0;
+    const char* tooManyRecords = nullptr;
+    int first = 0;
+    int numberWidth = 0;
+    int entryCountWidth = 0;
+    int maxEntries = 0;
+    const char* tooManyEntries = nullptr;
+    int entrySize = 0;
+    std::span<const Field> entryWrite = {};
+    std::span<const Field> entryRead = {};
+};
+
+// The name of a record's number where a read reports it.
+inline constexpr const char* kRecordNumberName = "recInt";
+
+// What follows the fixed fields on one side: nothing, a text, rows or record
+// blocks (each a table of its own, so that the interpreter's instances can
+// name it).
+struct Tail {
+    constexpr Tail() noexcept = default;
+    constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
+    constexpr Tail(const Rows& r) noexcept : rows(&r) {}              // NOLINT: rows convert
+    constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
+    constexpr bool empty() const noexcept { return text == nullptr && rows == nullptr && records == nullptr; }
+
+    const TextToEnd* text = nullptr;
+    const Rows* rows = nullptr;
+    const RecordBlocks* records = nullptr;
+};
+
+struct Description {
+    // Log texts where they are not the common ones ("Data_To_Pava_%05d!\n",
+    // "Pava_%05d_To_Data!\n", "... Pava_%05d_To_Data pPavaMsg == NULL! ").
+    const char* encodeEntry = nullptr;
+    const char* decodeEntry = nullptr;
+    const char* nullFrame = nullptr;
+    // An id whose decoder entry text this decoder prints after its own.
+    int alsoDecodeEntryOf = 0;
+    // The list whose count a field of the fixed fields without member is.
+    Container counts = Container::None;
+    uint16_t quirks = 0;
+    Tail write = {};
+    Tail read = {};
+
+    constexpr bool has(Quirk q) const noexcept { return (quirks & q) != 0; }
+};
+
+// Fixed fields and nothing else, with the common texts.
+inline constexpr Description kPlainBody{};
+
+// Every tail is declared through these checks: a text of `cap` characters at
+// `at`, or rows up to their limit, must stay within the body, and a row's
+// fields within its stride, or the table does not compile.
+consteval TextToEnd checkedText(TextToEnd t) {
+    if (t.at + t.cap > MAX_PAVA_MSG_LEN) throw "text runs past the body";
+    return t;
+}
+consteval RecordBlocks checkedBlocks(RecordBlocks r) {
+    for (const auto table : {r.entryWrite, r.entryRead})
+        for (const Field& f : table)
+            if (f.offset + f.width > r.entrySize) throw "entry field runs past its entry";
+    if (r.entrySize <= 0 || r.first + r.numberWidth + r.entryCountWidth > MAX_PAVA_MSG_LEN) throw "blocks past the body";
+    return r;
+}
+consteval Rows checkedRows(Rows r) {
+    for (const Field& f : r.fields) {
+        if (f.offset + f.width > r.stride) throw "row field runs past its row";
+        if (r.list == Container::FbCodes && (f.kind == FieldKind::Decimal || f.flags != 0))
+            throw "a code row is a text";
+    }
+    if (r.list == Container::FbCodes && r.countMember != Member::fbCount) throw "code rows count by fbCount";
+    if (r.list != Container::FbCodes && r.list != Container::SettingList) throw "rows of another list";
+    if (r.first + r.limit > MAX_PAVA_MSG_LEN || r.stride <= 0) throw "rows run past the body";
+    return r;
+}
+
+}  // namespace pava
+
+#endif

@@ -1,0 +1,273 @@
+// The interpreter of body descriptions. Each described message runs one
+// instance of encodeDescribed / decodeDescribed made for its description at
+// compile time: what the description fixes (the tail's kind, a row's stride
+// and fields) is a constant there, so that no table is walked per row. The
+// steps that do not depend on the description live in body.cpp.
+#ifndef ZMPAVA_CORE_BODY_CODEC_H
+#define ZMPAVA_CORE_BODY_CODEC_H
+
+#include <cstring>
+#include <utility>
+
+#include "body.h"
+#include "field_codec.h"
+#include "log.h"
+#include "message.h"
+#include "read_trace.h"
+
+namespace pava {
+
+namespace body {
+
+// The entry line of an encoder whose description gives its own.
+void logEncodeEntry(const MessageDef& def) noexcept;
+// The frame's length and continuation flag (kept, or cleared).
+void setLength(PavaMsg& frame, int length, bool keepContinued) noexcept;
+// The decoder's entry lines; false, once logged, for a null frame.
+bool openDecode(const MessageDef& def, const PavaMsg* frame) noexcept;
+
+// A text tail: the body length, or -1 once logged; 0, or -1 keeping what was stored.
+int writeText(const TextToEnd& t, bool cutAtNul, const PavaFullData& rec, char* body) noexcept;
+int readText(const TextToEnd& t, const PavaMsg& frame, CPavaMsgAnalyze& an);
+
+// The rows' refusal, logged: -1.
+int refuseRow(const Rows& r) noexcept;
+
+// The row count the record holds for the encoder: the list's size, or the
+// file block's count of its code rows.
+template <const Rows& R>
+int64_t rowsHeld(const PavaFullData& rec) noexcept {
+    if constexpr (R.list == Container::SettingList)
+        return static_cast<int64_t>(rec.settingList.size());
+    else
+        return rec.fileBlock.fbCount;
+}
+
+constexpr int kCodeRowSize = static_cast<int>(sizeof PavaFileBlock::fbCodes[0]);
+
+// One field of a code row (a character array): a bounded or raw copy out,
+// never past the array back in.
+template <Field F>
+void writeCodeField(const char* row, char* dest) noexcept {
+    if constexpr (F.kind == FieldKind::Raw)
+        copyRawField(dest + F.offset, F.width, row, kCodeRowSize);
+    else
+        copyTextField(dest + F.offset, F.width, row, kCodeRowSize);
+}
+
+template <Field F>
+void readCodeField(const char* src, char* row, const ReadTrace& trace, Container list, int64_t k) {
+    constexpr int width = F.width < kCodeRowSize ? F.width : kCodeRowSize;
+    if constexpr (F.kind == FieldKind::Text)
+        copyTextField(row, width, src + F.offset, F.width);
+    else
+        std::memcpy(row, src + F.offset, width);
+    if (trace) trace.read(src + F.offset, F.width, spanKindOf(F.kind), kRecordPath.item(list, static_cast<size_t>(k)));
+}
+
+// The rows of a tail: the body length, or -1 once a row is refused.
+template <const Rows& R>
+int writeRows(const PavaFullData& rec, char* body) noexcept {
+    const int64_t count = rowsHeld<R>(rec);
+    if constexpr (R.countAt >= 0) writeIntField(static_cast<int>(count), body + R.countAt, R.countWidth);
+    int at = R.first;
+    for (int64_t k = 0; k < count; ++k, at += R.stride) {
+        if (k >= R.limit / R.stride) return refuseRow(R);
+        if constexpr (R.list == Container::SettingList) {
+            writeFields(R.fields, rec.settingList[static_cast<size_t>(k)], body + at, R.stride);
+        } else {
+            [&]<size_t... I>(std::index_sequence<I...>) {
+                (writeCodeField<R.fields[I]>(rec.fileBlock.fbCodes[k], body + at), ...);
+            }(std::make_index_sequence<R.fields.size()>{});
+        }
+    }
+    return at;
+}
+
+template <const Rows& R>
+int readRows(const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    PavaFullData& rec = *an.record();
+    const char* body = frame.body;
+    const ReadTrace trace = an.trace(frame);
+    int64_t count = 0;
+    if constexpr (R.countAt >= 0) {
+        count = readIntField(body + R.countAt, R.countWidth);
+        trace.read(body + R.countAt, R.countWidth, SpanKind::Decimal, kRecordPath.whole(R.list).named(kCountName));
+    } else {
+        count = rowsHeld<R>(rec);
+    }
+    int at = R.first;
+    if constexpr (R.list == Container::SettingList) {
+        ListRefill<PavaSettingItem> items = an.refill(rec.settingList);
+        items.reserve(static_cast<int>(count), R.limit, R.stride);
+        const ItemFields<PavaSettingItem> fields(R.fields);
+        for (int64_t k = 0; k < count; ++k, at += R.stride) {
+            if (k >= R.limit / R.stride) return refuseRow(R);
+            fields.read(body + at, R.stride, items.next());
+            trace.fields(R.fields, body + at, kRecordPath.item(Container::SettingList, items.size()));
+            items.keep();
+        }
+    } else {
+        for (int64_t k = 0; k < count; ++k, at += R.stride) {
+            if (k >= R.limit / R.stride) return refuseRow(R);
+            [&]<size_t... I>(std::index_sequence<I...>) {
+                (readCodeField<R.fields[I]>(body + at, rec.fileBlock.fbCodes[k], trace, R.list, k), ...);
+            }(std::make_index_sequence<R.fields.size()>{});
+        }
+    }
+    return 0;
+}
+
+// One field of an entry (PavaFieldItem) read back, its form and member fixed
+// at compile time: the steps the field reader takes for a text member, or
+// the field reader itself for any other.
+template <Field F>
+void readEntryField(const char* src, PavaFieldItem& entry) {
+    if constexpr (F.member == Member::fieldText1 || F.member == Member::fieldText2) {
+        std::string& text = F.member == Member::fieldText1 ? entry.fieldText1 : entry.fieldText2;
+        const char* from = src + F.offset;
+        const auto n = static_cast<size_t>(F.kind == FieldKind::Text ? fieldTextLength(from, F.width) : F.width);
+        if constexpr ((F.flags & ~kNulPadded) != 0) {
+            static constexpr Field kOne[] = {F};
+            readFields(std::span<const Field>(kOne), src, F.offset + F.width, entry);
+        } else if constexpr ((F.flags & kNulPadded) != 0) {
+            text.assign(static_cast<size_t>(F.width) + 1, '\0');
+            text.replace(0, n, from, n);
+        } else {
+            text.assign(from, n);
+        }
+    } else {
+        static constexpr Field kOne[] = {F};
+        readFields(std::span<const Field>(kOne), src, F.offset + F.width, entry);
+    }
+}
+
+// Record blocks: the body length, or -1 once a count is refused.
+template <const RecordBlocks& R>
+int writeRecords(const PavaFullData& rec, char* body) noexcept {
+    const size_t records = rec.recordList.size();
+    if (records > static_cast<size_t>(R.maxRecords)) {
+        log::format(R.tooManyRecords, static_cast<int>(records));
+        return -1;
+    }
+    writeIntField(static_cast<int>(records), body + R.countAt, R.countWidth);
+    constexpr int head = R.numberWidth + R.entryCountWidth;
+    int pos = R.first;
+    const ItemFields<PavaFieldItem> entries(R.entryWrite);
+    for (const PavaRecordItem& record : rec.recordList) {
+        const size_t n = record.fieldList.size();
+        // A record whose block would pass the body is refused with the
+        // entry-count text as well.
+        if (n > static_cast<size_t>(R.maxEntries) || pos + head + R.entrySize * static_cast<int>(n) > MAX_PAVA_MSG_LEN) {
+            log::format(R.tooManyEntries, static_cast<int>(n));
+            return -1;
+        }
+        writeIntField(record.recInt, body + pos, R.numberWidth);
+        writeIntField(static_cast<int>(n), body + pos + R.numberWidth, R.entryCountWidth);
+        pos += head;
+        for (const PavaFieldItem& entry : record.fieldList) {
+            entries.write(entry, body + pos, R.entrySize);
+            pos += R.entrySize;
+        }
+    }
+    return pos;
+}
+
+template <const RecordBlocks& R>
+int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    constexpr int kBody = MAX_PAVA_MSG_LEN;
+    constexpr int head = R.numberWidth + R.entryCountWidth;
+    PavaFullData& rec = *an.record();
+    const char* body = frame.body;
+    const ReadTrace trace = an.trace(frame);
+    const int records = readIntField(body + R.countAt, R.countWidth);
+    int pos = R.first;
+    ListRefill<PavaRecordItem> list = an.refill(rec.recordList);
+    list.reserve(records, kBody - pos, head);
+    for (int r = 0; r < records; ++r) {
+        if (pos + head > kBody) return -1;
+        RecordRefill record = nextRecord(list);
+        record.record.recInt = readIntField(body + pos, R.numberWidth);
+        const int n = readIntField(body + pos + R.numberWidth, R.entryCountWidth);
+        const ReadPath path = kRecordPath.item(Container::RecordList, list.size());
+        if (trace) {
+            trace.read(body + pos, R.numberWidth, SpanKind::Decimal, path.named(kRecordNumberName));
+            trace.read(body + pos + R.numberWidth, R.entryCountWidth, SpanKind::Decimal,
+                       path.whole(Container::FieldList).named(kCountName));
+        }
+        pos += head;
+        record.fields.reserve(n, kBody - pos, R.entrySize);
+        for (int f = 0; f < n; ++f) {
+            if (pos + R.entrySize > kBody) return -1;
+            PavaFieldItem& entry = record.fields.next();
+            [&]<size_t... I>(std::index_sequence<I...>) {
+                (readEntryField<R.entryRead[I]>(body + pos, entry), ...);
+            }(std::make_index_sequence<R.entryRead.size()>{});
+            if (trace) trace.fields(R.entryRead, body + pos, path.item(Container::FieldList, record.fields.size()));
+            record.fields.keep();
+            pos += R.entrySize;
+        }
+        list.keep();
+    }
+    return 0;
+}
+
+}  // namespace body
+
+template <const Description& D>
+int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
+    if constexpr (D.encodeEntry != nullptr)
+        body::logEncodeEntry(def);
+    else
+        log::encodeEntry(def.id);
+    int rc = 0;
+    PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
+    if (frame == nullptr) return rc;
+    const PavaFullData& rec = *an->record();
+    bool ok = writeFields(def.layout.fields, rec, frame->body, MAX_PAVA_MSG_LEN);
+    int length = def.layout.length;
+    if constexpr (D.write.text != nullptr) {
+        if (ok) length = body::writeText(*D.write.text, D.has(kCutAtNul), rec, frame->body), ok = length >= 0;
+    } else if constexpr (D.write.rows != nullptr) {
+        if (ok) length = body::writeRows<*D.write.rows>(rec, frame->body), ok = length >= 0;
+    } else if constexpr (D.write.records != nullptr) {
+        if (ok) length = body::writeRecords<*D.write.records>(rec, frame->body), ok = length >= 0;
+    }
+    if (!ok || D.has(kDropsFrame)) {
+        out->pop_back();
+        return ok ? 0 : -1;
+    }
+    body::setLength(*frame, length, D.has(kKeepsContinued));
+    return 0;
+}
+
+template <const Description& D>
+int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
+    if (!body::openDecode(def, frame)) return -1;
+    if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record(), an->trace(*frame),
+                    kRecordPath, D.counts))
+        return -1;
+    if constexpr (D.read.text != nullptr) {
+        return body::readText(*D.read.text, *frame, *an);
+    } else if constexpr (D.read.rows != nullptr) {
+        return body::readRows<*D.read.rows>(*frame, *an);
+    } else if constexpr (D.read.records != nullptr) {
+        return body::readRecords<*D.read.records>(*frame, *an);
+    }
+    return 0;
+}
+
+// A message the interpreter runs by the description D. `length` is the body
+// length of a fixed body (a tail, when there is one, gives the length
+// instead); `decodeFields` is the table the decoder reads where it differs
+// from what the encoder writes.
+template <const Description& D>
+constexpr MessageDef describedMessage(int id, std::span<const Field> fields, int length,
+                                      std::span<const Field> decodeFields = {}) {
+    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length}, 0,
+                      nullptr, &D};
+}
+
+}  // namespace pava
+
+#endif
