@@ -8,6 +8,7 @@
 #define ZMPAVA_CORE_BODY_H
 
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <string>
 
@@ -160,6 +161,9 @@ consteval Rows checkedRows(Rows r) {
             throw "a code row is a text";
     }
     if (r.list == Container::FbCodes && r.countMember != Member::fbCount) throw "code rows count by fbCount";
+    // The rows the limit admits index the record's code array directly.
+    if (r.list == Container::FbCodes && r.limit / r.stride > static_cast<int>(std::size(PavaFileBlock{}.fbCodes)))
+        throw "more code rows than the record holds";
     if (r.list != Container::FbCodes && r.list != Container::SettingList) throw "rows of another list";
     if (r.first + r.limit > MAX_PAVA_MSG_LEN || r.stride <= 0) throw "rows run past the body";
     return r;

@@ -234,6 +234,9 @@ void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
     for (size_t i = 0; i < m_pending.size(); ++i)
         if (m_pending[i]->id == id && m_pending[i]->rii == rii) at = i;
 
+    // A message whose first frame to arrive was frame 2 was taken for the form
+    // that numbers every frame 2; another number shows it is numbered after all.
+    if (numbered && at < m_pending.size() && m_pending[at]->byFlag && part.number != 2) m_pending[at]->byFlag = false;
     if (numbered && at < m_pending.size() && !m_pending[at]->byFlag) {
         Pending& p = *m_pending[at];
         const bool seen = std::any_of(p.parts.begin(), p.parts.end(), [&](const Part& q) { return q.number == part.number; });
@@ -297,11 +300,7 @@ void MessageJoiner::complete(size_t index, bool whole, const char* why, uint64_t
     if (p->parts.empty()) return;
     JoinedMessage m;
     m.problems = std::move(p->problems);
-    // A numbered message whose first frame to arrive was frame 2 was taken for
-    // the form that numbers every frame 2; its other numbers tell it apart.
-    const bool numbered = !p->byFlag || (p->rule != nullptr && p->rule->marks == Marks::Numbered &&
-                                         std::any_of(p->parts.begin(), p->parts.end(), [](const Part& q) { return q.number != 2; }));
-    if (numbered) {
+    if (!p->byFlag) {
         std::stable_sort(p->parts.begin(), p->parts.end(), [](const Part& a, const Part& b) { return a.number < b.number; });
         std::string missing;
         int next = 1;

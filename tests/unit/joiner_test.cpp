@@ -168,7 +168,8 @@ TEST(JoinDamage, EachDamageIsJoinedAroundAndReported) {
     } cases[] = {
         {{2, 0, 1}, {"20018/7 complete 3f 900i [0] frame 1 of 3 arrived after frame 3 [100] frame 2 of 3 arrived after frame 3"}},
         {{0, 2}, {"20018/7 incomplete 2f 561i [200] frame(s) 2 of 3 missing; message cut off at the end of the input"}},
-        {{1, 2}, {"20018/7 incomplete 2f 561i [200] frame(s) 1 of 3 missing"}},
+        {{1, 2}, {"20018/7 incomplete 2f 561i [200] frame(s) 1 of 3 missing; message cut off at the end of the input"}},
+        {{1, 2, 0}, {"20018/7 complete 3f 900i [0] frame 1 of 3 arrived after frame 3"}},
         {{0, 1, 1, 2}, {"20018/7 complete 3f 900i [100] frame 2 of 3 received again; the repeat is dropped"}},
         {{0, 1, 0, 1, 2},
          {"20018/7 incomplete 2f 678i [0] frame(s) 3 of 3 missing; frames missing: the next message began before they came",
