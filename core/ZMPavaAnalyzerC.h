@@ -147,6 +147,23 @@ PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wi
  * on the next one), 0 otherwise or when size is shorter than a header. */
 PAVA_API int PAVA_CALL pava_plausible_header(const char* frame, size_t size);
 
+/* A header as the decoders read it. */
+typedef struct pava_header_info {
+    size_t size;      /* set by the caller to sizeof(pava_header_info); later versions only add members */
+    int plausible;    /* pava_plausible_header's answer; for fewer than 16 bytes, 1 when they
+                         could begin a plausible header (a stream cut inside one) */
+    int rii;          /* the fields; one the bytes do not hold whole reads 0 */
+    int id;
+    int type;         /* the type digit's value (0-15 for '0'-'9', 'A'-'F', 'a'-'f') */
+    int length;       /* the declared body length as read, not kept within the body */
+    int flag;         /* the header flag's type digit */
+    int continued;    /* 1 when the continuation byte is '1' */
+    size_t wire_size; /* the header and the declared length kept within 0..8192; 0 for a part header */
+} pava_header_info;
+
+/* Reads the header at the start of size bytes into *info. */
+PAVA_API int PAVA_CALL pava_header(const char* frame, size_t size, pava_header_info* info);
+
 /* ------------------------------------------------------------------------ */
 /* Dissection                                                                */
 /* ------------------------------------------------------------------------ */
@@ -172,6 +189,7 @@ typedef struct pava_span {
     int width;
     int kind;         /* PAVA_SPAN_* */
     const char* path; /* the member path; "" for unread bytes; owned by the dissection */
+    int64_t number;   /* a DECIMAL span: the number the decoder took from its bytes, else 0 */
 } pava_span;
 
 /* Decodes the frame, read as pava_decode reads it, into record (which may be
@@ -259,6 +277,33 @@ typedef struct pava_member_info {
 /* The members of an object type in declaration order. */
 PAVA_API int PAVA_CALL pava_member_count(int type, size_t* count);
 PAVA_API int PAVA_CALL pava_member_at(int type, size_t index, pava_member_info* info);
+
+/* Every member of a record that holds something, in one pass: numbers other
+ * than zero, bytes other than none (a character array up to its last non-NUL
+ * byte, as pava_get_bytes reads it), depth first in declaration order. A list
+ * element or a nested object is entered and left around its members; a row
+ * of a ROWS member is a value with its row as index. The member is named by
+ * its object type and its index among pava_member_at's, so a caller maps it
+ * to its own names once, without a path per value. fn returning non-zero
+ * stops the walk, which then returns that value; bytes are valid during the
+ * call only. */
+#define PAVA_WALK_VALUE 1
+#define PAVA_WALK_ENTER 2
+#define PAVA_WALK_LEAVE 3
+
+typedef struct pava_walk_step {
+    size_t size;       /* sizeof(pava_walk_step) of the library; later versions only add members */
+    int event;         /* PAVA_WALK_* */
+    int type;          /* PAVA_TYPE_* of the object the member belongs to */
+    size_t member;     /* the member's index in that type */
+    int64_t index;     /* the list element entered or left, the row of a value; -1 where neither */
+    int64_t number;    /* a value of an INT32 or UINT16 member */
+    const char* bytes; /* a value of a CHARS, STRING or ROWS member */
+    size_t length;
+} pava_walk_step;
+
+typedef int(PAVA_CALL* pava_walk_fn)(const pava_walk_step* step, void* user);
+PAVA_API int PAVA_CALL pava_record_walk(const pava_record* record, pava_walk_fn fn, void* user);
 
 /* ------------------------------------------------------------------------ */
 /* Message ids and layouts                                                   */

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -47,7 +48,9 @@ struct pava_frames {
 
 struct pava_dissection {
     std::vector<pava::BodySpan> spans;
-    std::vector<std::string> paths;  // of the spans, "" for unread ones
+    std::string text;                // the spans' paths, each ended by a NUL; "" for unread ones
+    std::vector<size_t> paths;       // where each span's path starts in text
+    std::vector<int64_t> numbers;    // of the decimal spans, 0 for others
 };
 
 static_assert(PAVA_SPAN_DECIMAL == 1 + static_cast<int>(pava::SpanKind::Decimal) &&
@@ -232,6 +235,80 @@ int copyFieldInfo(std::span<const Field> fields, size_t index, pava_field_info* 
     return PAVA_RC_OK;
 }
 
+// A record's members that hold something, to the caller's function.
+class RecordWalk {
+public:
+    RecordWalk(pava_walk_fn fn, void* user) : fn_(fn), user_(user) {}
+
+    // object: the object of the type; for the file block, the record (its
+    // members are reached through the record, as paths reach them).
+    int object(int type, void* object) {
+        const auto& entries = schema()[type];
+        for (size_t i = 0; i < entries.size(); ++i) {
+            const SchemaEntry& e = entries[i];
+            int rc = 0;
+            switch (e.info.kind) {
+            case PAVA_KIND_LIST:
+                for (size_t k = 0, n = listSize(object, e.container); k < n && rc == 0; ++k) {
+                    rc = around(type, i, static_cast<int64_t>(k), e.info.element,
+                                listElement(object, e.container, k));
+                }
+                break;
+            case PAVA_KIND_OBJECT: rc = around(type, i, -1, e.info.element, object); break;
+            case PAVA_KIND_ROWS:
+                for (int row = 0; row < e.info.count && rc == 0; ++row) {
+                    rc = value(type, i, row, leafSlot(Target{&e, type, object, row, true}));
+                }
+                break;
+            default: rc = value(type, i, -1, leafSlot(Target{&e, type, object})); break;
+            }
+            if (rc != 0) return rc;
+        }
+        return 0;
+    }
+
+private:
+    pava_walk_step step(int event, int type, size_t member, int64_t index) const {
+        pava_walk_step s{};
+        s.size = sizeof s;
+        s.event = event;
+        s.type = type;
+        s.member = member;
+        s.index = index;
+        return s;
+    }
+
+    int around(int type, size_t member, int64_t index, int element, void* inner) {
+        pava_walk_step s = step(PAVA_WALK_ENTER, type, member, index);
+        if (const int rc = fn_(&s, user_); rc != 0) return rc;
+        if (const int rc = object(element, inner); rc != 0) return rc;
+        s.event = PAVA_WALK_LEAVE;
+        return fn_(&s, user_);
+    }
+
+    int value(int type, size_t member, int64_t index, const Slot& slot) {
+        pava_walk_step s = step(PAVA_WALK_VALUE, type, member, index);
+        switch (slot.type) {
+        case SlotType::Int32: s.number = *static_cast<const int32_t*>(slot.ptr); break;
+        case SlotType::UInt16: s.number = *static_cast<const uint16_t*>(slot.ptr); break;
+        case SlotType::String: {
+            const auto* text = static_cast<const std::string*>(slot.ptr);
+            s.bytes = text->data(), s.length = text->size();
+            break;
+        }
+        case SlotType::Chars:
+            s.bytes = static_cast<const char*>(slot.ptr), s.length = static_cast<size_t>(slot.size);
+            while (s.length > 0 && s.bytes[s.length - 1] == '\0') --s.length;
+            break;
+        default: return 0;
+        }
+        return s.number == 0 && s.length == 0 ? 0 : fn_(&s, user_);
+    }
+
+    pava_walk_fn fn_;
+    void* user_;
+};
+
 }  // namespace
 
 extern "C" {
@@ -403,6 +480,14 @@ PAVA_API int PAVA_CALL pava_list_resize(pava_record* record, const char* path, s
     });
 }
 
+PAVA_API int PAVA_CALL pava_record_walk(const pava_record* record, pava_walk_fn fn, void* user) {
+    if (record == nullptr || fn == nullptr) return PAVA_RC_NULL;
+    return guarded([&] {
+        RecordWalk walk(fn, user);
+        return walk.object(PAVA_TYPE_RECORD, const_cast<PavaFullData*>(&record->data));
+    });
+}
+
 PAVA_API int PAVA_CALL pava_frames_new(pava_frames** out) {
     if (out == nullptr) return PAVA_RC_NULL;
     return guarded([&] {
@@ -460,14 +545,33 @@ PAVA_API int PAVA_CALL pava_dissect(const char* frame, size_t size, pava_record*
     if (frame == nullptr || out == nullptr) return PAVA_RC_NULL;
     if (size < PAVA_HEADER_SIZE || size > PAVA_FRAME_SIZE) return PAVA_RC_SIZE;
     return guarded([&] {
-        auto whole = std::make_unique<PavaMsg>();
-        std::memcpy(whole->head, frame, size == PAVA_FRAME_SIZE ? size : std::min(size, wireSizeOf(frame)));
+        // The frame as a whole block: bytes past its wire form read as zeros.
+        PavaMsg block;
+        const size_t given = size == PAVA_FRAME_SIZE ? size : std::min(size, wireSizeOf(frame));
+        std::memcpy(block.head, frame, given);
+        std::memset(block.head + given, 0, sizeof block - given);
+        const PavaMsg* whole = &block;
         auto d = std::make_unique<pava_dissection>();
         PavaFullData scratch;
         int rc = 0;
         d->spans = explainBody(*whole, record != nullptr ? record->data : scratch, &rc);
         d->paths.reserve(d->spans.size());
-        for (const BodySpan& s : d->spans) d->paths.push_back(s.unread ? std::string() : pathText(s.path));
+        d->text.reserve(d->spans.size() * 24);
+        d->numbers.reserve(d->spans.size());
+        for (const BodySpan& s : d->spans) {
+            d->paths.push_back(d->text.size());
+            if (!s.unread) appendPathText(d->text, s.path);
+            d->text += '\0';
+            // A decimal's bytes as the decoders read them: a field of up to
+            // 16 characters, or a number running to its span's end.
+            const int from = std::clamp(s.offset, 0, MAX_PAVA_MSG_LEN);
+            const int to = std::clamp(s.offset + s.width, from, MAX_PAVA_MSG_LEN);
+            int64_t number = 0;
+            if (!s.unread && s.kind == SpanKind::Decimal)
+                number = to - from <= 16 ? readIntField(whole->body + from, to - from)
+                                         : readDecimal(whole->body + from, whole->body + to);
+            d->numbers.push_back(number);
+        }
         *out = d.release();
         return rc;
     });
@@ -481,13 +585,15 @@ PAVA_API size_t PAVA_CALL pava_dissection_count(const pava_dissection* dissectio
 
 PAVA_API int PAVA_CALL pava_dissection_span(const pava_dissection* dissection, size_t index, pava_span* span) {
     if (dissection == nullptr || span == nullptr) return PAVA_RC_NULL;
-    if (span->size < sizeof(pava_span)) return PAVA_RC_ARGUMENT;
+    // The first version ended with the path.
+    if (span->size < offsetof(pava_span, number)) return PAVA_RC_ARGUMENT;
     if (index >= dissection->spans.size()) return PAVA_RC_INDEX;
     const BodySpan& s = dissection->spans[index];
     span->offset = s.offset;
     span->width = s.width;
     span->kind = s.unread ? PAVA_SPAN_UNREAD : 1 + static_cast<int>(s.kind);
-    span->path = dissection->paths[index].c_str();
+    span->path = dissection->text.c_str() + dissection->paths[index];
+    if (span->size >= offsetof(pava_span, number) + sizeof span->number) span->number = dissection->numbers[index];
     return PAVA_RC_OK;
 }
 
@@ -546,6 +652,27 @@ PAVA_API int PAVA_CALL pava_wire_size(const char* frame, size_t size, size_t* wi
 
 PAVA_API int PAVA_CALL pava_plausible_header(const char* frame, size_t size) {
     return frame != nullptr && size >= PAVA_HEADER_SIZE && pava::plausibleHeader(frame) ? 1 : 0;
+}
+
+PAVA_API int PAVA_CALL pava_header(const char* frame, size_t size, pava_header_info* info) {
+    if (frame == nullptr || info == nullptr) return PAVA_RC_NULL;
+    if (info->size < sizeof(pava_header_info)) return PAVA_RC_ARGUMENT;
+    const size_t given = info->size;
+    *info = pava_header_info{};
+    info->size = given;
+    info->plausible = pava::plausibleHeaderStart(frame, size) ? 1 : 0;
+    // Each field the bytes hold whole; the length from position 9 on, as far
+    // as the given bytes go.
+    const char* end = frame + std::min<size_t>(size, PAVA_FRAME_SIZE);
+    if (size > kHeadRii + 2) info->rii = readIntField(frame + kHeadRii, 3);
+    if (size > kHeadMsgId + 4) info->id = readIntField(frame + kHeadMsgId, 5);
+    if (size > kHeadType) info->type = typeDigitValue(frame[kHeadType]);
+    if (size > kHeadLength + 4) info->length = readDecimal(frame + kHeadLength, end);
+    if (size > kHeadFlag) info->flag = typeDigitValue(frame[kHeadFlag]);
+    if (size < PAVA_HEADER_SIZE) return PAVA_RC_OK;
+    info->continued = frame[kHeadContinued] == '1' ? 1 : 0;
+    info->wire_size = wireSizeOf(frame);
+    return PAVA_RC_OK;
 }
 
 PAVA_API int PAVA_CALL pava_member_count(int type, size_t* count) {

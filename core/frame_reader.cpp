@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "field_codec.h"
 #include "message.h"
 
 namespace pava {
@@ -65,23 +66,38 @@ int headerBodyLength(const char* head) noexcept {
     return n < 0 ? 0 : n > MAX_PAVA_MSG_LEN ? MAX_PAVA_MSG_LEN : n;
 }
 
-bool plausibleHeader(const char* head) noexcept {
-    for (int i = 0; i < 3; ++i)
-        if (!isDigit(head[i]) && head[i] != ' ' && head[i] != '\0') return false;
-    int id = 0;
-    for (int i = 3; i < 8; ++i) {
-        if (!isDigit(head[i])) return false;
-        id = id * 10 + (head[i] - '0');
+bool plausibleHeaderStart(const char* head, size_t n) noexcept {
+    n = std::min(n, kHead);
+    for (size_t i = 0; i < n; ++i) {
+        const char c = head[i];
+        bool ok = true;
+        if (i < 3) {
+            ok = isDigit(c) || c == ' ' || c == '\0';
+        } else if (i < 8) {
+            ok = isDigit(c);
+        } else if (i == 9) {
+            ok = isDigit(c) || c == '-';
+        } else if (i == 10 && head[9] == '-') {
+            ok = isDigit(c);
+        } else if (i >= 10 && i < 14) {
+            // Digits, then blanks to the end of the field.
+            ok = c == ' ' || (isDigit(c) && head[i - 1] != ' ');
+        } else if (i == 15) {
+            ok = c == '0' || c == '1';
+        }
+        if (!ok) return false;
     }
-    if (head[15] != '0' && head[15] != '1') return false;
+    if (n < kHead) return true;
     int length = 0;
     // Encoders fed with odd lengths write a few bytes past the body or a
     // negative number; nothing writes more than a whole frame.
     if (!lengthField(head, length) || length > static_cast<int>(kFrame)) return false;
     // An id whose layout has one body length is only ever sent with it.
-    const MessageDef* def = findMessage(id);
+    const MessageDef* def = findMessage(readIntField(head + 3, 5));
     return def == nullptr || def->layout.length < 0 || def->layout.length == length;
 }
+
+bool plausibleHeader(const char* head) noexcept { return plausibleHeaderStart(head, kHead); }
 
 std::string describe(const ReadEvent& e) {
     if (e.kind != ReadKind::Skipped) return {};

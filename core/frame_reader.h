@@ -60,6 +60,10 @@ enum class FrameForm { Wire, Raw, Hex };
 // optional '-') then blanks, at most 8208, and for an id whose layout has
 // one length exactly that; a continuation flag '0' or '1'.
 bool plausibleHeader(const char* head) noexcept;
+// Whether the first n bytes could begin such a header, by the same rule
+// position by position (a stream cut inside a header); from 16 bytes on,
+// plausibleHeader().
+bool plausibleHeaderStart(const char* head, size_t n) noexcept;
 
 // The body bytes that follow a plausible header on the wire: its declared
 // length, kept within 0..8192 as the encoders write them.

@@ -1,6 +1,8 @@
 #include "read_trace.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 
 #include "analyzer.h"
 #include "frame_header.h"
@@ -21,20 +23,31 @@ namespace {
 
 // A container's name as the record schema has it.
 const char* containerName(Container c) {
-    for (const auto& members : schema())
-        for (const SchemaEntry& e : members)
-            if (e.container == c) return e.info.name;
-    return "?";
+    static const auto names = [] {
+        std::array<const char*, static_cast<size_t>(Container::FieldList2) + 1> n{};
+        n.fill("?");
+        for (const auto& members : schema())
+            for (const SchemaEntry& e : members)
+                if (e.container != Container::None) n[static_cast<size_t>(e.container)] = e.info.name;
+        return n;
+    }();
+    return static_cast<size_t>(c) < names.size() ? names[static_cast<size_t>(c)] : "?";
 }
 
-void append(std::string& out, const char* name) {
-    if (!out.empty()) out += '.';
+// A name after what `out` holds from `start` on, dot-separated.
+void append(std::string& out, size_t start, const char* name) {
+    if (out.size() > start) out += '.';
     out += name;
 }
 
-void appendList(std::string& out, Container c, int index) {
-    append(out, containerName(c));
-    if (index >= 0) out += '[' + std::to_string(index) + ']';
+void appendList(std::string& out, size_t start, Container c, int index) {
+    append(out, start, containerName(c));
+    if (index < 0) return;
+    char digits[12];
+    const auto end = std::to_chars(digits, digits + sizeof digits, index).ptr;
+    out += '[';
+    out.append(digits, end);
+    out += ']';
 }
 
 // The element a list index names, or null past the list's end.
@@ -51,12 +64,17 @@ Slot recordItemSlot(PavaRecordItem& item, const char* name) {
 
 }  // namespace
 
+void appendPathText(std::string& out, const ReadPath& path) {
+    const size_t start = out.size();
+    if (path.list != Container::None) appendList(out, start, path.list, path.index);
+    if (path.sublist != Container::None) appendList(out, start, path.sublist, path.subIndex);
+    if (path.member != Member::None) append(out, start, memberName(path.member));
+    if (path.name != nullptr) append(out, start, path.name);
+}
+
 std::string pathText(const ReadPath& path) {
     std::string out;
-    if (path.list != Container::None) appendList(out, path.list, path.index);
-    if (path.sublist != Container::None) appendList(out, path.sublist, path.subIndex);
-    if (path.member != Member::None) append(out, memberName(path.member));
-    if (path.name != nullptr) append(out, path.name);
+    appendPathText(out, path);
     return out;
 }
 
@@ -119,24 +137,27 @@ std::vector<BodySpan> explainBody(const PavaMsg& frame, PavaFullData& rec, int* 
     const int decoded = decodeObserved(frame, rec, &reads);
     if (rc != nullptr) *rc = decoded;
     std::vector<BodySpan>& spans = reads.spans;
-    std::stable_sort(spans.begin(), spans.end(), [](const BodySpan& a, const BodySpan& b) {
-        return a.offset != b.offset ? a.offset < b.offset : a.width < b.width;
-    });
-    // The same bytes read twice as the same field (a count both in the fixed
-    // fields and as the list's count): one span, by its most specific path.
-    std::vector<BodySpan> out;
-    for (const BodySpan& s : spans) {
-        if (!out.empty() && out.back().offset == s.offset && out.back().width == s.width && out.back().kind == s.kind) {
-            if (specificity(s.path) > specificity(out.back().path)) out.back().path = s.path;
-            continue;
-        }
-        out.push_back(s);
-    }
-    // The gaps, as unread spans, up to the declared length or the furthest read.
+    const auto before = [](const BodySpan& x, const BodySpan& y) {
+        return x.offset != y.offset ? x.offset < y.offset : x.width < y.width;
+    };
+    // Most decoders read in offset order already.
+    if (!std::is_sorted(spans.begin(), spans.end(), before)) std::stable_sort(spans.begin(), spans.end(), before);
+    // One span per read, with the gaps between them as unread spans up to the
+    // declared length or the furthest read. The same bytes read twice as the
+    // same field (a count both in the fixed fields and as the list's count)
+    // are one span, by its most specific path.
     const int declared = std::clamp(readHead(&frame).getLength(), 0, MAX_PAVA_MSG_LEN);
     std::vector<BodySpan> all;
+    all.reserve(2 * spans.size() + 1);
     int covered = 0;
-    for (const BodySpan& s : out) {
+    for (const BodySpan& s : spans) {
+        if (!all.empty()) {  // all.back() is the last read: gaps only go before one
+            BodySpan& last = all.back();
+            if (last.offset == s.offset && last.width == s.width && last.kind == s.kind) {
+                if (specificity(s.path) > specificity(last.path)) last.path = s.path;
+                continue;
+            }
+        }
         if (s.offset > covered) all.push_back({covered, s.offset - covered, SpanKind::Raw, true, {}});
         all.push_back(s);
         covered = std::max(covered, s.offset + s.width);

@@ -68,6 +68,8 @@ inline constexpr const char* kCountName = "count";
 
 // "recordList[2].fieldList[0].fieldText2", "dataList.count", "text12b".
 std::string pathText(const ReadPath& path);
+// The same, appended to `out` (many paths in one buffer).
+void appendPathText(std::string& out, const ReadPath& path);
 
 // The leaf a path names in a record, or a slot of type None when the record
 // has no such list element or member.

@@ -44,7 +44,7 @@ import os as _os
 
 from . import _lib
 
-__all__ = ["PavaError", "encode", "decode", "dissect", "wire", "ids", "layout", "set_log", "STDOUT",
+__all__ = ["PavaError", "encode", "decode", "dissect", "wire", "ids", "layout", "version", "set_log", "STDOUT",
            "FRAME_SIZE", "HEADER_SIZE", "Decoder", "Frame", "Message", "Damage", "read_frames",
            "BACKEND"]
 
@@ -89,6 +89,7 @@ decode = _impl.decode
 dissect = _impl.dissect
 wire = _impl.wire
 ids = _impl.ids
+version = _impl.version
 layout = _impl.layout
 _rc_text, _echo, _set_log = _impl.rc_text, _impl.echo, _impl.set_log
 

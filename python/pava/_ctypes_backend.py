@@ -213,7 +213,8 @@ def decode(frame, full=False):
 
 def dissect(frame):
     """Every body byte of a frame as its decoder reads it: spans in offset
-    order, each {"offset", "width", "kind", "path"} (path None when unread)."""
+    order, each {"offset", "width", "kind", "path"} (path None when unread),
+    a decimal one with the "value" the decoder took."""
     frame = _frame_bytes(frame)
     handle = ctypes.c_void_p()
     lib.pava_dissect(frame, len(frame), None, ctypes.byref(handle))
@@ -227,9 +228,18 @@ def dissect(frame):
             unread = span.kind == 0
             spans.append({"offset": span.offset, "width": span.width, "kind": _lib.SPAN_KINDS[span.kind],
                           "path": None if unread else span.path.decode()})
+            if span.kind == 1:  # a decimal: the number the decoder took
+                spans[-1]["value"] = span.number
         return spans
     finally:
         lib.pava_dissection_free(handle)
+
+
+def version():
+    """The loaded library's version, (major, minor, patch)."""
+    parts = [ctypes.c_int() for _ in range(3)]
+    lib.pava_version(*(ctypes.byref(p) for p in parts))
+    return tuple(p.value for p in parts)
 
 
 def ids():

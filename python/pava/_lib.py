@@ -57,7 +57,7 @@ class FieldInfo(ctypes.Structure):
 
 class Span(ctypes.Structure):
     _fields_ = [("size", ctypes.c_size_t), ("offset", ctypes.c_int), ("width", ctypes.c_int),
-                ("kind", ctypes.c_int), ("path", ctypes.c_char_p)]
+                ("kind", ctypes.c_int), ("path", ctypes.c_char_p), ("number", ctypes.c_int64)]
 
 
 SPAN_KINDS = ("unread", "decimal", "text", "raw", "marker")  # by PAVA_SPAN_*
@@ -131,6 +131,7 @@ def _declare(lib):
         "pava_member_count": (i, [i, psz]),
         "pava_member_at": (i, [i, sz, ctypes.POINTER(MemberInfo)]),
         "pava_ids": (i, [ctypes.POINTER(i), sz, psz]),
+        "pava_version": (None, [ctypes.POINTER(i)] * 3),
         "pava_layout": (i, [i, ctypes.POINTER(LayoutInfo)]),
         "pava_layout_field": (i, [i, i, sz, ctypes.POINTER(FieldInfo)]),
         "pava_set_log": (i, [i, LOG_FN, p]),

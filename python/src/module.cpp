@@ -178,6 +178,12 @@ PyObject* ids(PyObject*, PyObject*) {
     return out;
 }
 
+PyObject* version(PyObject*, PyObject*) {
+    int major = 0, minor = 0, patch = 0;
+    pava_version(&major, &minor, &patch);
+    return Py_BuildValue("(iii)", major, minor, patch);
+}
+
 PyObject* members(PyObject*, PyObject* arg) {
     const long type = PyLong_AsLong(arg);
     if (type == -1 && PyErr_Occurred()) return nullptr;
@@ -297,11 +303,17 @@ PyObject* dissect(PyObject*, PyObject* frame) {
     const size_t n = pava_dissection_count(d);
     PyObject* list = PyList_New(static_cast<Py_ssize_t>(n));
     for (size_t i = 0; list != nullptr && i < n; ++i) {
-        pava_span s{sizeof s, 0, 0, 0, nullptr};
+        pava_span s{};
+        s.size = sizeof s;
         pava_dissection_span(d, i, &s);
+        // A decimal span carries the number the decoder took from it.
         PyObject* span = s.kind == PAVA_SPAN_UNREAD
                              ? Py_BuildValue("{s:i,s:i,s:s,s:O}", "offset", s.offset, "width", s.width, "kind",
                                              kSpanKinds[s.kind], "path", Py_None)
+                         : s.kind == PAVA_SPAN_DECIMAL
+                             ? Py_BuildValue("{s:i,s:i,s:s,s:s,s:L}", "offset", s.offset, "width", s.width, "kind",
+                                             kSpanKinds[s.kind], "path", s.path, "value",
+                                             static_cast<long long>(s.number))
                              : Py_BuildValue("{s:i,s:i,s:s,s:s}", "offset", s.offset, "width", s.width, "kind",
                                              kSpanKinds[s.kind], "path", s.path);
         if (span == nullptr) Py_CLEAR(list);
@@ -342,9 +354,12 @@ PyMethodDef kMethods[] = {
      "Every body byte of a frame (full block or wire form) as its decoder reads\n"
      "it: a list of spans in offset order, each a dict of offset, width, kind\n"
      "(\"decimal\", \"text\", \"raw\", \"marker\", or \"unread\" for bytes no read\n"
-     "covers) and path (the member path the read fills, None when unread). A\n"
-     "failed decode shows what it read before it failed."},
+     "covers) and path (the member path the read fills, None when unread); a\n"
+     "decimal span also has value, the number the decoder took. A failed\n"
+     "decode shows what it read before it failed."},
     {"ids", ids, METH_NOARGS, "ids($module, /)\n--\n\nEvery registered message id, ascending."},
+    {"version", version, METH_NOARGS,
+     "version($module, /)\n--\n\nThe loaded library's version, (major, minor, patch)."},
     {"layout", layout, METH_O,
      "layout($module, id, /)\n--\n\n"
      "An id's layout as the codecs run it: fixed fields (offset, width, kind,\n"

@@ -3,6 +3,7 @@
  * their wire form, the member and layout tables, split messages joined. The
  * log sink, layouts and member tables are also checked through the Python
  * package's ctypes backend over this interface (tests/python). */
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -345,13 +346,84 @@ static void test_dissect(void) {
     span.size = sizeof span;
     CHECK_RC(pava_dissection_span(d, 2, &span), PAVA_RC_OK);
     CHECK(span.offset == 14 && span.width == 2 && span.kind == PAVA_SPAN_DECIMAL && strcmp(span.path, "intValue2") == 0);
+    CHECK(span.number == 7); /* "7 " as the decoder reads it */
     CHECK_RC(pava_dissection_span(d, 5, &span), PAVA_RC_OK);
     CHECK(span.offset == 21 && span.width == 4 && span.kind == PAVA_SPAN_UNREAD && strcmp(span.path, "") == 0);
+    span.size = offsetof(pava_span, number); /* a caller of the first version */
+    CHECK_RC(pava_dissection_span(d, 2, &span), PAVA_RC_OK);
+    CHECK(span.offset == 14 && span.number == 0); /* the number is left as it was */
+    span.size = sizeof span;
     CHECK_RC(pava_dissection_span(d, 6, &span), PAVA_RC_INDEX);
     span.size = 4;
     CHECK_RC(pava_dissection_span(d, 0, &span), PAVA_RC_ARGUMENT);
     pava_dissection_free(d);
     CHECK_RC(pava_dissect(frame, 15, NULL, &d), PAVA_RC_SIZE);
+    pava_record_free(rec);
+}
+
+/* Headers as the decoders read them, and the start of one cut by a stream. */
+static void test_header(void) {
+    pava_header_info h;
+    h.size = sizeof h;
+    CHECK_RC(pava_header("6  20015C21   B1", 16, &h), PAVA_RC_OK);
+    CHECK(h.plausible && h.rii == 6 && h.id == 20015 && h.type == 12 && h.length == 21 && h.flag == 11 &&
+          h.continued == 1 && h.wire_size == 37);
+    CHECK_RC(pava_header("6  2001", 7, &h), PAVA_RC_OK);
+    CHECK(h.plausible && h.rii == 6 && h.id == 0 && h.wire_size == 0);
+    CHECK_RC(pava_header("6  200151-", 10, &h), PAVA_RC_OK);
+    CHECK(h.plausible);
+    CHECK_RC(pava_header("6  200151- ", 11, &h), PAVA_RC_OK);
+    CHECK(!h.plausible); /* a sign without a digit */
+    CHECK_RC(pava_header("6  200151 2", 11, &h), PAVA_RC_OK);
+    CHECK(!h.plausible); /* a digit after a blank */
+    CHECK_RC(pava_header("6  20015125   00", 16, &h), PAVA_RC_OK);
+    CHECK(!h.plausible && h.length == 25); /* read, though 20015 is only ever sent with 21 */
+    h.size = 8;
+    CHECK_RC(pava_header("6  20015125   00", 16, &h), PAVA_RC_ARGUMENT);
+}
+
+/* A walk's steps as text: values "name=value", lists and objects
+ * "name[index]{...}" and "name{...}"; stops after `stop` steps when set. */
+struct trace {
+    char text[512];
+    int steps, stop;
+};
+
+static int PAVA_CALL trace_step(const pava_walk_step* step, void* user) {
+    struct trace* t = user;
+    pava_member_info m;
+    size_t used = strlen(t->text);
+    char* at = t->text + used;
+    const size_t room = sizeof t->text - used;
+    if (pava_member_at(step->type, step->member, &m) != PAVA_RC_OK) return -1;
+    if (step->event == PAVA_WALK_ENTER)
+        snprintf(at, room, step->index >= 0 ? "%s[%lld]{" : "%s{", m.name, (long long)step->index);
+    else if (step->event == PAVA_WALK_LEAVE)
+        snprintf(at, room, "} ");
+    else if (step->bytes != NULL)
+        snprintf(at, room, "%s=%.*s ", m.name, (int)step->length, step->bytes);
+    else
+        snprintf(at, room, "%s=%lld ", m.name, (long long)step->number);
+    return ++t->steps == t->stop ? 42 : 0;
+}
+
+static void test_walk(void) {
+    pava_record* rec = NULL;
+    struct trace t = {"", 0, 0};
+    CHECK_RC(pava_record_new(&rec), PAVA_RC_OK);
+    pava_set_int(rec, "msgId", 20016);
+    pava_set_bytes(rec, "text12b", "AB\0", 3); /* the NUL pads, as in the array */
+    pava_list_resize(rec, "dataList", 2);
+    pava_set_int(rec, "dataList[1].itemId", 7);
+    pava_set_bytes(rec, "fileBlock.fbCodes[2]", "C", 1);
+    CHECK_RC(pava_record_walk(rec, trace_step, &t), PAVA_RC_OK);
+    CHECK(strcmp(t.text, "msgId=20016 text12b=AB dataList[0]{} dataList[1]{itemId=7 } fileBlock{fbCodes=C } ") == 0);
+    t.text[0] = '\0';
+    t.steps = 0;
+    t.stop = 3;
+    CHECK_RC(pava_record_walk(rec, trace_step, &t), 42);
+    CHECK(strcmp(t.text, "msgId=20016 text12b=AB dataList[0]{") == 0);
+    CHECK_RC(pava_record_walk(NULL, trace_step, &t), PAVA_RC_NULL);
     pava_record_free(rec);
 }
 
@@ -373,6 +445,8 @@ int main(void) {
     test_tables();
     test_joiner();
     test_dissect();
+    test_header();
+    test_walk();
     if (failures != 0) {
         fprintf(stderr, "%d check(s) failed\n", failures);
         return 1;

@@ -14,6 +14,7 @@
 #include <ws_version.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <deque>
@@ -23,7 +24,6 @@
 #include <string_view>
 #include <tuple>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "ZMPavaAnalyzerC.h"
@@ -92,8 +92,6 @@ struct LogCapture {
     LogCapture& operator=(const LogCapture&) = delete;
 };
 
-std::map<int, std::vector<pava_member_info>> members_of;  // by object type, in declaration order
-
 void add_member_field(const std::string& path, bool number) {
     if (field_of_path.count(path) != 0) return;
     MemberField& f = member_fields.emplace_back();
@@ -106,18 +104,31 @@ void add_member_field(const std::string& path, bool number) {
     member_hf.push_back(info);
 }
 
+// The members of one object type at one place in the record ("dataList."),
+// each with its field and the place of the objects below it: a record walk
+// maps each of its values to a field without a path.
+struct Place {
+    std::vector<pava_member_info> members;
+    std::vector<std::string> paths;       // the field path of each member
+    std::vector<const MemberField*> fields;  // set once every field is known
+    std::vector<int> below;               // the place of a list's elements or an object, else -1
+};
+std::vector<Place> places;  // places[0]: the record
+
 // The members of an object type and of the objects below it, as the paths
-// the decoders' reads name (list counts and text lengths included).
-void add_members(int type, const std::string& prefix, int depth) {
+// the decoders' reads name (list counts and text lengths included). Returns
+// the place, -1 below the depth shown.
+int add_members(int type, const std::string& prefix, int depth) {
     size_t count = 0;
-    if (depth > 4 || pava_member_count(type, &count) != PAVA_RC_OK) return;
+    if (depth > 4 || pava_member_count(type, &count) != PAVA_RC_OK) return -1;
     add_member_field(prefix + "count", true);
-    const bool first = members_of.count(type) == 0;
+    const int at = static_cast<int>(places.size());
+    places.emplace_back();
     for (size_t i = 0; i < count; ++i) {
         pava_member_info m{};
-        if (pava_member_at(type, i, &m) != PAVA_RC_OK || m.name == nullptr) continue;
-        if (first) members_of[type].push_back(m);
+        if (pava_member_at(type, i, &m) != PAVA_RC_OK || m.name == nullptr) m = pava_member_info{"?", 0, 0, 0, -1};
         const std::string path = prefix + m.name;
+        int below = -1;
         switch (m.kind) {
         case PAVA_KIND_INT32:
         case PAVA_KIND_UINT16: add_member_field(path, true); break;
@@ -129,12 +140,17 @@ void add_members(int type, const std::string& prefix, int depth) {
         case PAVA_KIND_ROWS: add_member_field(path, false); break;
         case PAVA_KIND_LIST:
             add_member_field(path + ".count", true);
-            add_members(m.element, path + ".", depth + 1);
+            below = add_members(m.element, path + ".", depth + 1);
             break;
-        case PAVA_KIND_OBJECT: add_members(m.element, path + ".", depth + 1); break;
+        case PAVA_KIND_OBJECT: below = add_members(m.element, path + ".", depth + 1); break;
         default: break;
         }
+        Place& p = places[static_cast<size_t>(at)];  // add_members may have grown places
+        p.members.push_back(m);
+        p.paths.push_back(path);
+        p.below.push_back(below);
     }
+    return at;
 }
 
 // The bytes of [at, at + width) of the body, the part within the declared length.
@@ -152,8 +168,11 @@ struct FrameHead {
     char cont;
 };
 
-FrameHead read_head(const char* h) {
-    return {decimal(h, 0, 3), decimal(h, 3, 5), type_digit(h[8]), decimal(h, 9, 7), type_digit(h[14]), h[15]};
+FrameHead read_head(const char* h, int wire) {
+    pava_header_info info{};
+    info.size = sizeof info;
+    pava_header(h, static_cast<size_t>(wire), &info);
+    return {info.rii, info.id, info.type, info.length, info.flag, h[15]};
 }
 
 // The outer list element a path is in ("dataList[3]"); empty when none.
@@ -251,12 +270,16 @@ void add_reads(tvbuff_t* tvb, proto_tree* tree, int base, int body, const char* 
             proto_item_set_end(group_item, tvb, at + width);
         }
         group_end = std::max(group_end, at + width);
-        // The value the read takes from its bytes, read as the decoder reads them.
+        // A number as the decoder took it; text and bytes as they stand.
         const bool number = s.kind == PAVA_SPAN_DECIMAL;
-        const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
-        const int n = number ? decimal(raw.data(), 0, static_cast<int>(raw.size())) : 0;
-        if (!number) escape_into(text, s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
-        add_value(parent, tvb, at, width, s.path, number, n, text);
+        if (!number) {
+            const std::string_view raw(bytes, static_cast<size_t>(std::max(readable, 0)));
+            escape_into(text, s.kind == PAVA_SPAN_TEXT ? raw.substr(0, raw.find('\0')) : raw);
+        }
+        // Labelled by the field under the element's subtree, which carries
+        // the index; a path with a second index shows itself whole.
+        const bool nested = std::strchr(s.path + key.size(), '[') != nullptr;
+        add_value(parent, tvb, at, width, s.path, number, static_cast<int>(s.number), text, nested);
     }
 }
 
@@ -299,41 +322,19 @@ uint32_t packet_of(uint64_t tag) { return static_cast<uint32_t>(tag >> 16); }
 
 using RecordPtr = std::unique_ptr<pava_record, decltype(&pava_record_free)>;
 
-// The member paths (indices dropped) the decoder read in a message's frames,
-// with the lists they are in: members of list elements that no frame read
-// are empty in the joined record and not asked for.
-using ReadPaths = std::unordered_set<std::string>;
-
 struct Joined {
     RecordPtr record{nullptr, pava_record_free};
     pava_join_info info{};
     uint64_t completed_at = 0;
     std::vector<uint64_t> parts;
     std::vector<std::pair<uint64_t, std::string>> problems;
-    ReadPaths read;
 };
-
-void collect_reads(const pava_dissection* dissection, ReadPaths& read) {
-    const size_t count = dissection != nullptr ? pava_dissection_count(dissection) : 0;
-    std::string name;
-    for (size_t i = 0; i < count; ++i) {
-        pava_span span{};
-        span.size = sizeof span;
-        if (pava_dissection_span(dissection, i, &span) != PAVA_RC_OK || span.path == nullptr) continue;
-        without_indices(name, span.path);
-        for (size_t dot = name.find('.'); dot != std::string::npos; dot = name.find('.', dot + 1)) {
-            read.insert(name.substr(0, dot));
-        }
-        read.insert(name);
-    }
-}
 
 // One direction of one conversation: its joiner and the frames pushed per
 // id and RII that are not yet part of a message.
 struct Direction {
     std::unique_ptr<pava_joiner, decltype(&pava_joiner_free)> joiner{nullptr, pava_joiner_free};
     std::map<std::pair<int64_t, int64_t>, std::vector<uint64_t>> pending;
-    std::map<std::pair<int64_t, int64_t>, ReadPaths> pending_reads;
 };
 
 std::map<uint64_t, Direction> directions;
@@ -346,8 +347,7 @@ bool splits(const FrameHead& h) { return h.type > 1 || h.flag > 1 || h.cont == '
 
 // First pass: the frame into its direction's joiner, and every message that
 // becomes ready taken out, whole, with its problems.
-void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int wire, int index,
-                const pava_dissection* dissection) {
+void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int wire, int index) {
     if (PINFO_FD_VISITED(pinfo) || !splits(h)) return;
     conversation_t* conv = find_or_create_conversation(pinfo);
     Direction& d = directions[uint64_t{conv->conv_index} * 2 + static_cast<uint64_t>(direction(pinfo))];
@@ -360,7 +360,6 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
     LogCapture capture;  // the joiner's decodes log too
     if (pava_joiner_push(d.joiner.get(), frame, static_cast<size_t>(wire), tag) != PAVA_RC_OK) return;
     d.pending[{h.id, h.rii}].push_back(tag);
-    collect_reads(dissection, d.pending_reads[{h.id, h.rii}]);
     for (;;) {
         auto m = std::make_shared<Joined>();
         pava_record* record = nullptr;
@@ -383,11 +382,6 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
             m->parts = std::move(pending->second);
             d.pending.erase(pending);
         }
-        const auto reads = d.pending_reads.find({id, rii});
-        if (reads != d.pending_reads.end()) {
-            m->read = std::move(reads->second);
-            d.pending_reads.erase(reads);
-        }
         if (m->info.frames <= 1 && m->info.complete && m->problems.empty()) continue;
         m->completed_at = tag;
         for (const uint64_t part : m->parts) message_of[part] = m;
@@ -395,73 +389,69 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
     }
 }
 
-// The members of a joined record that hold something, as generated fields.
-// `path` is the object's path ("dataList[3]."), `bare` the same without
-// indices; below the record, only members some frame's decoder read. Items
-// are labelled by their field; the element subtrees carry the indices.
-void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record, const ReadPaths& read, int type,
-                std::string& path, std::string& bare, int depth) {
-    if (depth > 4) return;
-    static std::string text;
-    static std::vector<char> buffer(PAVA_FRAME_SIZE);
-    const auto bytes = [&](const std::string& at) {
-        size_t length = 0;
-        int rc = pava_get_bytes(record, at.c_str(), buffer.data(), buffer.size(), &length);
-        if (rc == PAVA_RC_BUFFER) {
-            buffer.resize(length);
-            rc = pava_get_bytes(record, at.c_str(), buffer.data(), buffer.size(), &length);
+// A joined record shown as generated fields: the library walks the members
+// that hold something, each mapped to its field by its place; list elements
+// become subtrees carrying their indices, items are labelled by their field.
+struct RecordView {
+    static constexpr int kDepth = 8;
+    tvbuff_t* tvb = nullptr;
+    proto_tree* tree[kDepth] = {};
+    int place[kDepth] = {};
+    int depth = 0;
+    std::string text;
+};
+
+int PAVA_CALL show_step(const pava_walk_step* step, void* user) {
+    RecordView& v = *static_cast<RecordView*>(user);
+    const int at = v.place[v.depth];
+    const Place* place = at >= 0 ? &places[static_cast<size_t>(at)] : nullptr;
+    const size_t k = step->member;
+    if (place != nullptr && k >= place->members.size()) return 0;
+    switch (step->event) {
+    case PAVA_WALK_ENTER: {
+        if (v.depth + 1 >= RecordView::kDepth) return 1;
+        proto_tree* tree = v.tree[v.depth];
+        if (step->index >= 0 && place != nullptr) {
+            tree = proto_tree_add_subtree_format(tree, v.tvb, 0, 0, ett_group, nullptr, "%s[%" PRId64 "]",
+                                                 place->members[k].name, step->index);
         }
-        if (rc != PAVA_RC_OK) return false;
-        escape_into(text, {buffer.data(), length});
-        return !text.empty();
-    };
-    const size_t path_size = path.size(), bare_size = bare.size();
-    for (const pava_member_info& m : members_of[type]) {
-        path.resize(path_size);
-        path += m.name;
-        bare.resize(bare_size);
-        bare += m.name;
-        if (depth > 0 && read.count(bare) == 0) continue;
-        int64_t n = 0;
-        size_t count = 0;
-        switch (m.kind) {
-        case PAVA_KIND_INT32:
-        case PAVA_KIND_UINT16:
-            if (pava_get_int(record, path.c_str(), &n) == PAVA_RC_OK && n != 0) {
-                proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), true, static_cast<int>(n), text, false));
-            }
-            break;
-        case PAVA_KIND_CHARS:
-        case PAVA_KIND_STRING:
-            if (bytes(path)) proto_item_set_generated(add_value(tree, tvb, 0, 0, path.c_str(), false, 0, text, false));
-            break;
-        case PAVA_KIND_ROWS:
-            for (int k = 0; k < m.count; ++k) {
-                const std::string row = path + "[" + std::to_string(k) + "]";
-                if (bytes(row)) proto_item_set_generated(add_value(tree, tvb, 0, 0, row.c_str(), false, 0, text));
-            }
-            break;
-        case PAVA_KIND_LIST:
-            if (read.count(bare) == 0 || pava_list_size(record, path.c_str(), &count) != PAVA_RC_OK) break;
-            bare += '.';
-            for (size_t k = 0; k < count; ++k) {
-                path.resize(path_size + std::strlen(m.name));
-                path += '[' + std::to_string(k) + ']';
-                proto_tree* sub = proto_tree_add_subtree(tree, tvb, 0, 0, ett_group, nullptr, path.c_str());
-                path += '.';
-                add_record(sub, tvb, record, read, m.element, path, bare, depth + 1);
-            }
-            break;
-        case PAVA_KIND_OBJECT:
-            path += '.';
-            bare += '.';
-            add_record(tree, tvb, record, read, m.element, path, bare, depth + 1);
-            break;
-        default: break;
-        }
+        ++v.depth;
+        v.tree[v.depth] = tree;
+        v.place[v.depth] = place != nullptr ? place->below[k] : -1;
+        return 0;
     }
-    path.resize(path_size);
-    bare.resize(bare_size);
+    case PAVA_WALK_LEAVE: v.depth = std::max(v.depth - 1, 0); return 0;
+    default: break;
+    }
+    if (place == nullptr) return 0;
+    const MemberField* field = place->fields[k];
+    const bool number = step->bytes == nullptr;
+    if (!number) escape_into(v.text, {step->bytes, step->length});
+    if (!number && v.text.empty()) return 0;
+    proto_tree* tree = v.tree[v.depth];
+    proto_item* item = nullptr;
+    if (field == nullptr || field->number != number) {
+        if (number) v.text = std::to_string(step->number);
+        item = proto_tree_add_string_format(tree, hf_read, v.tvb, 0, 0, v.text.c_str(), "%s: %s",
+                                            place->paths[k].c_str(), v.text.c_str());
+    } else if (number) {
+        item = proto_tree_add_int(tree, field->hf, v.tvb, 0, 0, static_cast<int>(step->number));
+    } else if (step->index >= 0) {  // a row of a ROWS member
+        item = proto_tree_add_string_format(tree, field->hf, v.tvb, 0, 0, v.text.c_str(), "%s[%" PRId64 "]: %s",
+                                            place->members[k].name, step->index, v.text.c_str());
+    } else {
+        item = proto_tree_add_string(tree, field->hf, v.tvb, 0, 0, v.text.c_str());
+    }
+    proto_item_set_generated(item);
+    return 0;
+}
+
+void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record) {
+    RecordView view;
+    view.tvb = tvb;
+    view.tree[0] = tree;
+    view.place[0] = places.empty() ? -1 : 0;
+    pava_record_walk(record, show_step, &view);
 }
 
 // Every pass: the link to the frame that completes this frame's message,
@@ -489,8 +479,7 @@ void show_join(packet_info* pinfo, proto_tree* tree, proto_item* ti, tvbuff_t* t
             expert_add_info_format(pinfo, item, &ei_join, "Frame %u: %s", packet_of(at), text.c_str());
         }
         if (m->info.rc != PAVA_RC_OK) expert_add_info_format(pinfo, item, &ei_failed, "Decoder: %s", pava_rc_text(m->info.rc));
-        std::string path, bare;
-        if (members_wanted(sub)) add_record(sub, tvb, m->record.get(), m->read, PAVA_TYPE_RECORD, path, bare, 0);
+        if (members_wanted(sub)) add_record(sub, tvb, m->record.get());
     }
 }
 
@@ -504,7 +493,7 @@ std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, i
     if (dirty > wire) std::fill(block + wire, block + dirty, '\0');
     dirty = wire;
     const char* frame = block;
-    const FrameHead h = read_head(frame);
+    const FrameHead h = read_head(frame, wire);
     const int body = wire - PAVA_HEADER_SIZE;
     proto_item* ti = proto_tree_add_item(root, proto_pava, tvb, offset, wire, ENC_NA);
     proto_tree* tree = proto_item_add_subtree(ti, ett_pava);
@@ -536,13 +525,10 @@ std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, i
     }
     link_first(pinfo, tree, h, index);
     const bool joining = pref_join && !PINFO_FD_VISITED(pinfo) && splits(h);
-    if (tree == nullptr && !joining) return text;  // nothing shown, nothing to join: no need to decode
+    if (joining) join_frame(pinfo, h, frame, wire, index);
+    if (tree == nullptr) return text;  // nothing shown: no need to decode
+    if (pref_join) show_join(pinfo, tree, ti, tvb, index);
     const Reads reads = read_frame(frame, wire);
-    if (pref_join) {
-        join_frame(pinfo, h, frame, wire, index, reads.dissection.get());
-        if (tree != nullptr) show_join(pinfo, tree, ti, tvb, index);
-    }
-    if (tree == nullptr) return text;
     add_reads(tvb, tree, offset + PAVA_HEADER_SIZE, body, frame, reads.dissection.get());
     for (const std::string& line : reads.log) expert_add_info_format(pinfo, ti, &ei_log, "%s", line.c_str());
     if (reads.rc != PAVA_RC_OK) {
@@ -572,9 +558,10 @@ int next_index(packet_info* pinfo) {
 // rule of the library's stream readers; with `registered`, only one of an id
 // that has a codec.
 bool header_at(tvbuff_t* tvb, int offset, int n, bool registered) {
-    const char* h = reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, n));
-    const bool plausible = n < PAVA_HEADER_SIZE ? header_prefix(h, n) : pava_plausible_header(h, PAVA_HEADER_SIZE) == 1;
-    return plausible && (!registered || n < 8 || family_of_id.count(decimal(h, 3, 5)) != 0);
+    pava_header_info info{};
+    info.size = sizeof info;
+    pava_header(reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, n)), static_cast<size_t>(n), &info);
+    return info.plausible == 1 && (!registered || n < 8 || family_of_id.count(info.id) != 0);
 }
 
 // Frames one after the other over TCP, each as long as its header declares;
@@ -685,6 +672,12 @@ void register_pava() {
     add_members(PAVA_TYPE_RECORD, "", 0);
     for (auto it = field_of_path.begin(); it != field_of_path.end();) {
         it = it->second == nullptr ? field_of_path.erase(it) : std::next(it);
+    }
+    for (Place& p : places) {
+        for (const std::string& path : p.paths) {
+            const auto it = field_of_path.find(path);
+            p.fields.push_back(it != field_of_path.end() ? it->second : nullptr);
+        }
     }
     proto_register_field_array(proto_pava, member_hf.data(), static_cast<int>(member_hf.size()));
 
