@@ -322,19 +322,30 @@ uint32_t packet_of(uint64_t tag) { return static_cast<uint32_t>(tag >> 16); }
 
 using RecordPtr = std::unique_ptr<pava_record, decltype(&pava_record_free)>;
 
+// A joined message. Its record is held only until the frame that completes
+// it is shown; the wire bytes of its frames stay, and a later display (the
+// GUI, a second pass) joins them again. A record holds every item in full,
+// several times the bytes of its frames.
 struct Joined {
     RecordPtr record{nullptr, pava_record_free};
     pava_join_info info{};
     uint64_t completed_at = 0;
     std::vector<uint64_t> parts;
+    std::vector<std::string> frames;  // of the parts, in the order they came
     std::vector<std::pair<uint64_t, std::string>> problems;
+};
+
+// The frames seen of a message not yet handed out.
+struct Pending {
+    std::vector<uint64_t> tags;
+    std::vector<std::string> frames;
 };
 
 // One direction of one conversation: its joiner and the frames pushed per
 // id and RII that are not yet part of a message.
 struct Direction {
     std::unique_ptr<pava_joiner, decltype(&pava_joiner_free)> joiner{nullptr, pava_joiner_free};
-    std::map<std::pair<int64_t, int64_t>, std::vector<uint64_t>> pending;
+    std::map<std::pair<int64_t, int64_t>, Pending> pending;
 };
 
 std::map<uint64_t, Direction> directions;
@@ -359,7 +370,9 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
     const uint64_t tag = tag_of(pinfo->num, index);
     LogCapture capture;  // the joiner's decodes log too
     if (pava_joiner_push(d.joiner.get(), frame, static_cast<size_t>(wire), tag) != PAVA_RC_OK) return;
-    d.pending[{h.id, h.rii}].push_back(tag);
+    Pending& pending = d.pending[{h.id, h.rii}];
+    pending.tags.push_back(tag);
+    pending.frames.emplace_back(frame, static_cast<size_t>(wire));
     for (;;) {
         auto m = std::make_shared<Joined>();
         pava_record* record = nullptr;
@@ -377,10 +390,20 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
         int64_t id = 0, rii = 0;
         pava_get_int(record, "msgId", &id);
         pava_get_int(record, "rii", &rii);
-        const auto pending = d.pending.find({id, rii});
-        if (pending != d.pending.end()) {
-            m->parts = std::move(pending->second);
-            d.pending.erase(pending);
+        const auto parts = d.pending.find({id, rii});
+        if (parts != d.pending.end()) {
+            m->parts = std::move(parts->second.tags);
+            m->frames = std::move(parts->second.frames);
+            d.pending.erase(parts);
+        }
+        // A message handed out unfinished as this frame came was ended by it:
+        // the frame begins the next message of its id and RII.
+        if (!m->info.complete && id == h.id && rii == h.rii && !m->parts.empty() && m->parts.back() == tag) {
+            Pending& next = d.pending[{id, rii}];
+            next.tags.push_back(tag);
+            next.frames.push_back(std::move(m->frames.back()));
+            m->parts.pop_back();
+            m->frames.pop_back();
         }
         if (m->info.frames <= 1 && m->info.complete && m->problems.empty()) continue;
         m->completed_at = tag;
@@ -454,6 +477,34 @@ void add_record(proto_tree* tree, tvbuff_t* tvb, const pava_record* record) {
     pava_record_walk(record, show_step, &view);
 }
 
+// A message's record from its frames joined again, as the first pass joined them.
+RecordPtr join_again(const Joined& m) {
+    RecordPtr none{nullptr, pava_record_free};
+    pava_joiner* raw = nullptr;
+    if (pava_joiner_new(&raw) != PAVA_RC_OK) return none;
+    const std::unique_ptr<pava_joiner, decltype(&pava_joiner_free)> joiner(raw, pava_joiner_free);
+    LogCapture capture;
+    for (size_t k = 0; k < m.frames.size() && k < m.parts.size(); ++k) {
+        pava_joiner_push(joiner.get(), m.frames[k].data(), m.frames[k].size(), m.parts[k]);
+    }
+    pava_joiner_finish(joiner.get());
+    pava_record* record = nullptr;
+    if (pava_record_new(&record) != PAVA_RC_OK) return none;
+    RecordPtr out{record, pava_record_free};
+    pava_join_info info{};
+    while (pava_joiner_pop(joiner.get(), record, &info) == PAVA_RC_OK) {
+        if (info.tag == m.info.tag) return out;
+    }
+    return none;
+}
+
+// The records of the messages a frame completes, given up once it is shown.
+void release_records(uint64_t tag) {
+    const auto done = completed_in.find(tag);
+    if (done == completed_in.end()) return;
+    for (const auto& m : done->second) m->record.reset();
+}
+
 // Every pass: the link to the frame that completes this frame's message,
 // the joined messages this frame completes, the problems that concern it.
 void show_join(packet_info* pinfo, proto_tree* tree, proto_item* ti, tvbuff_t* tvb, int index) {
@@ -479,8 +530,14 @@ void show_join(packet_info* pinfo, proto_tree* tree, proto_item* ti, tvbuff_t* t
             expert_add_info_format(pinfo, item, &ei_join, "Frame %u: %s", packet_of(at), text.c_str());
         }
         if (m->info.rc != PAVA_RC_OK) expert_add_info_format(pinfo, item, &ei_failed, "Decoder: %s", pava_rc_text(m->info.rc));
-        if (members_wanted(sub)) add_record(sub, tvb, m->record.get());
+        if (!members_wanted(sub)) continue;
+        if (m->record) {
+            add_record(sub, tvb, m->record.get());
+        } else if (const RecordPtr again = join_again(*m)) {
+            add_record(sub, tvb, again.get());
+        }
     }
+    release_records(tag);
 }
 
 // One frame of `wire` bytes at `offset`; its Info text.
@@ -526,7 +583,10 @@ std::string dissect_frame(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, i
     link_first(pinfo, tree, h, index);
     const bool joining = pref_join && !PINFO_FD_VISITED(pinfo) && splits(h);
     if (joining) join_frame(pinfo, h, frame, wire, index);
-    if (tree == nullptr) return text;  // nothing shown: no need to decode
+    if (tree == nullptr) {  // nothing shown: no need to decode
+        release_records(tag_of(pinfo->num, index));
+        return text;
+    }
     if (pref_join) show_join(pinfo, tree, ti, tvb, index);
     const Reads reads = read_frame(frame, wire);
     add_reads(tvb, tree, offset + PAVA_HEADER_SIZE, body, frame, reads.dissection.get());
