@@ -139,6 +139,8 @@ struct Description {
 
 // Fixed fields and nothing else, with the common texts.
 inline constexpr Description kPlainBody{};
+// The same, logging a header failure.
+inline constexpr Description kLoudPlainBody{.quirks = kLoudHead};
 
 // Every tail is declared through these checks: a text of `cap` characters at
 // `at`, or rows up to their limit, must stay within the body, and a row's

@@ -64,21 +64,21 @@ std::span<const int> registryDuplicates();
 // The name of the family whose table holds def ("?" for a definition of none).
 const char* familyName(const MessageDef& def) noexcept;
 
-// Codec of the fixed-layout messages: header from the record, zeroed body,
-// the layout's fields, the declared length, continuation '0', one frame.
-int encodeFixedLayout(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
-int decodeFixedLayout(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
-
-constexpr MessageDef fixedMessage(int id, std::span<const Field> fields, int length,
-                                  int encodeLogId = 0) {
-    return MessageDef{id, encodeFixedLayout, decodeFixedLayout, Layout{fields, {}, length},
-                      encodeLogId, nullptr};
-}
+// Drops the frame beginFrame appended and logs the header failure (unless
+// quiet); null.
+PavaMsg* dropHeadlessFrame(FrameList* out, int id, bool quiet) noexcept;
 
 // Appends a zeroed frame to out whose header is set from the record; on a
 // header failure logs the encoder's "set pava head erorr!" text (unless
 // quiet), drops the frame and returns the setter's code in *rc.
-PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false);
+inline PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false) {
+    // Built in place at the end of the list, starting all zero.
+    PavaMsg& frame = out->emplace_back();
+    *rc = an->setHeadFromData(&frame);
+    if (*rc == 0) [[likely]]
+        return &frame;
+    return dropHeadlessFrame(out, id, quiet);
+}
 
 // The encoder's first steps: its entry line, then beginFrame.
 PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc);

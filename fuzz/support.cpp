@@ -94,7 +94,7 @@ Carried carriedBy(const MessageDef& def) {
                            Member::contFlag})
         c.members.set(static_cast<size_t>(m));
     addFields(c, def.layout.readFields());
-    bool described = def.decode == decodeFixedLayout;
+    bool described = false;
     if (def.layout.list != nullptr) c.containers |= listOf(def.layout.list->itemReadFields());
     if (def.decode == decodeOneFrameList) {
         addList(c, def.param<OneFrameList>().list);
