@@ -33,6 +33,8 @@ struct MessageDef {
     const void* params = nullptr;
     // The description the interpreter runs (body_codec.h), where one does.
     const Description* description = nullptr;
+    // How the encoder splits a message over frames, where it may.
+    const SplitRule* split = nullptr;
 
     int encodeLogName() const noexcept { return encodeLogId != 0 ? encodeLogId : id; }
     template <class T>
@@ -40,6 +42,12 @@ struct MessageDef {
         return *static_cast<const T*>(params);
     }
 };
+
+// def with the rule by which its encoder splits a message over frames.
+constexpr MessageDef withSplit(MessageDef def, const SplitRule& rule) {
+    def.split = &rule;
+    return def;
+}
 
 // def with the description of what follows its fixed fields.
 constexpr MessageDef withBody(MessageDef def, BodyPart body) {
