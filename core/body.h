@@ -102,22 +102,32 @@ struct RecordBlocks {
     std::span<const Field> entryRead = {};
 };
 
+// A counted group of list items (dataList) in one frame: fixed-size items
+// laid out by a field table, escaped ("$$$") or length-prefixed items, the
+// count rule, the space test each item passes and the text of a list that
+// does not fit (multiframe/item_list.h).
+struct OneFrameList;
+
 // The name of a record's number where a read reports it.
 inline constexpr const char* kRecordNumberName = "recInt";
 
-// What follows the fixed fields on one side: nothing, a text, rows or record
-// blocks (each a table of its own, so that the interpreter's instances can
-// name it).
+// What follows the fixed fields on one side: nothing, a text, rows, record
+// blocks or list items (each a table of its own, so that the interpreter's
+// instances can name it).
 struct Tail {
     constexpr Tail() noexcept = default;
     constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
     constexpr Tail(const Rows& r) noexcept : rows(&r) {}              // NOLINT: rows convert
     constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
-    constexpr bool empty() const noexcept { return text == nullptr && rows == nullptr && records == nullptr; }
+    constexpr Tail(const OneFrameList& l) noexcept : items(&l) {}     // NOLINT: items convert
+    constexpr bool empty() const noexcept {
+        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr;
+    }
 
     const TextToEnd* text = nullptr;
     const Rows* rows = nullptr;
     const RecordBlocks* records = nullptr;
+    const OneFrameList* items = nullptr;
 };
 
 // How the frames of a message split over several are marked, so that a

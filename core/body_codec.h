@@ -14,6 +14,7 @@
 #include "frame_header.h"
 #include "log.h"
 #include "message.h"
+#include "multiframe/item_list.h"
 #include "read_trace.h"
 
 namespace pava {
@@ -260,6 +261,8 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
         if (ok) length = body::writeRows<*D.write.rows>(rec, frame->body), ok = length >= 0;
     } else if constexpr (D.write.records != nullptr) {
         if (ok) length = body::writeRecords<*D.write.records>(rec, frame->body), ok = length >= 0;
+    } else if constexpr (D.write.items != nullptr) {
+        if (ok) length = writeOneFrameList(*D.write.items, def.id, rec, frame->body), ok = length >= 0;
     }
     if (!ok || D.has(kDropsFrame)) {
         out->pop_back();
@@ -281,6 +284,11 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
         return body::readRows<*D.read.rows>(*frame, *an);
     } else if constexpr (D.read.records != nullptr) {
         return body::readRecords<*D.read.records>(*frame, *an);
+    } else if constexpr (D.read.items != nullptr) {
+        PavaFullData& rec = *an->record();
+        ListRefill<PavaDataItem> items = an->refill(rec.dataList);
+        if (readItemsBehindPrefix(D.read.items->list, frame->body, rec, items, an->trace(*frame))) return 0;
+        return refuseListOutOfBody(def.id);
     }
     return 0;
 }
@@ -292,8 +300,27 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
 template <const Description& D>
 constexpr MessageDef describedMessage(int id, std::span<const Field> fields, int length,
                                       std::span<const Field> decodeFields = {}) {
-    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length}, 0,
+    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length},
                       nullptr, &D};
+}
+
+// The one-frame item list the description D writes and reads, with the
+// list's shape and words for tools.
+template <const Description& D>
+constexpr MessageDef oneFrameList(int id) {
+    const ListLayout& list = D.write.items->list;
+    MessageDef def = describedMessage<D>(id, list.prefix, -1);
+    def.layout.list = listShapeOf(list);
+    def.layout.body = list.body;
+    return def;
+}
+
+// The description of a one-frame list: the list's count among the prefix
+// fields, a header failure logged, the encoder's entry line its own (or
+// `entry`).
+constexpr Description oneFrameBody(const OneFrameList& list, const char* entry = nullptr) {
+    return Description{.encodeEntry = entry, .counts = Container::DataList, .quirks = kLoudHead, .write = list,
+                       .read = list};
 }
 
 }  // namespace pava

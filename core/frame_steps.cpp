@@ -12,7 +12,7 @@ PavaMsg* dropHeadlessFrame(FrameList* out, int id, bool quiet) noexcept {
 }
 
 PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc) {
-    log::encodeEntry(def.encodeLogName());
+    log::encodeEntry(def.id);
     return beginFrame(out, an, def.id, rc);
 }
 

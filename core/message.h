@@ -26,8 +26,6 @@ struct MessageDef {
     DecodeFn decode = nullptr;
     // The fixed fields (for a list message: its prefix) and declared length.
     Layout layout;
-    // The id whose entry text the encoder prints, where it is not its own.
-    int encodeLogId = 0;
     // Codec-specific constants (limits, texts), owned by the codec's family,
     // for the codecs that no description runs yet.
     const void* params = nullptr;
@@ -36,7 +34,6 @@ struct MessageDef {
     // How the encoder splits a message over frames, where it may.
     const SplitRule* split = nullptr;
 
-    int encodeLogName() const noexcept { return encodeLogId != 0 ? encodeLogId : id; }
     template <class T>
     const T& param() const noexcept {
         return *static_cast<const T*>(params);

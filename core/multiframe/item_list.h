@@ -301,6 +301,9 @@ void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept;
 // count or length points past the body; the items read until then stay.
 bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
                   const ReadTrace& trace);
+// The same behind the prefix.
+bool readItemsBehindPrefix(const ListLayout& list, const char* body, PavaFullData& rec,
+                           ListRefill<PavaDataItem>& items, const ReadTrace& trace);
 
 // The decoder of every list message: entry text, null frame, readItemList;
 // a list that runs past the body is logged and gives -1.
@@ -320,13 +323,13 @@ struct OneFrameList {
 // frames of the layout (before its first frame: see reserveFrames).
 void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const PavaDataItem> items);
 
-int encodeOneFrameList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
-int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
-
-constexpr MessageDef oneFrameList(int id, const OneFrameList& params, int encodeLogId = 0) {
-    return MessageDef{id, encodeOneFrameList, decodeOneFrameList,
-                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, encodeLogId, &params};
-}
+// The count, items and trailer of a one-frame list behind its prefix: the
+// body length, or -1 (logged with the id where the list does not fit; a list
+// that carries its first item and has none is refused quietly).
+int writeOneFrameList(const OneFrameList& params, int id, const PavaFullData& rec, char* body);
+// The decoder's refusal of a list whose count or length points past the
+// body, logged: -1.
+int refuseListOutOfBody(int id) noexcept;
 
 }  // namespace pava
 

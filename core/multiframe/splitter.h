@@ -43,7 +43,7 @@ int decodeSplitList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
 
 constexpr MessageDef splitList(int id, const SplitList& params) {
     return MessageDef{id, encodeSplitList, decodeSplitList,
-                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, 0, &params,
+                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, &params,
                       nullptr, &params.frames};
 }
 

@@ -314,10 +314,10 @@ constexpr SplitRule kFrames61851 = checkedSplit({.marks = FrameMarks::Continuati
 constexpr SplitRule kFrames61901 = checkedSplit({.marks = FrameMarks::Continuation});
 
 constexpr MessageDef kMessages[] = {
-    {61850, encode61850, decode61850, Layout{k61850Head, k61850HeadIn, -1, &k61850Shape, k61850Body}, 0, nullptr},
-    {61851, encodeValueList, decode61851, Layout{k61851Head, k61851HeadIn, -1, nullptr, k61851Body}, 0, &k61851,
+    {61850, encode61850, decode61850, Layout{k61850Head, k61850HeadIn, -1, &k61850Shape, k61850Body}, nullptr},
+    {61851, encodeValueList, decode61851, Layout{k61851Head, k61851HeadIn, -1, nullptr, k61851Body}, &k61851,
      nullptr, &kFrames61851},
-    {61901, encodeValueList, decode61901, Layout{k61901Head, k61901HeadIn, -1, nullptr, k61901Body}, 0, &k61901,
+    {61901, encodeValueList, decode61901, Layout{k61901Head, k61901HeadIn, -1, nullptr, k61901Body}, &k61901,
      nullptr, &kFrames61901},
 };
 
