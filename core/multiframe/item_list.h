@@ -1,7 +1,8 @@
 // Lists of PavaDataItem in a frame body: a prefix of record fields (with the
 // item count), the items back to back, then an optional trailer of record
-// fields. The same description drives the one-frame list codecs (which refuse
-// what does not fit) and the splitter (splitter.h, which opens a new frame).
+// fields. The same description drives the one-frame lists that the body
+// interpreter runs (body_codec.h; they refuse what does not fit) and the
+// splitter (splitter.h, which opens a new frame).
 //
 // Every writer and reader here stays inside the 8192-byte body: an item or
 // trailer that would end past it is never written, and a count or length read
