@@ -1,5 +1,5 @@
 // The steps of the description interpreter that do not depend on the
-// description: entry lines, frames, text tails, row counts.
+// description: text tails and the rows' refusal.
 #include <cstring>
 
 #include "body_codec.h"
@@ -19,29 +19,6 @@ const char* textLengthName(TextLength rule) noexcept {
 }
 
 namespace body {
-
-void logEncodeEntry(const MessageDef& def) noexcept { log::write(def.description->encodeEntry); }
-
-void setLength(PavaMsg& frame, int length, bool keepContinued) noexcept {
-    PavaHeadAccessor head(&frame);
-    head.setLength(length);
-    if (!keepContinued) head.setContinued(false);
-}
-
-bool openDecode(const MessageDef& def, const PavaMsg* frame) noexcept {
-    const Description& d = *def.description;
-    if (d.decodeEntry != nullptr)
-        log::write(d.decodeEntry);
-    else
-        log::decodeEntry(def.id);
-    if (d.alsoDecodeEntryOf != 0) log::decodeEntry(d.alsoDecodeEntryOf);
-    if (frame != nullptr) return true;
-    if (d.nullFrame != nullptr)
-        log::write(d.nullFrame);
-    else
-        log::nullFrame(def.id);
-    return false;
-}
 
 int writeText(const TextToEnd& t, bool cutAtNul, const PavaFullData& rec, char* body) noexcept {
     const std::string& text = rec.*t.text;

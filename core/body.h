@@ -102,22 +102,77 @@ struct RecordBlocks {
     std::span<const Field> entryRead = {};
 };
 
+// A counted group of list items (dataList) in one frame: fixed-size items
+// laid out by a field table, escaped ("$$$") or length-prefixed items, the
+// count rule, the space test each item passes and the text of a list that
+// does not fit (multiframe/item_list.h).
+struct OneFrameList;
+
 // The name of a record's number where a read reports it.
 inline constexpr const char* kRecordNumberName = "recInt";
 
-// What follows the fixed fields on one side: nothing, a text, rows or record
-// blocks (each a table of its own, so that the interpreter's instances can
-// name it).
+// What follows the fixed fields on one side: nothing, a text, rows, record
+// blocks or list items (each a table of its own, so that the interpreter's
+// instances can name it).
 struct Tail {
     constexpr Tail() noexcept = default;
     constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
     constexpr Tail(const Rows& r) noexcept : rows(&r) {}              // NOLINT: rows convert
     constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
-    constexpr bool empty() const noexcept { return text == nullptr && rows == nullptr && records == nullptr; }
+    constexpr Tail(const OneFrameList& l) noexcept : items(&l) {}     // NOLINT: items convert
+    constexpr bool empty() const noexcept {
+        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr;
+    }
 
     const TextToEnd* text = nullptr;
     const Rows* rows = nullptr;
     const RecordBlocks* records = nullptr;
+    const OneFrameList* items = nullptr;
+};
+
+// How the frames of a message split over several are marked, so that a
+// reader can put them back together in order.
+enum class FrameMarks : uint8_t {
+    Numbered,      // header position 8 '0' + the frame count, 14 '0' + the frame number
+    Continuation,  // the continuation flag alone: '1' on every frame but the last
+};
+
+// How a reader mends a frame of a split message whose own decode misreads
+// what its encoder wrote, before decoding it.
+enum class FrameRepair : uint8_t {
+    None,
+    // Every frame but the last carries its own count at ownCountAt, where
+    // the decoder reads the total at countAt: it is copied there. A prefix
+    // member the own count wrote over is set back to `restore` (restoreAt,
+    // restoreWidth; -1: none).
+    OwnCount,
+    // The count at countAt repeats the previous frame's: the frame's blocks
+    // from itemsAt (an entry count of countWidth, then entries of itemHead
+    // bytes and the value width their bytes widthAt..+countWidth give) are
+    // counted up to the body length instead.
+    CountedBlocks,
+    // The decoder steps itemHead bytes per item, not over the value bytes:
+    // each item from itemsAt (itemHead bytes and its value width's bytes) is
+    // decoded alone, as the frame's only item (count 1 at countAt).
+    SteppedValues,
+};
+
+// The split rule of a message its encoder may cut over several frames: the
+// list the frames share out, their marks and the reader's repair.
+struct SplitRule {
+    Container list = Container::DataList;
+    FrameMarks marks = FrameMarks::Numbered;
+    bool headFlagTwo = false;  // header flag 2 puts '2' at position 14 of every frame
+    FrameRepair repair = FrameRepair::None;
+    int countAt = 0;
+    int countWidth = 4;
+    int ownCountAt = 0;
+    int restoreAt = -1;
+    int restoreWidth = 0;
+    int restore = 0;
+    int itemsAt = 0;
+    int itemHead = 0;
+    int widthAt = 0;
 };
 
 struct Description {
@@ -139,6 +194,8 @@ struct Description {
 
 // Fixed fields and nothing else, with the common texts.
 inline constexpr Description kPlainBody{};
+// The same, logging a header failure.
+inline constexpr Description kLoudPlainBody{.quirks = kLoudHead};
 
 // Every tail is declared through these checks: a text of `cap` characters at
 // `at`, or rows up to their limit, must stay within the body, and a row's
@@ -166,6 +223,19 @@ consteval Rows checkedRows(Rows r) {
         throw "more code rows than the record holds";
     if (r.list != Container::FbCodes && r.list != Container::SettingList) throw "rows of another list";
     if (r.first + r.limit > MAX_PAVA_MSG_LEN || r.stride <= 0) throw "rows run past the body";
+    return r;
+}
+
+// A split rule's repair reads and writes only within the body: its counts,
+// and an entry's value width within the entry's head.
+consteval SplitRule checkedSplit(SplitRule r) {
+    const auto within = [](int at, int width) { return at >= 0 && width > 0 && at + width <= MAX_PAVA_MSG_LEN; };
+    if (r.repair != FrameRepair::None && !within(r.countAt, r.countWidth)) throw "count outside the body";
+    if (r.repair == FrameRepair::OwnCount && !within(r.ownCountAt, r.countWidth)) throw "own count outside the body";
+    if (r.restoreAt >= 0 && !within(r.restoreAt, r.restoreWidth)) throw "restored member outside the body";
+    if ((r.repair == FrameRepair::CountedBlocks || r.repair == FrameRepair::SteppedValues) &&
+        (!within(r.itemsAt, r.itemHead) || r.widthAt < 0 || r.widthAt + r.countWidth > r.itemHead))
+        throw "entries outside the body, or a width outside its entry's head";
     return r;
 }
 

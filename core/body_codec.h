@@ -11,20 +11,52 @@
 
 #include "body.h"
 #include "field_codec.h"
+#include "frame_header.h"
 #include "log.h"
 #include "message.h"
+#include "multiframe/item_list.h"
 #include "read_trace.h"
 
 namespace pava {
 
 namespace body {
 
-// The entry line of an encoder whose description gives its own.
-void logEncodeEntry(const MessageDef& def) noexcept;
+// The steps every description takes are inline and read the description
+// only at compile time, so that a body of fixed fields alone costs no more
+// than a table walk between the entry line and the frame's length.
+
+// The encoder's entry line: the description's own text, or the common one.
+template <const Description& D>
+void logEncodeEntry(int id) noexcept {
+    if constexpr (D.encodeEntry != nullptr)
+        log::write(D.encodeEntry);
+    else
+        log::encodeEntry(id);
+}
+
 // The frame's length and continuation flag (kept, or cleared).
-void setLength(PavaMsg& frame, int length, bool keepContinued) noexcept;
+inline void setLength(PavaMsg& frame, int length, bool keepContinued) noexcept {
+    PavaHeadAccessor head(&frame);
+    head.setLength(length);
+    if (!keepContinued) head.setContinued(false);
+}
+
 // The decoder's entry lines; false, once logged, for a null frame.
-bool openDecode(const MessageDef& def, const PavaMsg* frame) noexcept;
+template <const Description& D>
+bool openDecode(int id, const PavaMsg* frame) noexcept {
+    if constexpr (D.decodeEntry != nullptr)
+        log::write(D.decodeEntry);
+    else
+        log::decodeEntry(id);
+    if constexpr (D.alsoDecodeEntryOf != 0) log::decodeEntry(D.alsoDecodeEntryOf);
+    if (frame != nullptr) [[likely]]
+        return true;
+    if constexpr (D.nullFrame != nullptr)
+        log::write(D.nullFrame);
+    else
+        log::nullFrame(id);
+    return false;
+}
 
 // A text tail: the body length, or -1 once logged; 0, or -1 keeping what was stored.
 int writeText(const TextToEnd& t, bool cutAtNul, const PavaFullData& rec, char* body) noexcept;
@@ -216,10 +248,7 @@ int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
 
 template <const Description& D>
 int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
-    if constexpr (D.encodeEntry != nullptr)
-        body::logEncodeEntry(def);
-    else
-        log::encodeEntry(def.id);
+    body::logEncodeEntry<D>(def.id);
     int rc = 0;
     PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
     if (frame == nullptr) return rc;
@@ -232,6 +261,8 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
         if (ok) length = body::writeRows<*D.write.rows>(rec, frame->body), ok = length >= 0;
     } else if constexpr (D.write.records != nullptr) {
         if (ok) length = body::writeRecords<*D.write.records>(rec, frame->body), ok = length >= 0;
+    } else if constexpr (D.write.items != nullptr) {
+        if (ok) length = writeOneFrameList(*D.write.items, def.id, rec, frame->body), ok = length >= 0;
     }
     if (!ok || D.has(kDropsFrame)) {
         out->pop_back();
@@ -243,7 +274,7 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
 
 template <const Description& D>
 int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!body::openDecode(def, frame)) return -1;
+    if (!body::openDecode<D>(def.id, frame)) return -1;
     if (!readFields(def.layout.readFields(), frame->body, MAX_PAVA_MSG_LEN, *an->record(), an->trace(*frame),
                     kRecordPath, D.counts))
         return -1;
@@ -253,6 +284,11 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
         return body::readRows<*D.read.rows>(*frame, *an);
     } else if constexpr (D.read.records != nullptr) {
         return body::readRecords<*D.read.records>(*frame, *an);
+    } else if constexpr (D.read.items != nullptr) {
+        PavaFullData& rec = *an->record();
+        ListRefill<PavaDataItem> items = an->refill(rec.dataList);
+        if (readItemsBehindPrefix(D.read.items->list, frame->body, rec, items, an->trace(*frame))) return 0;
+        return refuseListOutOfBody(def.id);
     }
     return 0;
 }
@@ -264,8 +300,27 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
 template <const Description& D>
 constexpr MessageDef describedMessage(int id, std::span<const Field> fields, int length,
                                       std::span<const Field> decodeFields = {}) {
-    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length}, 0,
+    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length},
                       nullptr, &D};
+}
+
+// The one-frame item list the description D writes and reads, with the
+// list's shape and words for tools.
+template <const Description& D>
+constexpr MessageDef oneFrameList(int id) {
+    const ListLayout& list = D.write.items->list;
+    MessageDef def = describedMessage<D>(id, list.prefix, -1);
+    def.layout.list = listShapeOf(list);
+    def.layout.body = list.body;
+    return def;
+}
+
+// The description of a one-frame list: the list's count among the prefix
+// fields, a header failure logged, the encoder's entry line its own (or
+// `entry`).
+constexpr Description oneFrameBody(const OneFrameList& list, const char* entry = nullptr) {
+    return Description{.encodeEntry = entry, .counts = Container::DataList, .quirks = kLoudHead, .write = list,
+                       .read = list};
 }
 
 }  // namespace pava

@@ -26,20 +26,25 @@ struct MessageDef {
     DecodeFn decode = nullptr;
     // The fixed fields (for a list message: its prefix) and declared length.
     Layout layout;
-    // The id whose entry text the encoder prints, where it is not its own.
-    int encodeLogId = 0;
     // Codec-specific constants (limits, texts), owned by the codec's family,
     // for the codecs that no description runs yet.
     const void* params = nullptr;
     // The description the interpreter runs (body_codec.h), where one does.
     const Description* description = nullptr;
+    // How the encoder splits a message over frames, where it may.
+    const SplitRule* split = nullptr;
 
-    int encodeLogName() const noexcept { return encodeLogId != 0 ? encodeLogId : id; }
     template <class T>
     const T& param() const noexcept {
         return *static_cast<const T*>(params);
     }
 };
+
+// def with the rule by which its encoder splits a message over frames.
+constexpr MessageDef withSplit(MessageDef def, const SplitRule& rule) {
+    def.split = &rule;
+    return def;
+}
 
 // def with the description of what follows its fixed fields.
 constexpr MessageDef withBody(MessageDef def, BodyPart body) {
@@ -64,21 +69,21 @@ std::span<const int> registryDuplicates();
 // The name of the family whose table holds def ("?" for a definition of none).
 const char* familyName(const MessageDef& def) noexcept;
 
-// Codec of the fixed-layout messages: header from the record, zeroed body,
-// the layout's fields, the declared length, continuation '0', one frame.
-int encodeFixedLayout(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
-int decodeFixedLayout(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
-
-constexpr MessageDef fixedMessage(int id, std::span<const Field> fields, int length,
-                                  int encodeLogId = 0) {
-    return MessageDef{id, encodeFixedLayout, decodeFixedLayout, Layout{fields, {}, length},
-                      encodeLogId, nullptr};
-}
+// Drops the frame beginFrame appended and logs the header failure (unless
+// quiet); null.
+PavaMsg* dropHeadlessFrame(FrameList* out, int id, bool quiet) noexcept;
 
 // Appends a zeroed frame to out whose header is set from the record; on a
 // header failure logs the encoder's "set pava head erorr!" text (unless
 // quiet), drops the frame and returns the setter's code in *rc.
-PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false);
+inline PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc, bool quiet = false) {
+    // Built in place at the end of the list, starting all zero.
+    PavaMsg& frame = out->emplace_back();
+    *rc = an->setHeadFromData(&frame);
+    if (*rc == 0) [[likely]]
+        return &frame;
+    return dropHeadlessFrame(out, id, quiet);
+}
 
 // The encoder's first steps: its entry line, then beginFrame.
 PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc);

@@ -20,11 +20,9 @@ namespace {
 // field back into the member it was written from (a decoder that reads a
 // field into another member loses a value by design).
 bool tableOnly(const MessageDef& def) {
-    if (def.decode != decodeFixedLayout) {
-        if (def.description == nullptr) return false;
-        const Description& d = *def.description;
-        if (!d.write.empty() || !d.read.empty() || d.has(kDropsFrame)) return false;
-    }
+    if (def.description == nullptr) return false;
+    const Description& d = *def.description;
+    if (!d.write.empty() || !d.read.empty() || d.has(kDropsFrame)) return false;
     const auto out = def.layout.fields, back = def.layout.readFields();
     if (out.size() != back.size()) return false;
     for (size_t i = 0; i < out.size(); ++i)

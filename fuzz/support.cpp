@@ -94,12 +94,9 @@ Carried carriedBy(const MessageDef& def) {
                            Member::contFlag})
         c.members.set(static_cast<size_t>(m));
     addFields(c, def.layout.readFields());
-    bool described = def.decode == decodeFixedLayout;
+    bool described = false;
     if (def.layout.list != nullptr) c.containers |= listOf(def.layout.list->itemReadFields());
-    if (def.decode == decodeOneFrameList) {
-        addList(c, def.param<OneFrameList>().list);
-        described = true;
-    } else if (def.decode == decodeSplitList) {
+    if (def.decode == decodeSplitList) {
         addList(c, def.param<SplitList>().list);
         described = true;
     } else if (def.description != nullptr) {
@@ -111,6 +108,8 @@ Carried carriedBy(const MessageDef& def) {
             c.containers |= tail.rows->list == pava::Container::SettingList ? kSettingList : kFbCodes;
         } else if (tail.records != nullptr) {
             c.containers |= kRecordList;
+        } else if (tail.items != nullptr) {
+            addList(c, tail.items->list);
         }
         described = true;
     }

@@ -35,15 +35,19 @@ constexpr ListLayout kBlocksShort = itemList(kAddressCountPrefix, 16, 12, fixedI
 constexpr ListLayout kBlocksOneCode = itemList(kAddressCountPrefix, 16, 12, fixedItem<kBlockItem8, 24>(), kOneCode, 12, false);
 constexpr ListLayout kTwoTexts = itemList(k20155Prefix, 22, 18, lengthPrefixedItem());
 
-//                        list            frame full          head   trailer  flag 2 catch  make-frame id
-constexpr SplitList k20014{kCodedTexts, frameSpace(8171), false, false, false, false, 0, kEmpty};
-constexpr SplitList k20016{kCodedEscaped, frameSpace(8192), false, false, false, true, 0, kEmptyShort};
-constexpr SplitList k20018{kBlocksTwoCodes, frameSpace(8192, 24), false, true, true, false, 0, kEmpty};
-constexpr SplitList k20020{kBlocksShort, frameSpace(8192), false, false, true, false, 0, kEmpty};
-constexpr SplitList k20155{kTwoTexts, frameSpace(8170, 0, true), true, false, false, false, 0, kEmpty};
-constexpr SplitList k30014{kCodedEscaped, frameSpace(8171), false, false, false, false, 20014, kEmpty};
-constexpr SplitList k30016{kCodedEscaped, frameSpace(8192), false, false, false, true, 20016, kEmptyShort};
-constexpr SplitList k30018{kBlocksOneCode, frameSpace(8192, 12), false, false, true, false, 0, kEmpty};
+// Numbered frames; with header flag 2, '2' at position 14 of every frame.
+constexpr SplitRule kNumbered{};
+constexpr SplitRule kFlagTwo{.headFlagTwo = true};
+
+//                        list            frame full          head   trailer  frames    catch  make-frame id
+constexpr SplitList k20014{kCodedTexts, frameSpace(8171), false, false, kNumbered, false, 0, kEmpty};
+constexpr SplitList k20016{kCodedEscaped, frameSpace(8192), false, false, kNumbered, true, 0, kEmptyShort};
+constexpr SplitList k20018{kBlocksTwoCodes, frameSpace(8192, 24), false, true, kFlagTwo, false, 0, kEmpty};
+constexpr SplitList k20020{kBlocksShort, frameSpace(8192), false, false, kFlagTwo, false, 0, kEmpty};
+constexpr SplitList k20155{kTwoTexts, frameSpace(8170, 0, true), true, false, kNumbered, false, 0, kEmpty};
+constexpr SplitList k30014{kCodedEscaped, frameSpace(8171), false, false, kNumbered, false, 20014, kEmpty};
+constexpr SplitList k30016{kCodedEscaped, frameSpace(8192), false, false, kNumbered, true, 20016, kEmptyShort};
+constexpr SplitList k30018{kBlocksOneCode, frameSpace(8192, 12), false, false, kFlagTwo, false, 0, kEmpty};
 
 constexpr MessageDef kMessages[] = {
     splitList(20014, k20014), splitList(20016, k20016), splitList(20018, k20018),

@@ -202,6 +202,11 @@ void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const P
 bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
                   const ReadTrace& trace) {
     readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec, trace, kRecordPath, Container::DataList);
+    return readItemsBehindPrefix(list, body, rec, items, trace);
+}
+
+bool readItemsBehindPrefix(const ListLayout& list, const char* body, PavaFullData& rec,
+                           ListRefill<PavaDataItem>& items, const ReadTrace& trace) {
     const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);
     int64_t pos = list.itemsAt;
     // One allocation for the list: as many items as the count says and the
@@ -217,42 +222,30 @@ int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMs
     PavaFullData& rec = *an->record();
     ListRefill<PavaDataItem> items = an->refill(rec.dataList);
     if (readItemList(list, frame->body, rec, items, an->trace(*frame))) return 0;
-    log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data data out of body! ", id);
-    return -1;
+    return refuseListOutOfBody(id);
 }
 
-int encodeOneFrameList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
-    const OneFrameList& params = def.param<OneFrameList>();
+int writeOneFrameList(const OneFrameList& params, int id, const PavaFullData& rec, char* body) {
     const ListLayout& list = params.list;
-    const PavaFullData& rec = *an->record();
-    int rc = 0;
-    PavaMsg* frame = enterEncode(def, out, an, &rc);
-    if (frame == nullptr) return rc;
     std::span<const PavaDataItem> items = rec.dataList;
     if (list.countAt == kNoCount) {
         // Carries its first item; without one there is nothing to send.
-        if (items.empty()) {
-            out->pop_back();
-            return -1;
-        }
+        if (items.empty()) return -1;
         items = items.first(1);
     }
-    char* body = frame->body;
-    writeFields(list.prefix, rec, body, MAX_PAVA_MSG_LEN);
     writeItemCount(list, body, items.size());
     int pos = list.itemsAt;
     if (fillItems(list, params.fit, items, 0, body, pos) != items.size()) {
-        log::format(params.tooLong, def.id);
-        out->pop_back();
+        log::format(params.tooLong, id);
         return -1;
     }
     writeFields(list.trailer, rec, body + pos, MAX_PAVA_MSG_LEN - pos);
-    finishFrame(*frame, pos + list.trailerLength);
-    return 0;
+    return pos + list.trailerLength;
 }
 
-int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    return decodeItemList(def.id, def.param<OneFrameList>().list, frame, an);
+int refuseListOutOfBody(int id) noexcept {
+    log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data data out of body! ", id);
+    return -1;
 }
 
 }  // namespace pava

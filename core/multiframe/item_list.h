@@ -1,7 +1,8 @@
 // Lists of PavaDataItem in a frame body: a prefix of record fields (with the
 // item count), the items back to back, then an optional trailer of record
-// fields. The same description drives the one-frame list codecs (which refuse
-// what does not fit) and the splitter (splitter.h, which opens a new frame).
+// fields. The same description drives the one-frame lists that the body
+// interpreter runs (body_codec.h; they refuse what does not fit) and the
+// splitter (splitter.h, which opens a new frame).
 //
 // Every writer and reader here stays inside the 8192-byte body: an item or
 // trailer that would end past it is never written, and a count or length read
@@ -301,6 +302,9 @@ void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept;
 // count or length points past the body; the items read until then stay.
 bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
                   const ReadTrace& trace);
+// The same behind the prefix.
+bool readItemsBehindPrefix(const ListLayout& list, const char* body, PavaFullData& rec,
+                           ListRefill<PavaDataItem>& items, const ReadTrace& trace);
 
 // The decoder of every list message: entry text, null frame, readItemList;
 // a list that runs past the body is logged and gives -1.
@@ -320,13 +324,13 @@ struct OneFrameList {
 // frames of the layout (before its first frame: see reserveFrames).
 void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const PavaDataItem> items);
 
-int encodeOneFrameList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
-int decodeOneFrameList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
-
-constexpr MessageDef oneFrameList(int id, const OneFrameList& params, int encodeLogId = 0) {
-    return MessageDef{id, encodeOneFrameList, decodeOneFrameList,
-                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, encodeLogId, &params};
-}
+// The count, items and trailer of a one-frame list behind its prefix: the
+// body length, or -1 (logged with the id where the list does not fit; a list
+// that carries its first item and has none is refused quietly).
+int writeOneFrameList(const OneFrameList& params, int id, const PavaFullData& rec, char* body);
+// The decoder's refusal of a list whose count or length points past the
+// body, logged: -1.
+int refuseListOutOfBody(int id) noexcept;
 
 }  // namespace pava
 

@@ -9,52 +9,17 @@
 
 #include "field_codec.h"
 #include "frame_header.h"
+#include "message.h"
 
 namespace pava {
 
 namespace {
 
-// What a message splits and how its frames are marked.
-enum class Rows : uint8_t { DataList, RecordList };
-enum class Marks : uint8_t { Numbered, Continuation };
-// Frames whose own decode misreads what the encoder wrote.
-enum class Fix : uint8_t {
-    None,
-    CountAt13,   // 10002/10004: every frame but the last has its own count at 13, the total at 28
-    CountAt5,    // 10006: the same at 5 and 20
-    Structures,  // 61858: the last frame repeats the previous frame's count
-    Values,      // 61851: items are 106 + W bytes, but the decoder steps 106
-};
-
-struct JoinRule {
-    int id;
-    Rows rows;
-    Marks marks;
-    Fix fix;
-    bool headFlagTwo;  // header flag 2 puts '2' at position 14 of every frame
-};
-
-constexpr JoinRule kRules[] = {
-    {10002, Rows::RecordList, Marks::Numbered, Fix::CountAt13, false},
-    {10004, Rows::RecordList, Marks::Numbered, Fix::CountAt13, false},
-    {10006, Rows::RecordList, Marks::Numbered, Fix::CountAt5, false},
-    {20014, Rows::DataList, Marks::Numbered, Fix::None, false},
-    {20016, Rows::DataList, Marks::Numbered, Fix::None, false},
-    {20018, Rows::DataList, Marks::Numbered, Fix::None, true},
-    {20020, Rows::DataList, Marks::Numbered, Fix::None, true},
-    {20155, Rows::DataList, Marks::Numbered, Fix::None, false},
-    {30014, Rows::DataList, Marks::Numbered, Fix::None, false},
-    {30016, Rows::DataList, Marks::Numbered, Fix::None, false},
-    {30018, Rows::DataList, Marks::Numbered, Fix::None, true},
-    {61851, Rows::DataList, Marks::Continuation, Fix::Values, false},
-    {61858, Rows::RecordList, Marks::Continuation, Fix::Structures, false},
-    {61901, Rows::DataList, Marks::Continuation, Fix::None, false},
-};
-
-const JoinRule* ruleOf(int id) noexcept {
-    for (const JoinRule& r : kRules)
-        if (r.id == id) return &r;
-    return nullptr;
+// The split rule of an id, from its codec's description; null when its
+// encoder never splits.
+const SplitRule* ruleOf(int id) noexcept {
+    const MessageDef* def = findMessage(id);
+    return def != nullptr ? def->split : nullptr;
 }
 
 int markValue(char c) noexcept { return static_cast<unsigned char>(c) - '0'; }
@@ -65,22 +30,22 @@ int bodyLength(const PavaMsg& frame) noexcept {
     return n < 0 ? 0 : n > MAX_PAVA_MSG_LEN ? MAX_PAVA_MSG_LEN : n;
 }
 
-// 61858: the number of whole structure blocks between offset 82 and the body
-// end, or -1 when the blocks do not end exactly there.
-int countStructures(const PavaMsg& frame) noexcept {
+// The number of whole blocks between the rule's itemsAt and the body end,
+// or -1 when the blocks do not end exactly there.
+int countBlocks(const PavaMsg& frame, const SplitRule& r) noexcept {
     const int end = bodyLength(frame);
     const char* body = frame.body;
-    int pos = 82;
+    int pos = r.itemsAt;
     int n = 0;
-    while (pos + 4 <= end) {
-        const int fields = readIntField(body + pos, 4);
-        if (fields < 0) return -1;
-        pos += 4;
-        for (int f = 0; f < fields; ++f) {
-            if (pos + 106 > end) return -1;
-            const int w = readIntField(body + pos + 102, 4);
-            if (w < 0 || pos + 106 + w > end) return -1;
-            pos += 106 + w;
+    while (pos + r.countWidth <= end) {
+        const int entries = readIntField(body + pos, r.countWidth);
+        if (entries < 0) return -1;
+        pos += r.countWidth;
+        for (int f = 0; f < entries; ++f) {
+            if (pos + r.itemHead > end) return -1;
+            const int w = readIntField(body + pos + r.widthAt, r.countWidth);
+            if (w < 0 || pos + r.itemHead + w > end) return -1;
+            pos += r.itemHead + w;
         }
         ++n;
     }
@@ -96,60 +61,54 @@ struct Part {
     PavaFullData rec;
 };
 
-// 61851: each item decoded alone at offset 80 (count 1), so its value bytes
-// are stepped over; items end where the body ends.
-void decodeValueItems(const PavaMsg& frame, Part& part) {
+// Each item decoded alone at the rule's itemsAt (count 1), so that its value
+// bytes are stepped over; items end where the body ends.
+void decodeValueItems(const PavaMsg& frame, const SplitRule& r, Part& part) {
     const int end = bodyLength(frame);
     auto scratch = std::make_unique<PavaMsg>(frame);
     std::vector<PavaDataItem> items;
-    for (int pos = 80; pos + 106 <= end;) {
-        const int w = readIntField(frame.body + pos + 102, 4);
-        if (w < 0 || pos + 106 + w > end) break;
-        std::memset(scratch->body + 80, 0, MAX_PAVA_MSG_LEN - 80);
-        std::memcpy(scratch->body + 80, frame.body + pos, static_cast<size_t>(106 + w));
-        writeIntField(1, scratch->body + 76, 4);
+    for (int pos = r.itemsAt; pos + r.itemHead <= end;) {
+        const int w = readIntField(frame.body + pos + r.widthAt, r.countWidth);
+        if (w < 0 || pos + r.itemHead + w > end) break;
+        std::memset(scratch->body + r.itemsAt, 0, static_cast<size_t>(MAX_PAVA_MSG_LEN - r.itemsAt));
+        std::memcpy(scratch->body + r.itemsAt, frame.body + pos, static_cast<size_t>(r.itemHead + w));
+        writeIntField(1, scratch->body + r.countAt, r.countWidth);
         PavaFullData one;
         if (Pava_To_Data(scratch.get(), &one) != PAVA_OK || one.dataList.size() != 1) break;
         items.push_back(std::move(one.dataList.front()));
-        pos += 106 + w;
+        pos += r.itemHead + w;
     }
     part.rec.dataList = std::move(items);
 }
 
-Part decodePart(const PavaMsg& frame, const JoinRule* rule, uint64_t tag) {
+Part decodePart(const PavaMsg& frame, const SplitRule* rule, uint64_t tag) {
     Part part;
     part.tag = tag;
     part.number = markValue(frame.head[kHeadFlag]);
     part.continued = frame.head[kHeadContinued] == '1';
     const bool split = markValue(frame.head[kHeadType]) > 1;
-    const Fix fix = rule != nullptr ? rule->fix : Fix::None;
-    if (fix == Fix::None || ((fix == Fix::CountAt13 || fix == Fix::CountAt5) && !split)) {
+    const FrameRepair repair = rule != nullptr ? rule->repair : FrameRepair::None;
+    if (repair == FrameRepair::None || (repair == FrameRepair::OwnCount && !split)) {
         part.rc = Pava_To_Data(&frame, &part.rec);
         return part;
     }
     auto copy = std::make_unique<PavaMsg>(frame);
     char* body = copy->body;
-    switch (fix) {
-    case Fix::CountAt13:
-        // The frame's own count overwrote body 13..16: the last two address
-        // characters and the function type, which was 2 or 3 (the only split
-        // forms; both are sent alike, so 2 stands for either).
-        if (part.continued) std::memcpy(body + 28, body + 13, 4);
-        if (rule->id == 10002) writeIntField(2, body + 15, 3);
+    switch (repair) {
+    case FrameRepair::OwnCount:
+        if (part.continued) std::memcpy(body + rule->countAt, body + rule->ownCountAt, static_cast<size_t>(rule->countWidth));
+        if (rule->restoreAt >= 0) writeIntField(rule->restore, body + rule->restoreAt, rule->restoreWidth);
         break;
-    case Fix::CountAt5:
-        if (part.continued) std::memcpy(body + 20, body + 5, 4);
+    case FrameRepair::CountedBlocks:
+        if (const int n = countBlocks(frame, *rule); n >= 0) writeIntField(n, body + rule->countAt, rule->countWidth);
         break;
-    case Fix::Structures:
-        if (const int n = countStructures(frame); n >= 0) writeIntField(n, body + 78, 4);
+    case FrameRepair::SteppedValues:
+        writeIntField(0, body + rule->countAt, rule->countWidth);
         break;
-    case Fix::Values:
-        writeIntField(0, body + 76, 4);
-        break;
-    case Fix::None: break;
+    case FrameRepair::None: break;
     }
     part.rc = Pava_To_Data(copy.get(), &part.rec);
-    if (fix == Fix::Values && part.rc == PAVA_OK) decodeValueItems(frame, part);
+    if (repair == FrameRepair::SteppedValues && part.rc == PAVA_OK) decodeValueItems(frame, *rule, part);
     return part;
 }
 
@@ -158,7 +117,7 @@ Part decodePart(const PavaMsg& frame, const JoinRule* rule, uint64_t tag) {
 struct MessageJoiner::Pending {
     int id = 0;
     int rii = 0;
-    const JoinRule* rule = nullptr;
+    const SplitRule* rule = nullptr;
     bool byFlag = false;  // joined by the continuation flag, not by frame numbers
     int count = 0;        // frames announced (numbered messages)
     std::vector<Part> parts;
@@ -203,10 +162,10 @@ bool MessageJoiner::pop(JoinedMessage& out) noexcept {
 
 void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
     const int id = readHead(&frame).getMsgId();
-    const JoinRule* rule = ruleOf(id);
+    const SplitRule* rule = ruleOf(id);
     Part part = decodePart(frame, rule, tag);
     const int count = markValue(frame.head[kHeadType]);
-    const bool numbered = rule != nullptr && rule->marks == Marks::Numbered;
+    const bool numbered = rule != nullptr && rule->marks == FrameMarks::Numbered;
 
     auto single = [&](std::vector<JoinProblem> problems, bool whole) {
         JoinedMessage m;
@@ -327,7 +286,7 @@ void MessageJoiner::complete(size_t index, bool whole, const char* why, uint64_t
     m.record = std::move(p->parts.front().rec);
     for (size_t i = 1; i < p->parts.size(); ++i) {
         PavaFullData& r = p->parts[i].rec;
-        if (p->rule->rows == Rows::DataList)
+        if (p->rule->list == Container::DataList)
             std::move(r.dataList.begin(), r.dataList.end(), std::back_inserter(m.record.dataList));
         else
             std::move(r.recordList.begin(), r.recordList.end(), std::back_inserter(m.record.recordList));

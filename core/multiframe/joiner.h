@@ -13,7 +13,9 @@
 //     frame without it and a frame lost in between cannot be told;
 //   - 20018, 20020 and 30018 sent with header flag 2 carry '2' at position
 //     14 of every frame and are joined by the continuation flag as well.
-// Frames of other ids pass through as messages of one frame.
+// Frames of other ids pass through as messages of one frame. Which ids split,
+// their marks and the repairs below are the split rules of the codecs'
+// definitions (SplitRule).
 //
 // The joined record's header members are those of the message's first
 // frame, so Data_To_Pava of it cuts the list into the same frames again.

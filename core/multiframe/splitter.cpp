@@ -90,7 +90,7 @@ int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
     }
 
     markFrameCount(*out, firstFrame);
-    if (params.headFlagTwoOnAll && rec.headFlag == 2)
+    if (params.frames.headFlagTwo && rec.headFlag == 2)
         for (size_t i = firstFrame; i < out->size(); ++i) PavaHeadAccessor(&(*out)[i]).setHeadFlag('2');
     log::format("Leave Data_To_Pava_%05d!\n", def.id);
     return 0;

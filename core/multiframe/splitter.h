@@ -27,7 +27,7 @@ struct SplitList {
     FitRule full;                    // the frame-full test before each item
     bool headFromRecord = false;     // header from the record, else writeOwnHead
     bool trailerWhenEmpty = false;   // the frame of an empty list carries the trailer
-    bool headFlagTwoOnAll = false;   // record headFlag 2 puts '2' at position 14 of every frame
+    SplitRule frames;                // numbered frames of dataList items (header flag 2 on all?)
     bool catchOnDecode = false;      // the decoder logs an exception and fails
     int frameLogId = 0;              // id named in the make-frame lines (0: its own)
     const char* emptyWarning = nullptr;  // logged for an empty list
@@ -43,7 +43,8 @@ int decodeSplitList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
 
 constexpr MessageDef splitList(int id, const SplitList& params) {
     return MessageDef{id, encodeSplitList, decodeSplitList,
-                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, 0, &params};
+                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, &params,
+                      nullptr, &params.frames};
 }
 
 }  // namespace pava

@@ -42,7 +42,7 @@ constexpr MessageDef kMessages[] = {
              {BodyKind::Text, 38, -1, 0, M::string4,
               "string4 from byte 38, as long as the text (at most 255 bytes, up to its first NUL); "
               "the decoder reads 255 bytes whatever the length says"}),
-    fixedMessage(20178, k20178Fields, 295),
+    describedMessage<kLoudPlainBody>(20178, k20178Fields, 295),
 };
 
 }  // namespace

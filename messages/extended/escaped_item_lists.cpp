@@ -1,7 +1,7 @@
 // Item lists whose texts longer than 8 characters follow a "$$$" escape, cut
 // to 256 bytes; one variant ends with a digit.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "multiframe/item_list.h"
 
 namespace pava::messages {
 
@@ -19,9 +19,12 @@ constexpr OneFrameList kBase{itemList(kPrefix, 18, 14, escapedItem(256)), entryS
 constexpr OneFrameList kWithDigit{itemList(kPrefix, 18, 14, escapedItem(256), kTrailingDigit, 2),
                                   entrySpace(MAX_PAVA_MSG_LEN), kTooLongIdFirst};
 
+constexpr Description kBaseBody = oneFrameBody(kBase);
+constexpr Description kWithDigitBody = oneFrameBody(kWithDigit);
+
 constexpr MessageDef kMessages[] = {
-    oneFrameList(20169, kBase),      oneFrameList(20170, kWithDigit), oneFrameList(20171, kBase),
-    oneFrameList(20172, kWithDigit), oneFrameList(20174, kBase),
+    oneFrameList<kBaseBody>(20169), oneFrameList<kWithDigitBody>(20170), oneFrameList<kBaseBody>(20171),
+    oneFrameList<kWithDigitBody>(20172), oneFrameList<kBaseBody>(20174),
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Fixed-layout messages of the extended range: a 12-character code and a few
 // decimal numbers, one frame each.
+#include "body_codec.h"
 #include "messages/catalog.h"
 
 namespace pava::messages {
@@ -55,15 +56,15 @@ constexpr Field k20173[] = {{0, 12, TextRaw, M::text12b}, {12, 2, Decimal, M::in
 
 // {id, layout, body length}.
 constexpr MessageDef kMessages[] = {
-    fixedMessage(20123, k20123, 14), fixedMessage(20124, k20124, 15),
-    fixedMessage(20127, k20127, 37), fixedMessage(20128, k20128, 13),
-    fixedMessage(20129, k20129, 22), fixedMessage(20130, k20128, 13),
-    fixedMessage(20136, k20136, 16), fixedMessage(20139, k20139, 18),
-    fixedMessage(20142, k20142, 14), fixedMessage(20145, k20145, 14),
-    fixedMessage(20146, k20146, 41), fixedMessage(20150, k20150, 16),
-    fixedMessage(20163, k20163, 14), fixedMessage(20165, k20165, 14),
-    fixedMessage(20166, k20166, 16), fixedMessage(20173, k20173, 14),
-    fixedMessage(20175, k20127, 37),
+    describedMessage<kLoudPlainBody>(20123, k20123, 14), describedMessage<kLoudPlainBody>(20124, k20124, 15),
+    describedMessage<kLoudPlainBody>(20127, k20127, 37), describedMessage<kLoudPlainBody>(20128, k20128, 13),
+    describedMessage<kLoudPlainBody>(20129, k20129, 22), describedMessage<kLoudPlainBody>(20130, k20128, 13),
+    describedMessage<kLoudPlainBody>(20136, k20136, 16), describedMessage<kLoudPlainBody>(20139, k20139, 18),
+    describedMessage<kLoudPlainBody>(20142, k20142, 14), describedMessage<kLoudPlainBody>(20145, k20145, 14),
+    describedMessage<kLoudPlainBody>(20146, k20146, 41), describedMessage<kLoudPlainBody>(20150, k20150, 16),
+    describedMessage<kLoudPlainBody>(20163, k20163, 14), describedMessage<kLoudPlainBody>(20165, k20165, 14),
+    describedMessage<kLoudPlainBody>(20166, k20166, 16), describedMessage<kLoudPlainBody>(20173, k20173, 14),
+    describedMessage<kLoudPlainBody>(20175, k20127, 37),
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
 // Short item lists in one frame: a number and one character per item, or
 // 50-character texts. They have no space test of their own; a list that
 // would run past the body is refused.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "multiframe/item_list.h"
 
 namespace pava::messages {
 
@@ -24,9 +24,13 @@ constexpr OneFrameList kCharsDigit{itemList(kPrefix, 18, 14, fixedItem<kItemIdCh
 constexpr OneFrameList kTexts{itemList(kCountPrefix, 4, 0, fixedItem<kText50, kText50Back, 50>()), kNoTest,
                               kTooLongIdFirst};
 
+constexpr Description kCharsBody = oneFrameBody(kChars);
+constexpr Description kCharsDigitBody = oneFrameBody(kCharsDigit);
+constexpr Description kTextsBody = oneFrameBody(kTexts);
+
 constexpr MessageDef kMessages[] = {
-    oneFrameList(20113, kChars), oneFrameList(20114, kCharsDigit), oneFrameList(20117, kChars),
-    oneFrameList(20118, kCharsDigit), oneFrameList(20119, kTexts),
+    oneFrameList<kCharsBody>(20113), oneFrameList<kCharsDigitBody>(20114), oneFrameList<kCharsBody>(20117),
+    oneFrameList<kCharsDigitBody>(20118), oneFrameList<kTextsBody>(20119),
 };
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Item lists that always travel in one frame; each id has its own space test.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "multiframe/item_list.h"
 
 namespace pava::messages {
 
@@ -62,11 +62,25 @@ constexpr OneFrameList k20104{kCodedTexts, runningCount(16, 16, below(8172)), kT
 // Its running count admits 1637 items, but the body ends after 1635.
 constexpr OneFrameList k20063{kOtherChars, runningCount(5, 5, atMost(8188)), kTooLongIdFirst};
 
+// 20004 prints 20002's entry line.
+constexpr Description k20002Body = oneFrameBody(k20002);
+constexpr Description k20004Body = oneFrameBody(k20004, "Data_To_Pava_20002!\n");
+constexpr Description k20006Body = oneFrameBody(k20006);
+constexpr Description k20008Body = oneFrameBody(k20008);
+constexpr Description k20010Body = oneFrameBody(k20010);
+constexpr Description k20012Body = oneFrameBody(k20012);
+constexpr Description k20063Body = oneFrameBody(k20063);
+constexpr Description k20084Body = oneFrameBody(k20084);
+constexpr Description k20100Body = oneFrameBody(k20100);
+constexpr Description k20102Body = oneFrameBody(k20102);
+constexpr Description k20103Body = oneFrameBody(k20103);
+constexpr Description k20104Body = oneFrameBody(k20104);
+
 constexpr MessageDef kMessages[] = {
-    oneFrameList(20002, k20002), oneFrameList(20004, k20004, 20002), oneFrameList(20006, k20006),
-    oneFrameList(20008, k20008), oneFrameList(20010, k20010),        oneFrameList(20012, k20012),
-    oneFrameList(20063, k20063), oneFrameList(20084, k20084),        oneFrameList(20100, k20100),
-    oneFrameList(20102, k20102), oneFrameList(20103, k20103),        oneFrameList(20104, k20104),
+    oneFrameList<k20002Body>(20002), oneFrameList<k20004Body>(20004), oneFrameList<k20006Body>(20006),
+    oneFrameList<k20008Body>(20008), oneFrameList<k20010Body>(20010), oneFrameList<k20012Body>(20012),
+    oneFrameList<k20063Body>(20063), oneFrameList<k20084Body>(20084), oneFrameList<k20100Body>(20100),
+    oneFrameList<k20102Body>(20102), oneFrameList<k20103Body>(20103), oneFrameList<k20104Body>(20104),
 };
 
 }  // namespace

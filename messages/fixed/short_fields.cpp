@@ -2,6 +2,7 @@
 // numbers one to five characters wide, further 12-character codes and blocks
 // of text. Each id is one frame; ids that share a layout share its table and
 // differ only in their log texts.
+#include "body_codec.h"
 #include "messages/catalog.h"
 
 namespace pava::messages {
@@ -61,35 +62,39 @@ constexpr Field kL15[] = {kAddress,
                           {76, 12, Raw, M::text12c},
                           {88, 64, Raw, M::text64b}};
 
-// {id, layout, body length, id whose entry text the encoder prints}.
+// Two encoders print the entry line of another id.
+constexpr Description kEntryOf20007{.encodeEntry = "Data_To_Pava_20007!\n", .quirks = kLoudHead};
+constexpr Description kEntryOf20054{.encodeEntry = "Data_To_Pava_20054!\n", .quirks = kLoudHead};
+
+// {id, layout, body length}.
 constexpr MessageDef kMessages[] = {
-    fixedMessage(20007, kL1, 14),
-    fixedMessage(20011, kL1, 14, 20007),
-    fixedMessage(20057, kL1, 14),
-    fixedMessage(20059, kL1, 14),
-    fixedMessage(20106, kL1, 14),
-    fixedMessage(20108, kL1, 14),
-    fixedMessage(20047, kL2, 16),
-    fixedMessage(20055, kL2, 16),
-    fixedMessage(20107, kL2, 16),
-    fixedMessage(20058, kL3, 15),
-    fixedMessage(20060, kL3, 15),
-    fixedMessage(20087, kL4, 15),
-    fixedMessage(20110, kL5, 15),
-    fixedMessage(20013, kL6, 17),
-    fixedMessage(20048, kL7, 17),
-    fixedMessage(20056, kL7, 17, 20054),
-    fixedMessage(20015, kL8, 21),
-    fixedMessage(20079, kL9, 25),
-    fixedMessage(20082, kL9, 25),
-    fixedMessage(20086, kL9, 25),
-    fixedMessage(20101, kL9, 25),
-    fixedMessage(20025, kL10, 40),
-    fixedMessage(20034, kL11, 76),
-    fixedMessage(20069, kL12, 36),
-    fixedMessage(20089, kL13, 27),
-    fixedMessage(20105, kL14, 38),
-    fixedMessage(20111, kL15, 152),
+    describedMessage<kLoudPlainBody>(20007, kL1, 14),
+    describedMessage<kEntryOf20007>(20011, kL1, 14),
+    describedMessage<kLoudPlainBody>(20057, kL1, 14),
+    describedMessage<kLoudPlainBody>(20059, kL1, 14),
+    describedMessage<kLoudPlainBody>(20106, kL1, 14),
+    describedMessage<kLoudPlainBody>(20108, kL1, 14),
+    describedMessage<kLoudPlainBody>(20047, kL2, 16),
+    describedMessage<kLoudPlainBody>(20055, kL2, 16),
+    describedMessage<kLoudPlainBody>(20107, kL2, 16),
+    describedMessage<kLoudPlainBody>(20058, kL3, 15),
+    describedMessage<kLoudPlainBody>(20060, kL3, 15),
+    describedMessage<kLoudPlainBody>(20087, kL4, 15),
+    describedMessage<kLoudPlainBody>(20110, kL5, 15),
+    describedMessage<kLoudPlainBody>(20013, kL6, 17),
+    describedMessage<kLoudPlainBody>(20048, kL7, 17),
+    describedMessage<kEntryOf20054>(20056, kL7, 17),
+    describedMessage<kLoudPlainBody>(20015, kL8, 21),
+    describedMessage<kLoudPlainBody>(20079, kL9, 25),
+    describedMessage<kLoudPlainBody>(20082, kL9, 25),
+    describedMessage<kLoudPlainBody>(20086, kL9, 25),
+    describedMessage<kLoudPlainBody>(20101, kL9, 25),
+    describedMessage<kLoudPlainBody>(20025, kL10, 40),
+    describedMessage<kLoudPlainBody>(20034, kL11, 76),
+    describedMessage<kLoudPlainBody>(20069, kL12, 36),
+    describedMessage<kLoudPlainBody>(20089, kL13, 27),
+    describedMessage<kLoudPlainBody>(20105, kL14, 38),
+    describedMessage<kLoudPlainBody>(20111, kL15, 152),
 };
 
 }  // namespace

@@ -27,6 +27,7 @@ constexpr int kBodyEnd = MAX_PAVA_MSG_LEN;
 constexpr int kHeadSize = 82;
 constexpr int kCountPos = 78;
 constexpr int kAttributeHead = 106;
+constexpr int kWidthPos = 102;  // an attribute's value width, behind its reference and code
 
 constexpr char kValueTooLong[] = "over the max pava message length when handle value content ";
 
@@ -66,7 +67,7 @@ int writeStructure(const PavaRecordItem& structure, const ItemFields<PavaFieldIt
         char* at = body + pos;
         reference.write(attr, at, 100);
         writeNulPaddedInt(attr.fieldType, at + 100, 2);
-        writeNulPaddedInt(width, at + 102, 4);
+        writeNulPaddedInt(width, at + kWidthPos, 4);
         copyValueBytes(at + kAttributeHead, attr.fieldText2, width);
         pos += kAttributeHead + width;
     }
@@ -150,7 +151,7 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
             PavaFieldItem& attr = structure.fields.next();
             readFixedText(attr.fieldText1, body + pos, 100);
             attr.fieldType = readIntField(body + pos + 100, 2);
-            attr.fieldLen = readIntField(body + pos + 102, 4);
+            attr.fieldLen = readIntField(body + pos + kWidthPos, 4);
             // W + 1 characters holding at most W bytes up to the first NUL. A
             // value that meets no NUL before the body end would be read past it.
             const int width = attr.fieldLen;
@@ -170,7 +171,7 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
                 const ReadPath path = fields.item(Container::FieldList, structure.fields.size());
                 trace.read(body + pos, 100, SpanKind::Raw, path.leaf(M::fieldText1));
                 trace.read(body + pos + 100, 2, SpanKind::Decimal, path.leaf(M::fieldType));
-                trace.read(body + pos + 102, 4, SpanKind::Decimal, path.leaf(M::fieldLen));
+                trace.read(body + pos + kWidthPos, 4, SpanKind::Decimal, path.leaf(M::fieldLen));
                 // The text and its NUL: the decoder looks no further.
                 trace.read(value, n < width ? n + 1 : width, SpanKind::Text, path.leaf(M::fieldText2));
             }
@@ -185,6 +186,16 @@ int decode61858(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an
 // An attribute: reference, code, width and value.
 constexpr Member kAttributeMembers[] = {M::fieldText1, M::fieldType, M::fieldLen, M::fieldText2};
 
+// Split structure by structure, the frames marked by the continuation flag
+// alone; the last frame's count repeats the frame's before.
+constexpr SplitRule kFrames61858 = checkedSplit({.list = Container::RecordList,
+                                                 .marks = FrameMarks::Continuation,
+                                                 .repair = FrameRepair::CountedBlocks,
+                                                 .countAt = kCountPos,
+                                                 .itemsAt = kHeadSize,
+                                                 .itemHead = kAttributeHead,
+                                                 .widthAt = kWidthPos});
+
 constexpr MessageDef kMessages[] = {
     {61858, encode61858, decode61858,
      Layout{kHead, kHeadIn, -1, nullptr,
@@ -194,7 +205,7 @@ constexpr MessageDef kMessages[] = {
              "both NUL-padded) and W value bytes (fieldText1, fieldType, fieldLen, fieldText2 of a "
              "recordList fieldList); split over frames structure by structure",
              kAttributeMembers}},
-     0, nullptr},
+     nullptr, nullptr, &kFrames61858},
 };
 
 }  // namespace

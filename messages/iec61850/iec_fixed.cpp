@@ -1,5 +1,6 @@
 // Fixed-layout IEC 61850 messages: a 12-character code, then references,
 // values and short texts at fixed places, one frame each.
+#include "body_codec.h"
 #include "messages/catalog.h"
 
 namespace pava::messages {
@@ -70,12 +71,12 @@ constexpr Field k61866[] = {kCode,
 
 // {id, layout, body length}.
 constexpr MessageDef kMessages[] = {
-    fixedMessage(61852, k61852, 200), fixedMessage(61853, k61853, 78),
-    fixedMessage(61854, k61854, 104), fixedMessage(61855, k61855, 196),
-    fixedMessage(61857, k61857, 76),  fixedMessage(61859, k61859, 27),
-    fixedMessage(61860, k61860, 424), fixedMessage(61863, k61863, 41),
-    fixedMessage(61864, k61864, 91),  fixedMessage(61865, k61864, 91),
-    fixedMessage(61866, k61866, 368),
+    describedMessage<kLoudPlainBody>(61852, k61852, 200), describedMessage<kLoudPlainBody>(61853, k61853, 78),
+    describedMessage<kLoudPlainBody>(61854, k61854, 104), describedMessage<kLoudPlainBody>(61855, k61855, 196),
+    describedMessage<kLoudPlainBody>(61857, k61857, 76),  describedMessage<kLoudPlainBody>(61859, k61859, 27),
+    describedMessage<kLoudPlainBody>(61860, k61860, 424), describedMessage<kLoudPlainBody>(61863, k61863, 41),
+    describedMessage<kLoudPlainBody>(61864, k61864, 91),  describedMessage<kLoudPlainBody>(61865, k61864, 91),
+    describedMessage<kLoudPlainBody>(61866, k61866, 368),
 };
 
 }  // namespace

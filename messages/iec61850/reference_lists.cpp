@@ -302,10 +302,23 @@ constexpr BodyPart k61851Body{BodyKind::References, 80, 76, 4, M::None,
                               kValueMembers};
 constexpr BodyPart k61901Body{BodyKind::References, 92, 88, 4, M::None, kValueWords, kValueMembers};
 
+// Split item by item, the frames marked by the continuation flag alone.
+// 61851's decoder steps kItemHead bytes per item, not over the value bytes
+// whose width follows the code.
+constexpr SplitRule kFrames61851 = checkedSplit({.marks = FrameMarks::Continuation,
+                                                 .repair = FrameRepair::SteppedValues,
+                                                 .countAt = k61851.countPos,
+                                                 .itemsAt = k61851.headSize,
+                                                 .itemHead = kItemHead,
+                                                 .widthAt = kValueItemIn[2].offset});
+constexpr SplitRule kFrames61901 = checkedSplit({.marks = FrameMarks::Continuation});
+
 constexpr MessageDef kMessages[] = {
-    {61850, encode61850, decode61850, Layout{k61850Head, k61850HeadIn, -1, &k61850Shape, k61850Body}, 0, nullptr},
-    {61851, encodeValueList, decode61851, Layout{k61851Head, k61851HeadIn, -1, nullptr, k61851Body}, 0, &k61851},
-    {61901, encodeValueList, decode61901, Layout{k61901Head, k61901HeadIn, -1, nullptr, k61901Body}, 0, &k61901},
+    {61850, encode61850, decode61850, Layout{k61850Head, k61850HeadIn, -1, &k61850Shape, k61850Body}, nullptr},
+    {61851, encodeValueList, decode61851, Layout{k61851Head, k61851HeadIn, -1, nullptr, k61851Body}, &k61851,
+     nullptr, &kFrames61851},
+    {61901, encodeValueList, decode61901, Layout{k61901Head, k61901HeadIn, -1, nullptr, k61901Body}, &k61901,
+     nullptr, &kFrames61901},
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Messages 30042 and 30171: the address, one fixed-width text from a string
 // member and a few numbers. 30042's text decodes to exactly its 100
 // characters; 30171's to its 1024 and one NUL.
+#include "body_codec.h"
 #include "messages/catalog.h"
 
 namespace pava::messages {
@@ -21,8 +22,8 @@ constexpr Field k30171Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    fixedMessage(30042, k30042Fields, 132),
-    fixedMessage(30171, k30171Fields, 1038),
+    describedMessage<kLoudPlainBody>(30042, k30042Fields, 132),
+    describedMessage<kLoudPlainBody>(30171, k30171Fields, 1038),
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 // 30173, 30174 and 30182, whose encoders send a bounded, NUL-padded copy; the
 // decoders take the full width back raw (TextRaw), except the 32-character text
 // of 30173, which is read only up to its first NUL (Text).
+#include "body_codec.h"
 #include "messages/catalog.h"
 
 namespace pava::messages {
@@ -47,11 +48,11 @@ constexpr Field k30182[] = {{0, 12, TextRaw, M::text12b},
 // {id, layout, body length}. 30182 declares 22 although its fields end at 16:
 // the six NUL bytes behind them are sent.
 constexpr MessageDef kMessages[] = {
-    fixedMessage(30015, k30015, 21), fixedMessage(30123, k30123, 14),
-    fixedMessage(30124, k30124, 15), fixedMessage(30172, k30172, 27),
-    fixedMessage(30173, k30173, 53), fixedMessage(30174, k30174, 68),
-    fixedMessage(30179, k30179, 10), fixedMessage(30180, k30179, 10),
-    fixedMessage(30182, k30182, 22),
+    describedMessage<kLoudPlainBody>(30015, k30015, 21), describedMessage<kLoudPlainBody>(30123, k30123, 14),
+    describedMessage<kLoudPlainBody>(30124, k30124, 15), describedMessage<kLoudPlainBody>(30172, k30172, 27),
+    describedMessage<kLoudPlainBody>(30173, k30173, 53), describedMessage<kLoudPlainBody>(30174, k30174, 68),
+    describedMessage<kLoudPlainBody>(30179, k30179, 10), describedMessage<kLoudPlainBody>(30180, k30179, 10),
+    describedMessage<kLoudPlainBody>(30182, k30182, 22),
 };
 
 }  // namespace

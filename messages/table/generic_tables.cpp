@@ -802,13 +802,36 @@ constexpr BodyPart kBody10006{BodyKind::GenericTable, 24, 20, 4, M::None,
                               "each a field count (4) and its entries, split over frames record by record; "
                               "sub-type 3 to 5: intValue4 in one digit at byte 20", kEntryMembers};
 
+// The record lists split over numbered frames: every frame but the last
+// carries its own count where the total stands in the prefix, which the
+// decoder does not read; 10002's wrote over its function type (2 or 3, sent
+// alike: 2 stands for either).
+constexpr SplitRule kFrames10002 = checkedSplit({.list = Container::RecordList,
+                                                 .repair = FrameRepair::OwnCount,
+                                                 .countAt = kSplit10002.countPos,
+                                                 .ownCountAt = kSplit10002.frameCountPos,
+                                                 .restoreAt = kTablePrefix[1].offset,
+                                                 .restoreWidth = kTablePrefix[1].width,
+                                                 .restore = 2});
+constexpr SplitRule kFrames10004 = checkedSplit({.list = Container::RecordList,
+                                                 .repair = FrameRepair::OwnCount,
+                                                 .countAt = kSplit10004.countPos,
+                                                 .ownCountAt = kSplit10004.frameCountPos});
+constexpr SplitRule kFrames10006 = checkedSplit({.list = Container::RecordList,
+                                                 .repair = FrameRepair::OwnCount,
+                                                 .countAt = kSplit10006.countPos,
+                                                 .ownCountAt = kSplit10006.frameCountPos});
+
 constexpr MessageDef kMessages[] = {
-    {10001, encode10001, decode10001, Layout{kTablePrefix, {}, -1, nullptr, kBody10001}, 0, nullptr},
-    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1, nullptr, kBody10002}, 0, nullptr},
-    {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1, nullptr, kBody10003}, 0, nullptr},
-    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1, nullptr, kBody10004}, 0, nullptr},
+    {10001, encode10001, decode10001, Layout{kTablePrefix, {}, -1, nullptr, kBody10001}, nullptr},
+    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1, nullptr, kBody10002}, nullptr, nullptr,
+     &kFrames10002},
+    {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1, nullptr, kBody10003}, nullptr},
+    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1, nullptr, kBody10004}, nullptr, nullptr,
+     &kFrames10004},
     withBody(describedMessage<k10005>(10005, kShortPrefix, -1), kBody10005),
-    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1, nullptr, kBody10006}, 0, nullptr},
+    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1, nullptr, kBody10006}, nullptr, nullptr,
+     &kFrames10006},
 };
 
 }  // namespace
