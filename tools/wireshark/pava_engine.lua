@@ -292,10 +292,12 @@ function pava.dissector(tvb, pinfo, root)
     local total = tvb:len()
     local offset = 0
     local infos = {}
+    local data  -- the whole segment, taken once at its first junk run
     while offset < total do
         local left = total - offset
         if not plausible(tvb:raw(offset, math.min(left, HEAD))) then
-            local next = offset + next_header(tvb:raw(offset, left), 2) - 1
+            data = data or tvb:raw(0, total)
+            local next = next_header(data, offset + 2) - 1
             root:add(hf.junk, tvb(offset, next - offset)):add_proto_expert_info(ef.junk)
             infos[#infos + 1] = "[not a frame]"
             offset = next
