@@ -616,11 +616,12 @@ int next_index(packet_info* pinfo) {
 
 // Whether the n bytes at offset (up to a header's) can begin a header, by the
 // rule of the library's stream readers; with `registered`, only one of an id
-// that has a codec.
-bool header_at(tvbuff_t* tvb, int offset, int n, bool registered) {
+// that has a codec. The header as read goes to `head` when given.
+bool header_at(tvbuff_t* tvb, int offset, int n, bool registered, pava_header_info* head = nullptr) {
     pava_header_info info{};
     info.size = sizeof info;
     pava_header(reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, n)), static_cast<size_t>(n), &info);
+    if (head != nullptr) *head = info;
     return info.plausible == 1 && (!registered || n < 8 || family_of_id.count(info.id) != 0);
 }
 
@@ -633,7 +634,8 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
     int offset = 0;
     while (offset < total) {
         const int left = std::min(total - offset, PAVA_HEADER_SIZE);
-        if (!header_at(tvb, offset, left, false)) {
+        pava_header_info head{};
+        if (!header_at(tvb, offset, left, false, &head)) {
             // Bytes that are not a frame, up to the next plausible header.
             int next = offset + 1;
             while (next < total && !header_at(tvb, next, std::min(total - next, PAVA_HEADER_SIZE), false)) ++next;
@@ -653,9 +655,7 @@ int dissect_pava(tvbuff_t* tvb, packet_info* pinfo, proto_tree* root, void*) {
             proto_tree_add_item(root, hf_unread, tvb, offset, left, ENC_NA);
             break;
         }
-        size_t wire = 0;
-        pava_wire_size(reinterpret_cast<const char*>(tvb_get_ptr(tvb, offset, PAVA_HEADER_SIZE)),
-                       PAVA_HEADER_SIZE, &wire);
+        size_t wire = head.wire_size;
         if (total - offset < static_cast<int>(wire)) {
             if (pinfo->can_desegment) {
                 pinfo->desegment_offset = offset;
