@@ -45,9 +45,9 @@ def item_slicer(id_):
     fields through int(), the others as bytes up to their first NUL."""
     shape = pava.layout(id_)["list"]
     cuts = [(f["member"], f["offset"], f["offset"] + f["width"], f["kind"] == "decimal")
-            for f in shape["fields"] if f["member"]]
-    count_at, width = 16 + shape["count_at"], shape["count_width"]
-    items_at, size = 16 + shape["items_at"], shape["item_size"]
+            for f in shape["itemFields"] if f["member"]]
+    count_at, width = 16 + shape["countAt"], shape["countWidth"]
+    items_at, size = 16 + shape["itemsAt"], shape["itemSize"]
 
     def cut(f):
         record = header_fields(f)

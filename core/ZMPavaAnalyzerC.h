@@ -313,57 +313,31 @@ PAVA_API int PAVA_CALL pava_record_walk(const pava_record* record, pava_walk_fn 
  * them, else PAVA_RC_BUFFER; *count is always their number. */
 PAVA_API int PAVA_CALL pava_ids(int* ids, size_t capacity, size_t* count);
 
-typedef struct pava_layout_info {
-    int id;
-    const char* family;            /* the codec family's name */
-    int length;                    /* declared body length; -1 when it varies */
-    size_t field_count;            /* PAVA_TABLE_FIELDS */
-    size_t decode_field_count;     /* PAVA_TABLE_DECODE_FIELDS (0: the decoder reads the fields) */
-    int has_list;                  /* 1 when fixed-size list items follow, described below */
-    int list_count_at;             /* the item count's offset */
-    int list_count_width;          /* its digits; 0 when the body holds exactly one item */
-    int list_items_at;             /* the first item's offset */
-    int list_item_size;            /* bytes of one item */
-    size_t item_field_count;       /* PAVA_TABLE_ITEM_FIELDS */
-    size_t item_decode_field_count; /* PAVA_TABLE_ITEM_DECODE_FIELDS */
-    /* What follows the fixed fields, as `pava layout` describes it. */
-    const char* body_kind;         /* "fixed", "text", "items", "generic-table", ... */
-    int body_at;                   /* body offset where that part starts */
-    int body_count_at;             /* its item or record count's offset; -1 when none */
-    int body_count_width;          /* the count's digits */
-    const char* body_member;       /* the text or row-count member it fills; NULL when none */
-    const char* body_words;        /* the part in words; NULL for a fixed body */
-} pava_layout_info;
+/* An id's description, as the codecs run it, handed out as a stream of
+ * tokens in one vocabulary: objects and lists opened and closed around named
+ * numbers, texts and truth values, in the order a JSON document reads
+ * (`pava layout --json ID` prints the stream so). `pava layout`, the Python
+ * package and the Wireshark dissector generator all read this stream; the
+ * names it uses are listed in docs/layout.md. fn returning non-zero stops the
+ * stream, which then returns that value; PAVA_RC_NO_HANDLER when the id is
+ * not registered. Names and texts are static: they outlive the call. */
+#define PAVA_DESC_OBJECT 1 /* an object opens */
+#define PAVA_DESC_LIST 2   /* a list opens */
+#define PAVA_DESC_END 3    /* the object or list opened last closes */
+#define PAVA_DESC_NUMBER 4 /* number */
+#define PAVA_DESC_TEXT 5   /* text; NULL where the description has none */
+#define PAVA_DESC_BOOL 6   /* number, 0 or 1 */
 
-/* Field tables of a layout. Item fields are offsets within the item. */
-#define PAVA_TABLE_FIELDS 0
-#define PAVA_TABLE_DECODE_FIELDS 1
-#define PAVA_TABLE_ITEM_FIELDS 2
-#define PAVA_TABLE_ITEM_DECODE_FIELDS 3
+typedef struct pava_desc_token {
+    size_t size;      /* sizeof(pava_desc_token) of the library; later versions only add members */
+    int token;        /* PAVA_DESC_* */
+    const char* name; /* the key within an object; NULL for an element of a list */
+    int64_t number;
+    const char* text;
+} pava_desc_token;
 
-/* Field kinds. */
-#define PAVA_FIELD_RAW 0      /* bytes as they stand, both ways */
-#define PAVA_FIELD_TEXT 1     /* bounded copy both ways: up to the first NUL, NUL-padded */
-#define PAVA_FIELD_TEXT_RAW 2 /* bounded copy out, raw bytes back in */
-#define PAVA_FIELD_DECIMAL 3  /* left-aligned blank-padded decimal */
-
-/* Field flags. */
-#define PAVA_FLAG_CLEAR_MEMBER 1 /* the decoder zeroes the whole member first */
-#define PAVA_FLAG_WRITE_ZERO 2   /* the encoder writes 0 instead of the member */
-#define PAVA_FLAG_NUL_PADDED 4   /* a string decodes to width + 1 bytes, NUL-filled */
-
-typedef struct pava_field_info {
-    int offset;
-    int width;
-    int kind;              /* PAVA_FIELD_* */
-    const char* kind_name; /* "raw", "text", "text/raw", "decimal" */
-    const char* member;    /* the member's name; "none" for a count or constant */
-    int flags;             /* PAVA_FLAG_* */
-} pava_field_info;
-
-/* An id's layout; PAVA_RC_NO_HANDLER when the id is not registered. */
-PAVA_API int PAVA_CALL pava_layout(int id, pava_layout_info* info);
-PAVA_API int PAVA_CALL pava_layout_field(int id, int table, size_t index, pava_field_info* info);
+typedef int(PAVA_CALL* pava_desc_fn)(const pava_desc_token* token, void* user);
+PAVA_API int PAVA_CALL pava_describe(int id, pava_desc_fn fn, void* user);
 
 /* ------------------------------------------------------------------------ */
 /* Log output                                                                */

@@ -20,6 +20,7 @@
 #include "field_codec.h"
 #include "frame_header.h"
 #include "members.h"
+#include "describe.h"
 #include "message.h"
 #include "multiframe/joiner.h"
 #include "read_trace.h"
@@ -31,12 +32,6 @@ static_assert(PAVA_LOG_SINK_STDOUT == PAVA_LOG_STDOUT && PAVA_LOG_SINK_OFF == PA
               PAVA_LOG_SINK_CALLBACK == PAVA_LOG_CALLBACK);
 static_assert(PAVA_FRAME_SIZE == sizeof(PavaMsg) && PAVA_HEADER_SIZE == PAVA_HEAD_LEN &&
               PAVA_BODY_SIZE == MAX_PAVA_MSG_LEN);
-static_assert(PAVA_FIELD_RAW == static_cast<int>(pava::FieldKind::Raw) &&
-              PAVA_FIELD_TEXT == static_cast<int>(pava::FieldKind::Text) &&
-              PAVA_FIELD_TEXT_RAW == static_cast<int>(pava::FieldKind::TextRaw) &&
-              PAVA_FIELD_DECIMAL == static_cast<int>(pava::FieldKind::Decimal));
-static_assert(PAVA_FLAG_CLEAR_MEMBER == pava::kClearMember && PAVA_FLAG_WRITE_ZERO == pava::kWriteZero &&
-              PAVA_FLAG_NUL_PADDED == pava::kNulPadded);
 
 struct pava_record {
     PavaFullData data;
@@ -226,13 +221,6 @@ int guarded(F&& f) noexcept {
 size_t wireSizeOf(const char* head) {
     const int n = readDecimal(head + kHeadLength, head + PAVA_HEAD_LEN);
     return static_cast<size_t>(PAVA_HEAD_LEN + std::clamp(n, 0, MAX_PAVA_MSG_LEN));
-}
-
-int copyFieldInfo(std::span<const Field> fields, size_t index, pava_field_info* info) {
-    if (index >= fields.size()) return PAVA_RC_INDEX;
-    const Field& f = fields[index];
-    *info = {f.offset, f.width, static_cast<int>(f.kind), fieldKindName(f.kind), memberName(f.member), f.flags};
-    return PAVA_RC_OK;
 }
 
 // A record's members that hold something, to the caller's function.
@@ -706,54 +694,11 @@ PAVA_API int PAVA_CALL pava_ids(int* ids, size_t capacity, size_t* count) {
     });
 }
 
-PAVA_API int PAVA_CALL pava_layout(int id, pava_layout_info* info) {
-    if (info == nullptr) return PAVA_RC_NULL;
+PAVA_API int PAVA_CALL pava_describe(int id, pava_desc_fn fn, void* user) {
+    if (fn == nullptr) return PAVA_RC_NULL;
     return guarded([&] {
         const MessageDef* def = findMessage(id);
-        if (def == nullptr) return PAVA_RC_NO_HANDLER;
-        const Layout& layout = def->layout;
-        pava_layout_info out{};
-        out.id = def->id;
-        out.family = familyName(*def);
-        out.length = layout.length;
-        out.field_count = layout.fields.size();
-        out.decode_field_count = layout.decodeFields.size();
-        if (const ListShape* list = layout.list) {
-            out.has_list = 1;
-            out.list_count_at = list->countAt;
-            out.list_count_width = list->countWidth;
-            out.list_items_at = list->itemsAt;
-            out.list_item_size = list->itemSize;
-            out.item_field_count = list->itemFields.size();
-            out.item_decode_field_count = list->itemDecodeFields.size();
-        }
-        const BodyPart& body = layout.body;
-        out.body_kind = bodyKindName(body.kind);
-        out.body_at = body.at;
-        out.body_count_at = body.countAt;
-        out.body_count_width = body.countWidth;
-        out.body_member = body.member == Member::None ? nullptr : memberName(body.member);
-        out.body_words = body.words;
-        *info = out;
-        return PAVA_RC_OK;
-    });
-}
-
-PAVA_API int PAVA_CALL pava_layout_field(int id, int table, size_t index, pava_field_info* info) {
-    if (info == nullptr) return PAVA_RC_NULL;
-    if (table < PAVA_TABLE_FIELDS || table > PAVA_TABLE_ITEM_DECODE_FIELDS) return PAVA_RC_ARGUMENT;
-    return guarded([&] {
-        const MessageDef* def = findMessage(id);
-        if (def == nullptr) return PAVA_RC_NO_HANDLER;
-        const Layout& layout = def->layout;
-        const ListShape noList;
-        const ListShape& list = layout.list != nullptr ? *layout.list : noList;
-        switch (table) {
-        case PAVA_TABLE_FIELDS: return copyFieldInfo(layout.fields, index, info);
-        case PAVA_TABLE_DECODE_FIELDS: return copyFieldInfo(layout.decodeFields, index, info);
-        case PAVA_TABLE_ITEM_FIELDS: return copyFieldInfo(list.itemFields, index, info);
-        default: return copyFieldInfo(list.itemDecodeFields, index, info);
-        }
+        return def == nullptr ? PAVA_RC_NO_HANDLER : describeMessage(*def, fn, user);
     });
 }
 

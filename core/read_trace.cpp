@@ -21,19 +21,6 @@ const char* spanKindName(SpanKind kind) noexcept {
 
 namespace {
 
-// A container's name as the record schema has it.
-const char* containerName(Container c) {
-    static const auto names = [] {
-        std::array<const char*, static_cast<size_t>(Container::FieldList2) + 1> n{};
-        n.fill("?");
-        for (const auto& members : schema())
-            for (const SchemaEntry& e : members)
-                if (e.container != Container::None) n[static_cast<size_t>(e.container)] = e.info.name;
-        return n;
-    }();
-    return static_cast<size_t>(c) < names.size() ? names[static_cast<size_t>(c)] : "?";
-}
-
 // A name after what `out` holds from `start` on, dot-separated.
 void append(std::string& out, size_t start, const char* name) {
     if (out.size() > start) out += '.';
@@ -63,6 +50,20 @@ Slot recordItemSlot(PavaRecordItem& item, const char* name) {
 }
 
 }  // namespace
+
+// A container's name as the record schema has it.
+const char* containerName(Container c) noexcept {
+    static const auto names = [] {
+        std::array<const char*, static_cast<size_t>(Container::FieldList2) + 1> n{};
+        n.fill("?");
+        for (const auto& members : schema())
+            for (const SchemaEntry& e : members)
+                if (e.container != Container::None) n[static_cast<size_t>(e.container)] = e.info.name;
+        return n;
+    }();
+    return static_cast<size_t>(c) < names.size() ? names[static_cast<size_t>(c)] : "?";
+}
+
 
 void appendPathText(std::string& out, const ReadPath& path) {
     const size_t start = out.size();

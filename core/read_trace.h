@@ -26,6 +26,9 @@ enum class SpanKind : uint8_t {
 };
 
 const char* spanKindName(SpanKind kind) noexcept;
+
+// A list's name as the record schema has it ("dataList", "fieldList" ...).
+const char* containerName(Container c) noexcept;
 constexpr SpanKind spanKindOf(FieldKind kind) noexcept {
     return kind == FieldKind::Decimal ? SpanKind::Decimal : kind == FieldKind::Text ? SpanKind::Text : SpanKind::Raw;
 }

@@ -23,34 +23,29 @@ void put(std::string& out, fmt::format_string<Args...> f, Args&&... args) {
     fmt::format_to(std::back_inserter(out), f, std::forward<Args>(args)...);
 }
 
-int fixedEnd(std::span<const Field> fields) {
+using Json = nlohmann::ordered_json;
+
+int fixedEnd(const Json& fields) {
     int end = 0;
-    for (const Field& f : fields) end = std::max(end, f.offset + f.width);
+    for (const Json& f : fields) end = std::max(end, f["offset"].get<int>() + f["width"].get<int>());
     return end;
 }
 
-std::string flagNames(uint8_t flags) {
-    std::string names;
-    const auto add = [&](uint8_t bit, const char* name) {
-        if ((flags & bit) == 0) return;
-        if (!names.empty()) names += ',';
-        names += name;
-    };
-    add(kClearMember, "clear");
-    add(kWriteZero, "zero");
-    add(kNulPadded, "nul-padded");
-    return names;
-}
-
-void putFieldTable(std::string& out, std::span<const Field> fields) {
+void putFieldTable(std::string& out, const Json& fields) {
     if (fields.empty()) {
         put(out, "  (no fields)\n");
         return;
     }
     put(out, "  offset  width  kind      member      flags\n");
-    for (const Field& f : fields) {
-        out += fmt::format("  {:>6}  {:>5}  {:<8}  {:<10}  {}", f.offset, f.width, fieldKindName(f.kind),
-                           memberName(f.member), flagNames(f.flags));
+    for (const Json& f : fields) {
+        const std::string member = f["member"].is_null() ? "none" : f["member"].get<std::string>();
+        std::string flags;
+        for (const Json& flag : f["flags"]) {
+            if (!flags.empty()) flags += ',';
+            flags += flag.get_ref<const std::string&>();
+        }
+        out += fmt::format("  {:>6}  {:>5}  {:<8}  {:<10}  {}", f["offset"].get<int>(), f["width"].get<int>(),
+                           f["kind"].get<std::string>(), member, flags);
         out.erase(out.find_last_not_of(' ') + 1);
         out += '\n';
     }
@@ -65,10 +60,13 @@ std::string shownBytes(std::string_view bytes) {
     return n < bytes.size() ? text + fmt::format(" + {} NUL", bytes.size() - n) : text;
 }
 
-std::string countText(const ListShape& list) {
-    if (list.countWidth == 0) return "one item, no count";
-    return fmt::format("count in {} digits at byte {}", list.countWidth, list.countAt);
+std::string countText(const Json& list) {
+    if (list["countWidth"] == 0) return "one item, no count";
+    return fmt::format("count in {} digits at byte {}", list["countWidth"].get<int>(), list["countAt"].get<int>());
 }
+
+// A text of the description, or its absence.
+std::string textOf(const Json& j) { return j.is_string() ? j.get<std::string>() : std::string(); }
 
 std::string typeChar(char c) {
     return fmt::format("'{}' = {}", escapeBytes({&c, 1}), static_cast<int16_t>(typeDigitValue(c)));
@@ -162,42 +160,48 @@ std::string listIds() {
     return out;
 }
 
-std::string describeLayout(const MessageDef& def) {
-    const Layout& layout = def.layout;
+std::string describeLayout(const Json& j) {
     std::string out;
-    put(out, "{:05} ({}), body length {}\n", def.id, familyName(def),
-        layout.length < 0 ? "varies" : std::to_string(layout.length));
-    putFieldTable(out, layout.fields);
-    if (!layout.decodeFields.empty()) {
+    put(out, "{:05} ({}), body length {}\n", j["id"].get<int>(), textOf(j["family"]),
+        j["length"].is_null() ? "varies" : std::to_string(j["length"].get<int>()));
+    putFieldTable(out, j["fields"]);
+    if (j["readFields"] != j["fields"]) {
         put(out, "the decoder reads:\n");
-        putFieldTable(out, layout.decodeFields);
+        putFieldTable(out, j["readFields"]);
     }
-    if (const ListShape* list = layout.list) {
-        put(out, "items of {} bytes from byte {} ({}), offsets within the item:\n", list->itemSize, list->itemsAt,
-            countText(*list));
-        putFieldTable(out, list->itemFields);
-        if (!list->itemDecodeFields.empty()) {
+    const Json& list = j["list"];
+    if (!list.is_null()) {
+        put(out, "items of {} bytes from byte {} ({}), offsets within the item:\n", list["itemSize"].get<int>(),
+            list["itemsAt"].get<int>(), countText(list));
+        putFieldTable(out, list["itemFields"]);
+        if (list["itemReadFields"] != list["itemFields"]) {
             put(out, "the decoder reads an item as:\n");
-            putFieldTable(out, list->itemDecodeFields);
+            putFieldTable(out, list["itemReadFields"]);
         }
-        if (!list->trailer.empty()) {
+        if (!list["trailer"].empty()) {
             put(out, "behind the last item (offsets from there):\n");
-            putFieldTable(out, list->trailer);
+            putFieldTable(out, list["trailer"]);
         }
     }
-    const BodyPart& body = layout.body;
-    if (body.words != nullptr) {
-        put(out, "from byte {} ({}): {}\n", body.at, bodyKindName(body.kind), body.words);
-        if (layout.list == nullptr && !body.trailer.empty()) {
+    const Json& body = j["body"];
+    if (body["words"].is_string()) {
+        put(out, "from byte {} ({}): {}\n", body["at"].get<int>(), textOf(body["kind"]), textOf(body["words"]));
+        if (list.is_null() && !body["trailer"].empty()) {
             put(out, "behind it (offsets from there):\n");
-            putFieldTable(out, body.trailer);
+            putFieldTable(out, body["trailer"]);
         }
-    } else if (layout.list == nullptr) {
-        const int end = fixedEnd(layout.fields);
-        if (layout.length < 0 || end < layout.length)
+    } else if (list.is_null()) {
+        const int end = fixedEnd(j["fields"]);
+        if (j["length"].is_null() || end < j["length"].get<int>())
             put(out, "the rest of the body, from byte {}, is a tail the codec lays out itself\n", end);
     }
-    const auto members = carriedMembers(def);
+    if (const Json& d = j["description"]; d.is_object() && !d["quirks"].empty())
+        put(out, "quirks: {}\n", fmt::join(d["quirks"].get<std::vector<std::string>>(), " "));
+    if (const Json& s = j["split"]; s.is_object())
+        put(out, "split over frames: {} marks{}{}\n", textOf(s["marks"]),
+            s["headFlagTwo"].get<bool>() ? ", header flag 2 on every frame" : "",
+            s["repair"] == "none" ? std::string() : ", each frame mended before its decode: " + textOf(s["repair"]));
+    const auto members = j["members"].get<std::vector<std::string>>();
     put(out, "members: {}\n", members.empty() ? std::string("none") : fmt::format("{}", fmt::join(members, " ")));
     return out;
 }

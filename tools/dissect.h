@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "message.h"
 
 namespace pava::tool {
@@ -13,8 +15,10 @@ namespace pava::tool {
 // One line per registered id: id, family, declared body length, fixed fields.
 std::string listIds();
 
-// The field table of one codec (and the decoder's, where it reads otherwise).
-std::string describeLayout(const MessageDef& def);
+// One codec's description (layoutJson) as text: its field table, the
+// decoder's where it reads otherwise, the items, what follows the fixed
+// fields, its quirks and split rule, and the members it carries.
+std::string describeLayout(const nlohmann::ordered_json& layout);
 
 // The header, then every body byte as the decoder reads it: each read with
 // its member path, bytes and value, the bytes no read covers as unread; then

@@ -27,13 +27,13 @@ int layout(const std::string& idText, bool json) {
         return fmt::print("{}\n", allLayoutsJson().dump(1)), kExitOk;
     }
     const int id = std::stoi(idText);
-    const pava::MessageDef* def = pava::findMessage(id);
-    if (def == nullptr) {
+    const auto description = layoutJson(id);
+    if (description.is_null()) {
         fmt::print(stderr, "no codec for id {:05}\n", id);
         return kExitUsage;
     }
-    if (json) return fmt::print("{}\n", layoutJson(*def).dump(1)), kExitOk;
-    fmt::print("{}", describeLayout(*def));
+    if (json) return fmt::print("{}\n", description.dump(1)), kExitOk;
+    fmt::print("{}", describeLayout(description));
     return kExitOk;
 }
 

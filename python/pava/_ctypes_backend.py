@@ -251,49 +251,43 @@ def ids():
     return list(out)
 
 
-_FLAG_NAMES = ((1, "clear"), (2, "zero"), (4, "nul-padded"))
-
-
-def _fields(id_, table, count):
-    fields = []
-    info = _lib.FieldInfo()
-    for i in range(count):
-        lib.pava_layout_field(id_, table, i, ctypes.byref(info))
-        member = info.member.decode()
-        fields.append({"offset": info.offset, "width": info.width, "kind": info.kind_name.decode(),
-                       "member": None if member == "none" else member,
-                       "flags": [name for bit, name in _FLAG_NAMES if info.flags & bit]})
-    return fields
-
-
 def layout(id_):
-    """An id's layout as the codecs run it: fixed fields (offset, width, kind,
-    member, flags), the decoder's fields where it reads otherwise, the
-    declared length (None when it varies), the item table of a list of
-    fixed-size items (None when there is none) and what follows the fixed
-    fields ("body": kind, offset, count place, member, words). PavaError
+    """An id's description as the codecs run it (the stream pava_describe
+    hands out, as dicts and lists): fixed fields, the decoder's fields,
+    declared length, items, what follows the fixed fields, the description's
+    tails and quirks, the split rule and the members it carries. PavaError
     0x10008 for an id without a codec."""
-    info = _lib.LayoutInfo()
-    rc = lib.pava_layout(id_, ctypes.byref(info))
+    stack = [[]]
+    keys = []
+
+    def put(name, value):
+        parent = stack[-1]
+        if isinstance(parent, list):
+            parent.append(value)
+        else:
+            parent[name] = value
+
+    def take(token_p, _user):
+        t = token_p.contents
+        name = t.name.decode() if t.name else None
+        if t.token in (_lib.DESC_OBJECT, _lib.DESC_LIST):
+            stack.append({} if t.token == _lib.DESC_OBJECT else [])
+            keys.append(name)
+        elif t.token == _lib.DESC_END:
+            done = stack.pop()
+            put(keys.pop(), done)
+        elif t.token == _lib.DESC_NUMBER:
+            put(name, t.number)
+        elif t.token == _lib.DESC_BOOL:
+            put(name, bool(t.number))
+        elif t.token == _lib.DESC_TEXT:
+            put(name, t.text.decode() if t.text is not None else None)
+        return 0
+
+    rc = lib.pava_describe(id_, _lib.DESC_FN(take), None)
     if rc != _lib.RC_OK:
         raise PavaError(rc)
-    out = {"id": info.id, "family": info.family.decode(),
-           "length": None if info.length < 0 else info.length,
-           "fields": _fields(id_, _lib.TABLE_FIELDS, info.field_count),
-           "decode_fields": _fields(id_, _lib.TABLE_DECODE_FIELDS, info.decode_field_count),
-           "list": None,
-           "body": {"kind": info.body_kind.decode(), "at": info.body_at,
-                    "count_at": None if info.body_count_at < 0 else info.body_count_at,
-                    "count_width": info.body_count_width,
-                    "member": info.body_member.decode() if info.body_member else None,
-                    "words": info.body_words.decode() if info.body_words else None}}
-    if info.has_list:
-        out["list"] = {"count_at": info.list_count_at, "count_width": info.list_count_width,
-                       "items_at": info.list_items_at, "item_size": info.list_item_size,
-                       "fields": _fields(id_, _lib.TABLE_ITEM_FIELDS, info.item_field_count),
-                       "decode_fields": _fields(id_, _lib.TABLE_ITEM_DECODE_FIELDS,
-                                                info.item_decode_field_count)}
-    return out
+    return stack[0][0]
 
 
 _log_callback = None  # kept alive while the library may call it

@@ -38,21 +38,13 @@ class MemberInfo(ctypes.Structure):
                 ("count", ctypes.c_int), ("element", ctypes.c_int)]
 
 
-class LayoutInfo(ctypes.Structure):
-    _fields_ = [("id", ctypes.c_int), ("family", ctypes.c_char_p), ("length", ctypes.c_int),
-                ("field_count", ctypes.c_size_t), ("decode_field_count", ctypes.c_size_t),
-                ("has_list", ctypes.c_int), ("list_count_at", ctypes.c_int),
-                ("list_count_width", ctypes.c_int), ("list_items_at", ctypes.c_int),
-                ("list_item_size", ctypes.c_int), ("item_field_count", ctypes.c_size_t),
-                ("item_decode_field_count", ctypes.c_size_t), ("body_kind", ctypes.c_char_p),
-                ("body_at", ctypes.c_int), ("body_count_at", ctypes.c_int),
-                ("body_count_width", ctypes.c_int), ("body_member", ctypes.c_char_p),
-                ("body_words", ctypes.c_char_p)]
+class DescToken(ctypes.Structure):
+    _fields_ = [("size", ctypes.c_size_t), ("token", ctypes.c_int), ("name", ctypes.c_char_p),
+                ("number", ctypes.c_int64), ("text", ctypes.c_char_p)]
 
 
-class FieldInfo(ctypes.Structure):
-    _fields_ = [("offset", ctypes.c_int), ("width", ctypes.c_int), ("kind", ctypes.c_int),
-                ("kind_name", ctypes.c_char_p), ("member", ctypes.c_char_p), ("flags", ctypes.c_int)]
+DESC_OBJECT, DESC_LIST, DESC_END, DESC_NUMBER, DESC_TEXT, DESC_BOOL = 1, 2, 3, 4, 5, 6
+DESC_FN = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.POINTER(DescToken), ctypes.c_void_p)
 
 
 class Span(ctypes.Structure):
@@ -132,8 +124,7 @@ def _declare(lib):
         "pava_member_at": (i, [i, sz, ctypes.POINTER(MemberInfo)]),
         "pava_ids": (i, [ctypes.POINTER(i), sz, psz]),
         "pava_version": (None, [ctypes.POINTER(i)] * 3),
-        "pava_layout": (i, [i, ctypes.POINTER(LayoutInfo)]),
-        "pava_layout_field": (i, [i, i, sz, ctypes.POINTER(FieldInfo)]),
+        "pava_describe": (i, [i, DESC_FN, p]),
         "pava_set_log": (i, [i, LOG_FN, p]),
     }
     for name, (restype, argtypes) in signatures.items():

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "convert.h"
@@ -196,61 +197,97 @@ PyObject* rcText(PyObject*, PyObject* arg) {
     return PyUnicode_FromString(pava_rc_text(static_cast<int>(rc)));
 }
 
-PyObject* fieldList(int id, int table, size_t count) {
-    PyObject* out = PyList_New(static_cast<Py_ssize_t>(count));
-    if (!out) return nullptr;
-    for (size_t i = 0; i < count; ++i) {
-        pava_field_info f{};
-        pava_layout_field(id, table, i, &f);
-        PyObject* flags = PyList_New(0);
-        const char* names[] = {"clear", "zero", "nul-padded"};
-        for (int bit = 0; flags && bit < 3; ++bit) {
-            if (!(f.flags & (1 << bit))) continue;
-            PyObject* name = PyUnicode_FromString(names[bit]);
-            if (!name || PyList_Append(flags, name) < 0) Py_CLEAR(flags);
-            Py_XDECREF(name);
+// Builds Python dicts and lists from the description stream: each object or
+// list is built apart and put into its parent when it closes. A failure
+// stops the stream with the Python error set.
+class DescBuilder {
+public:
+    ~DescBuilder() {
+        for (Open& o : m_open) {
+            Py_XDECREF(o.name);
+            Py_XDECREF(o.value);
         }
-        const bool none = std::strcmp(f.member, "none") == 0;
-        PyObject* row = flags ? Py_BuildValue("{s:i,s:i,s:s,s:z,s:N}", "offset", f.offset, "width", f.width, "kind",
-                                              f.kind_name, "member", none ? nullptr : f.member, "flags", flags)
-                              : nullptr;
-        if (!row) {
-            Py_DECREF(out);
-            return nullptr;
-        }
-        PyList_SET_ITEM(out, static_cast<Py_ssize_t>(i), row);
+        Py_XDECREF(m_result);
     }
-    return out;
-}
 
-PyObject* optionalInt(int v) { return v < 0 ? Py_NewRef(Py_None) : PyLong_FromLong(v); }
+    static int PAVA_CALL take(const pava_desc_token* t, void* user) {
+        return static_cast<DescBuilder*>(user)->add(*t) ? 0 : 1;
+    }
+
+    // The whole description (a new reference), or null.
+    PyObject* release() { return std::exchange(m_result, nullptr); }
+
+private:
+    struct Open {
+        PyObject* name;  // the key in the parent; null in a list or at the top
+        PyObject* value;
+    };
+
+    bool add(const pava_desc_token& t) {
+        switch (t.token) {
+        case PAVA_DESC_OBJECT:
+        case PAVA_DESC_LIST: {
+            PyObject* name = t.name != nullptr ? PyUnicode_FromString(t.name) : nullptr;
+            PyObject* value = t.token == PAVA_DESC_OBJECT ? PyDict_New() : PyList_New(0);
+            if ((t.name != nullptr && !name) || !value) {
+                Py_XDECREF(name);
+                Py_XDECREF(value);
+                return false;
+            }
+            m_open.push_back({name, value});
+            return true;
+        }
+        case PAVA_DESC_END: {
+            const Open done = m_open.back();
+            m_open.pop_back();
+            if (m_open.empty()) {
+                Py_XDECREF(done.name);
+                m_result = done.value;
+                return true;
+            }
+            const bool ok = put(done.name, done.value);
+            Py_XDECREF(done.name);
+            Py_DECREF(done.value);
+            return ok;
+        }
+        case PAVA_DESC_NUMBER: return putNew(t.name, PyLong_FromLongLong(t.number));
+        case PAVA_DESC_BOOL: return putNew(t.name, PyBool_FromLong(t.number != 0));
+        case PAVA_DESC_TEXT:
+            return putNew(t.name, t.text != nullptr ? PyUnicode_FromString(t.text) : Py_NewRef(Py_None));
+        default: return true;
+        }
+    }
+
+    bool put(PyObject* name, PyObject* value) {
+        PyObject* parent = m_open.back().value;
+        return PyList_Check(parent) ? PyList_Append(parent, value) == 0 : PyDict_SetItem(parent, name, value) == 0;
+    }
+
+    // Puts a new reference (null: a failure already set) and drops it.
+    bool putNew(const char* name, PyObject* value) {
+        if (!value) return false;
+        bool ok = false;
+        if (PyList_Check(m_open.back().value)) {
+            ok = PyList_Append(m_open.back().value, value) == 0;
+        } else {
+            ok = PyDict_SetItemString(m_open.back().value, name, value) == 0;
+        }
+        Py_DECREF(value);
+        return ok;
+    }
+
+    std::vector<Open> m_open;
+    PyObject* m_result = nullptr;
+};
 
 PyObject* layout(PyObject*, PyObject* arg) {
     const long id = PyLong_AsLong(arg);
     if (id == -1 && PyErr_Occurred()) return nullptr;
-    pava_layout_info info{};
-    if (const int rc = pava_layout(static_cast<int>(id), &info); rc != PAVA_RC_OK) return pavaError(rc, nullptr, nullptr);
-    PyObject* list = Py_NewRef(Py_None);
-    if (info.has_list) {
-        Py_DECREF(list);
-        list = Py_BuildValue("{s:i,s:i,s:i,s:i,s:N,s:N}", "count_at", info.list_count_at, "count_width",
-                             info.list_count_width, "items_at", info.list_items_at, "item_size", info.list_item_size,
-                             "fields", fieldList(info.id, PAVA_TABLE_ITEM_FIELDS, info.item_field_count),
-                             "decode_fields",
-                             fieldList(info.id, PAVA_TABLE_ITEM_DECODE_FIELDS, info.item_decode_field_count));
-        if (!list) return nullptr;
-    }
-    PyObject* body = Py_BuildValue("{s:s,s:i,s:N,s:i,s:z,s:z}", "kind", info.body_kind, "at", info.body_at,
-                                   "count_at", optionalInt(info.body_count_at), "count_width", info.body_count_width,
-                                   "member", info.body_member, "words", info.body_words);
-    if (!body) {
-        Py_DECREF(list);
-        return nullptr;
-    }
-    return Py_BuildValue("{s:i,s:s,s:N,s:N,s:N,s:N,s:N}", "id", info.id, "family", info.family, "length",
-                         optionalInt(info.length), "fields", fieldList(info.id, PAVA_TABLE_FIELDS, info.field_count),
-                         "decode_fields", fieldList(info.id, PAVA_TABLE_DECODE_FIELDS, info.decode_field_count),
-                         "list", list, "body", body);
+    DescBuilder builder;
+    const int rc = pava_describe(static_cast<int>(id), DescBuilder::take, &builder);
+    if (rc == PAVA_RC_OK) return builder.release();
+    if (PyErr_Occurred()) return nullptr;
+    return pavaError(rc, nullptr, nullptr);
 }
 
 // The library's log lines to the Python callable; any thread, GIL held or not.
@@ -362,11 +399,10 @@ PyMethodDef kMethods[] = {
      "version($module, /)\n--\n\nThe loaded library's version, (major, minor, patch)."},
     {"layout", layout, METH_O,
      "layout($module, id, /)\n--\n\n"
-     "An id's layout as the codecs run it: fixed fields (offset, width, kind,\n"
-     "member, flags), the decoder's fields where it reads otherwise, the\n"
-     "declared length (None when it varies), the item table of a list of\n"
-     "fixed-size items (None when there is none) and what follows the fixed\n"
-     "fields (\"body\": kind, offset, count place, member, words). PavaError\n"
+     "An id's description as the codecs run it (the stream pava_describe hands\n"
+     "out, as dicts and lists): fixed fields, the decoder's fields, declared\n"
+     "length, items, what follows the fixed fields, the description's tails\n"
+     "and quirks, the split rule and the members it carries. PavaError\n"
      "0x10008 for an id without a codec."},
     {"members", members, METH_O, "The members of an object type: (name, kind, size, count, element) each."},
     {"rc_text", rcText, METH_O, "What a return code means."},

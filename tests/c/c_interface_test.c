@@ -240,12 +240,29 @@ static void test_encode_and_decode(void) {
     pava_record_free(back);
 }
 
+/* What a description stream looked like: its nesting and two of 20020's values. */
+struct desc_check {
+    int tokens, depth, closed_at_top, bad, stop_after;
+    int64_t item_size;
+    int flag_two;
+};
+
+static int PAVA_CALL check_token(const pava_desc_token* t, void* user) {
+    struct desc_check* d = (struct desc_check*)user;
+    ++d->tokens;
+    if (t->size != sizeof *t || (d->depth == 0 && (t->token != PAVA_DESC_OBJECT || d->tokens > 1))) d->bad = 1;
+    if (t->token == PAVA_DESC_OBJECT || t->token == PAVA_DESC_LIST) ++d->depth;
+    if (t->token == PAVA_DESC_END && --d->depth == 0) ++d->closed_at_top;
+    if (t->token == PAVA_DESC_NUMBER && t->name && strcmp(t->name, "itemSize") == 0 && d->item_size == 0)
+        d->item_size = t->number;
+    if (t->token == PAVA_DESC_BOOL && t->name && strcmp(t->name, "headFlagTwo") == 0) d->flag_two = (int)t->number;
+    return d->stop_after != 0 && d->tokens == d->stop_after ? 7 : 0;
+}
+
 static void test_tables(void) {
     int ids[512];
     size_t count = 0, n = 0;
     pava_member_info member;
-    pava_layout_info layout;
-    pava_field_info field;
 
     CHECK_RC(pava_ids(NULL, 0, &count), PAVA_RC_BUFFER);
     CHECK(count > 100 && count <= 512);
@@ -258,15 +275,21 @@ static void test_tables(void) {
     CHECK_RC(pava_member_count(6, &n), PAVA_RC_ARGUMENT);
     CHECK_RC(pava_member_at(-1, 0, &member), PAVA_RC_ARGUMENT);
 
-    CHECK_RC(pava_layout(20020, &layout), PAVA_RC_OK);
-    CHECK(layout.id == 20020 && layout.length == -1 && layout.has_list == 1 && layout.list_item_size == 20);
-    CHECK(layout.body_words != NULL && strcmp(layout.body_kind, "fixed") != 0 && layout.body_count_at >= 0);
-    CHECK_RC(pava_layout_field(20020, PAVA_TABLE_ITEM_FIELDS, layout.item_field_count, &field), PAVA_RC_INDEX);
-    CHECK_RC(pava_layout_field(20001, PAVA_TABLE_ITEM_FIELDS, 0, &field), PAVA_RC_INDEX);
-    CHECK_RC(pava_layout_field(20001, 4, 0, &field), PAVA_RC_ARGUMENT);
-    CHECK_RC(pava_layout(12345, &layout), PAVA_RC_NO_HANDLER);
-    CHECK_RC(pava_layout_field(12345, PAVA_TABLE_FIELDS, 0, &field), PAVA_RC_NO_HANDLER);
-    CHECK_RC(pava_layout(20001, NULL), PAVA_RC_NULL);
+    /* Every description is one balanced object; a callback's answer stops it. */
+    for (size_t i = 0; i < count; ++i) {
+        struct desc_check d = {0};
+        CHECK_RC(pava_describe(ids[i], check_token, &d), PAVA_RC_OK);
+        CHECK(d.tokens > 10 && d.depth == 0 && d.closed_at_top == 1 && d.bad == 0);
+        if (ids[i] == 20020) CHECK(d.item_size == 20 && d.flag_two == 1);
+    }
+    {
+        struct desc_check d = {0};
+        d.stop_after = 3;
+        CHECK_RC(pava_describe(20020, check_token, &d), 7);
+        CHECK(d.tokens == 3);
+    }
+    CHECK_RC(pava_describe(12345, check_token, NULL), PAVA_RC_NO_HANDLER);
+    CHECK_RC(pava_describe(20001, NULL, NULL), PAVA_RC_NULL);
     CHECK(strcmp(pava_rc_text(PAVA_RC_TOO_LONG), "bytes longer than the character array") == 0);
     CHECK(strcmp(pava_rc_text(42), "unknown code") == 0);
     /* Log sinks refused. */

@@ -5,6 +5,7 @@
 
 #include "dissect.h"
 #include "layout_json.h"
+#include "message.h"
 
 namespace pava::tool {
 namespace {
@@ -30,7 +31,7 @@ TEST(LayoutDescription, EveryVariableBodyIsDescribedWithinTheBody) {
             EXPECT_TRUE(fieldsFit(list->itemReadFields(), list->itemSize));
         }
         // A description the JSON carries whole: the dissector reads nothing else.
-        const auto j = layoutJson(*def);
+        const auto j = layoutJson(def->id);
         EXPECT_EQ(j["body"]["kind"], bodyKindName(body.kind));
         EXPECT_EQ(j["readFields"].size(), layout.readFields().size());
     }
@@ -41,12 +42,12 @@ TEST(LayoutDescription, EveryVariableBodyIsDescribedWithinTheBody) {
 TEST(LayoutDescription, SettingRowsAsTheDecoderReadsThem) {
     const MessageDef* def = findMessage(209);
     ASSERT_NE(def, nullptr);
-    const std::string text = describeLayout(*def);
+    const std::string text = describeLayout(layoutJson(209));
     EXPECT_NE(text.find("items of 192 bytes from byte 4 (count in 4 digits at byte 0)"), std::string::npos) << text;
     EXPECT_NE(text.find("       0    192  text      setText\n"), std::string::npos) << text;
     EXPECT_NE(text.find("members: setText\n"), std::string::npos) << text;
 
-    const auto j = layoutJson(*def);
+    const auto j = layoutJson(def->id);
     EXPECT_EQ(j["list"]["itemSize"], 192);
     EXPECT_EQ(j["list"]["itemReadFields"][0]["owner"], "setting");
     EXPECT_EQ(j["members"], nlohmann::ordered_json::array({"setText"}));
@@ -55,9 +56,8 @@ TEST(LayoutDescription, SettingRowsAsTheDecoderReadsThem) {
 // Members of the algorithmic bodies are named too: what the items carry and
 // the trailer behind them.
 TEST(LayoutDescription, MembersIncludeVariableParts) {
-    const auto members = carriedMembers(*findMessage(20170));
-    EXPECT_EQ(members, (std::vector<std::string>{"text12b", "intValue2", "itemId", "itemText", "intValue4"}));
-    const auto j = layoutJson(*findMessage(20170));
+    const auto j = layoutJson(20170);
+    EXPECT_EQ(j["members"], nlohmann::ordered_json::array({"text12b", "intValue2", "itemId", "itemText", "intValue4"}));
     EXPECT_EQ(j["body"]["kind"], "escaped-items");
     EXPECT_EQ(j["body"]["countAt"], 14);
     EXPECT_EQ(j["body"]["trailer"][0]["member"], "intValue4");

@@ -111,8 +111,10 @@ def test_ids_and_layouts():
     assert ids == sorted(set(ids)) and 20001 in ids and 12345 not in ids
     assert pava.layout(209)["body"]["kind"] != "fixed"
     assert all(pava.layout(i)["id"] == i and pava.layout(i)["family"] != "?" for i in ids)
-    assert pava.layout(20020)["list"]["fields"][0] == {"offset": 0, "width": 4, "kind": "decimal",
-                                                       "member": "itemId", "flags": []}
+    assert pava.layout(20020)["list"]["itemFields"][0] == {"offset": 0, "width": 4, "kind": "decimal",
+                                                           "member": "itemId", "owner": "item", "number": True,
+                                                           "keeps": 4, "flags": []}
+    assert pava.layout(20020)["split"]["headFlagTwo"] is True
     with pytest.raises(pava.PavaError) as caught:
         pava.layout(12345)
     assert caught.value.code == 0x10008

@@ -8,7 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "layout_json.h"
+#include "describe.h"
 #include "message.h"
 #include "record_check.h"
 
@@ -254,8 +254,8 @@ Match parseMatch(const Json& j, const std::string& where) {
     for (const Condition& c : m.conditions) {
         if (inHeader(c.member)) continue;
         for (const int id : m.ids) {
-            const std::vector<std::string> carried = carriedMembers(*findMessage(id));
-            if (std::find(carried.begin(), carried.end(), memberName(c.member)) == carried.end())
+            const std::vector<Member> carried = carriedMembers(*findMessage(id));
+            if (std::find(carried.begin(), carried.end(), c.member) == carried.end())
                 fail(at(where, memberName(c.member)), fmt::format("id {:05} does not carry this member", id));
         }
     }

@@ -770,6 +770,12 @@ void register_pava() {
     register_cleanup_routine(clear_state);
 }
 
+int PAVA_CALL take_family(const pava_desc_token* token, void* user) {
+    if (token->token != PAVA_DESC_TEXT || token->name == nullptr || std::strcmp(token->name, "family") != 0) return 0;
+    *static_cast<std::string*>(user) = token->text != nullptr ? token->text : "";
+    return 1;  // nothing more is needed
+}
+
 void handoff_pava() {
     pava_set_log(PAVA_LOG_SINK_OFF, nullptr, nullptr);
     size_t count = 0;
@@ -777,8 +783,10 @@ void handoff_pava() {
     std::vector<int> ids(count);
     if (pava_ids(ids.data(), ids.size(), &count) == PAVA_RC_OK) {
         for (const int id : ids) {
-            pava_layout_info layout{};
-            if (pava_layout(id, &layout) == PAVA_RC_OK) family_of_id[id] = layout.family ? layout.family : "";
+            // The family is the description's first text at the top level.
+            std::string family;
+            pava_describe(id, take_family, &family);
+            family_of_id[id] = family;
         }
     }
     pava_handle = register_dissector("pava", dissect_pava, proto_pava);

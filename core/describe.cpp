@@ -1,0 +1,329 @@
+// The description export: what each registered id's codec runs, handed out
+// through pava_describe as one stream of tokens (objects and lists opened and
+// closed around named numbers, texts and truth values). Every reader of the
+// descriptions (`pava layout`, the Python package, the Wireshark dissector
+// generator) takes them from this stream, in this one vocabulary.
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "ZMPavaAnalyzerC.h"
+#include "body.h"
+#include "describe.h"
+#include "message.h"
+#include "multiframe/item_list.h"
+#include "read_trace.h"
+
+namespace pava {
+
+namespace {
+
+// The token writer: a callback's non-zero answer stops the stream, and every
+// token after it is dropped.
+class Out {
+public:
+    Out(pava_desc_fn fn, void* user) noexcept : m_fn(fn), m_user(user) {}
+
+    void object(const char* name = nullptr) { put(PAVA_DESC_OBJECT, name); }
+    void list(const char* name = nullptr) { put(PAVA_DESC_LIST, name); }
+    void end() { put(PAVA_DESC_END, nullptr); }
+    void number(const char* name, int64_t value) { put(PAVA_DESC_NUMBER, name, value); }
+    // A number, or none when negative.
+    void place(const char* name, int64_t value) { value < 0 ? text(name, nullptr) : number(name, value); }
+    void text(const char* name, const char* value) { put(PAVA_DESC_TEXT, name, 0, value); }
+    void flag(const char* name, bool value) { put(PAVA_DESC_BOOL, name, value ? 1 : 0); }
+    int rc() const noexcept { return m_rc; }
+
+private:
+    void put(int token, const char* name, int64_t number = 0, const char* text = nullptr) {
+        if (m_rc != 0) return;
+        const pava_desc_token t{sizeof(pava_desc_token), token, name, number, text};
+        m_rc = m_fn(&t, m_user);
+    }
+
+    pava_desc_fn m_fn;
+    void* m_user;
+    int m_rc = 0;
+};
+
+}  // namespace
+
+const char* ownerName(MemberOwner owner) noexcept {
+    switch (owner) {
+    case MemberOwner::Record: return "record";
+    case MemberOwner::Item: return "item";
+    case MemberOwner::Setting: return "setting";
+    case MemberOwner::Field: return "field";
+    case MemberOwner::None: break;
+    }
+    return nullptr;
+}
+
+// The objects are never written: slotOf only finds the member's place in them.
+Slot slotIn(Member m) {
+    static const PavaFullData rec{};
+    static const PavaDataItem item{};
+    static const PavaSettingItem setting{};
+    static const PavaFieldItem entry{};
+    switch (memberOwner(m)) {
+    case MemberOwner::Record: return slotOf(const_cast<PavaFullData&>(rec), m);
+    case MemberOwner::Item: return slotOf(const_cast<PavaDataItem&>(item), m);
+    case MemberOwner::Setting: return slotOf(const_cast<PavaSettingItem&>(setting), m);
+    case MemberOwner::Field: return slotOf(const_cast<PavaFieldItem&>(entry), m);
+    case MemberOwner::None: break;
+    }
+    return {};
+}
+
+namespace {
+
+void field(Out& out, const Field& f) {
+    out.object();
+    out.number("offset", f.offset);
+    out.number("width", f.width);
+    out.text("kind", fieldKindName(f.kind));
+    const bool none = f.member == Member::None;
+    out.text("member", none ? nullptr : memberName(f.member));
+    out.text("owner", none ? nullptr : ownerName(memberOwner(f.member)));
+    const Slot slot = none ? Slot{} : slotIn(f.member);
+    out.flag("number", none || slot.type == SlotType::Int32 || slot.type == SlotType::UInt16);
+    // The bytes of the field the decoder keeps: a character array takes no
+    // more than its size, anything else the whole field.
+    out.number("keeps", slot.type == SlotType::Chars ? std::min<int>(f.width, slot.size) : f.width);
+    out.list("flags");
+    if ((f.flags & kClearMember) != 0) out.text(nullptr, "clear");
+    if ((f.flags & kWriteZero) != 0) out.text(nullptr, "zero");
+    if ((f.flags & kNulPadded) != 0) out.text(nullptr, "nul-padded");
+    out.end();
+    out.end();
+}
+
+void fields(Out& out, const char* name, std::span<const Field> table) {
+    out.list(name);
+    for (const Field& f : table) field(out, f);
+    out.end();
+}
+
+const char* marksName(FrameMarks marks) noexcept {
+    return marks == FrameMarks::Numbered ? "numbered" : "continuation";
+}
+
+const char* repairName(FrameRepair repair) noexcept {
+    switch (repair) {
+    case FrameRepair::None: return "none";
+    case FrameRepair::OwnCount: return "own-count";
+    case FrameRepair::CountedBlocks: return "counted-blocks";
+    case FrameRepair::SteppedValues: return "stepped-values";
+    }
+    return "?";
+}
+
+const char* fitName(FitRule::Kind kind) noexcept {
+    switch (kind) {
+    case FitRule::Kind::None: return "none";
+    case FitRule::Kind::RunningCount: return "running-count";
+    case FitRule::Kind::EntrySpace: return "entry-space";
+    case FitRule::Kind::FrameSpace: return "frame-space";
+    }
+    return "?";
+}
+
+const char* listName(Container c) noexcept { return c == Container::None ? nullptr : containerName(c); }
+
+void textTail(Out& out, const TextToEnd& t) {
+    out.text("kind", "text");
+    out.number("at", t.at);
+    out.text("member", memberName(stringMember(t.text)));
+    out.number("cap", t.cap);
+    out.text("tooLong", t.tooLong);
+    out.text("length", textLengthName(t.length));
+    out.text("badLength", t.badLength);
+    if (t.length == TextLength::OnEntry) out.number("readCap", t.readCap);
+}
+
+void rowsTail(Out& out, const Rows& r) {
+    out.text("kind", "rows");
+    out.text("list", listName(r.list));
+    out.place("countAt", r.countAt);
+    out.number("countWidth", r.countWidth);
+    out.text("countMember", r.countMember == Member::None ? nullptr : memberName(r.countMember));
+    out.number("first", r.first);
+    out.number("stride", r.stride);
+    out.number("limit", r.limit);
+    fields(out, "fields", r.fields);
+    out.text("tooMany", r.tooMany);
+}
+
+void recordsTail(Out& out, const RecordBlocks& r) {
+    out.text("kind", "records");
+    out.text("list", listName(Container::RecordList));
+    out.number("countAt", r.countAt);
+    out.number("countWidth", r.countWidth);
+    out.number("maxRecords", r.maxRecords);
+    out.text("tooManyRecords", r.tooManyRecords);
+    out.number("first", r.first);
+    out.number("numberWidth", r.numberWidth);
+    out.number("entryCountWidth", r.entryCountWidth);
+    out.number("maxEntries", r.maxEntries);
+    out.text("tooManyEntries", r.tooManyEntries);
+    out.number("entrySize", r.entrySize);
+    fields(out, "entryFields", r.entryWrite);
+    fields(out, "entryReadFields", r.entryRead);
+}
+
+void itemsTail(Out& out, const OneFrameList& l) {
+    const ListLayout& list = l.list;
+    out.text("kind", "items");
+    out.text("list", listName(Container::DataList));
+    out.text("format", bodyKindName(list.item.kind));
+    out.place("countAt", list.countAt);
+    out.number("countWidth", list.countAt == kNoCount ? 0 : kCountWidth);
+    out.number("itemsAt", list.itemsAt);
+    out.number("itemSize", list.item.size);
+    fields(out, "itemFields", list.item.fields);
+    fields(out, "itemReadFields", list.item.readFields());
+    out.place("textCut", list.item.textCut == kNoCut ? -1 : list.item.textCut);
+    fields(out, "trailer", list.trailer);
+    out.number("trailerLength", list.trailerLength);
+    out.flag("trailerRead", list.trailerRead);
+    out.object("fit");
+    out.text("rule", fitName(l.fit.kind));
+    out.number("start", l.fit.start);
+    out.number("step", l.fit.step);
+    out.number("limit", l.fit.limit);
+    out.number("reserve", l.fit.reserve);
+    out.flag("firstItemToo", l.fit.firstItemToo);
+    out.end();
+    out.text("tooLong", l.tooLong);
+}
+
+void tail(Out& out, const char* name, const Tail& t) {
+    if (t.empty()) return out.text(name, nullptr);
+    out.object(name);
+    if (t.text != nullptr) textTail(out, *t.text);
+    if (t.rows != nullptr) rowsTail(out, *t.rows);
+    if (t.records != nullptr) recordsTail(out, *t.records);
+    if (t.items != nullptr) itemsTail(out, *t.items);
+    out.end();
+}
+
+void description(Out& out, const Description* d) {
+    if (d == nullptr) return out.text("description", nullptr);
+    out.object("description");
+    out.text("encodeEntry", d->encodeEntry);
+    out.text("decodeEntry", d->decodeEntry);
+    out.text("nullFrame", d->nullFrame);
+    out.place("alsoDecodeEntryOf", d->alsoDecodeEntryOf == 0 ? -1 : d->alsoDecodeEntryOf);
+    out.text("counts", listName(d->counts));
+    out.list("quirks");
+    for (const QuirkName& q : kQuirkNames)
+        if (d->has(q.quirk)) out.text(nullptr, q.name);
+    out.end();
+    tail(out, "write", d->write);
+    tail(out, "read", d->read);
+    out.end();
+}
+
+void split(Out& out, const SplitRule* s) {
+    if (s == nullptr) return out.text("split", nullptr);
+    out.object("split");
+    out.text("list", listName(s->list));
+    out.text("marks", marksName(s->marks));
+    out.flag("headFlagTwo", s->headFlagTwo);
+    out.text("repair", repairName(s->repair));
+    if (s->repair != FrameRepair::None) {
+        out.number("countAt", s->countAt);
+        out.number("countWidth", s->countWidth);
+    }
+    if (s->repair == FrameRepair::OwnCount) {
+        out.number("ownCountAt", s->ownCountAt);
+        out.place("restoreAt", s->restoreAt);
+        out.number("restoreWidth", s->restoreWidth);
+        out.number("restore", s->restore);
+    }
+    if (s->repair == FrameRepair::CountedBlocks || s->repair == FrameRepair::SteppedValues) {
+        out.number("itemsAt", s->itemsAt);
+        out.number("itemHead", s->itemHead);
+        out.number("widthAt", s->widthAt);
+    }
+    out.end();
+}
+
+// The items of a list whose items all have one size, as a table.
+void listShape(Out& out, const ListShape* list) {
+    if (list == nullptr) return out.text("list", nullptr);
+    out.object("list");
+    out.place("countAt", list->countWidth == 0 ? -1 : list->countAt);
+    out.number("countWidth", list->countWidth);
+    out.number("itemsAt", list->itemsAt);
+    out.number("itemSize", list->itemSize);
+    fields(out, "itemFields", list->itemFields);
+    fields(out, "itemReadFields", list->itemReadFields());
+    fields(out, "trailer", list->trailer);
+    out.end();
+}
+
+// What follows the fixed fields, in words for a reader.
+void bodyPart(Out& out, const BodyPart& body) {
+    out.object("body");
+    out.text("kind", bodyKindName(body.kind));
+    out.number("at", body.at);
+    out.place("countAt", body.countAt);
+    out.number("countWidth", body.countWidth);
+    out.text("member", body.member == Member::None ? nullptr : memberName(body.member));
+    out.text("words", body.words);
+    out.list("carries");
+    for (const Member m : body.carries) out.text(nullptr, memberName(m));
+    out.end();
+    fields(out, "trailer", body.trailer);
+    out.place("textCut", body.textCut > 0 ? body.textCut : -1);
+    out.end();
+}
+
+void addMembers(std::vector<Member>& out, std::span<const Field> table) {
+    for (const Field& f : table) addMember(out, f.member);
+}
+
+}  // namespace
+
+void addMember(std::vector<Member>& out, Member m) {
+    if (m != Member::None && std::find(out.begin(), out.end(), m) == out.end()) out.push_back(m);
+}
+
+std::vector<Member> carriedMembers(const MessageDef& def) {
+    const Layout& layout = def.layout;
+    std::vector<Member> out;
+    addMembers(out, layout.fields);
+    addMembers(out, layout.decodeFields);
+    addMember(out, layout.body.member);
+    for (const Member m : layout.body.carries) addMember(out, m);
+    addMembers(out, layout.body.trailer);
+    if (const ListShape* list = layout.list) {
+        addMembers(out, list->itemFields);
+        addMembers(out, list->itemDecodeFields);
+        addMembers(out, list->trailer);
+    }
+    return out;
+}
+
+int describeMessage(const MessageDef& def, pava_desc_fn fn, void* user) {
+    Out out(fn, user);
+    const Layout& layout = def.layout;
+    out.object();
+    out.number("id", def.id);
+    out.text("family", familyName(def));
+    out.place("length", layout.length);
+    fields(out, "fields", layout.fields);
+    fields(out, "readFields", layout.readFields());
+    listShape(out, layout.list);
+    bodyPart(out, layout.body);
+    description(out, def.description);
+    split(out, def.split);
+    out.list("members");
+    for (const Member m : carriedMembers(def)) out.text(nullptr, memberName(m));
+    out.end();
+    out.end();
+    return out.rc();
+}
+
+}  // namespace pava
