@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -62,6 +65,31 @@ TEST(LayoutDescription, MembersIncludeVariableParts) {
     EXPECT_EQ(j["body"]["countAt"], 14);
     EXPECT_EQ(j["body"]["trailer"][0]["member"], "intValue4");
     EXPECT_EQ(allLayoutsJson().size(), registeredMessages().size());
+}
+
+void collectKeys(const nlohmann::ordered_json& j, std::set<std::string>& keys) {
+    if (j.is_object())
+        for (const auto& [key, value] : j.items()) keys.insert(key), collectKeys(value, keys);
+    else if (j.is_array())
+        for (const auto& value : j) collectKeys(value, keys);
+}
+
+// The description's reference names every key the stream uses, and every
+// quirk and tail kind: a construct added without its words fails here.
+TEST(LayoutDescription, TheReferenceNamesEveryKey) {
+    std::ifstream in(PAVA_LAYOUT_DOC);
+    const std::string doc((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ASSERT_FALSE(doc.empty());
+    std::set<std::string> names;
+    const auto all = allLayoutsJson();
+    collectKeys(all, names);
+    for (const auto& j : all) {
+        if (!j["description"].is_object()) continue;
+        for (const auto& q : j["description"]["quirks"]) names.insert(q.get<std::string>());
+        for (const char* side : {"write", "read"})
+            if (j["description"][side].is_object()) names.insert(j["description"][side]["kind"].get<std::string>());
+    }
+    for (const std::string& name : names) EXPECT_NE(doc.find("`" + name + "`"), std::string::npos) << name;
 }
 
 }  // namespace
