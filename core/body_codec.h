@@ -77,23 +77,12 @@ int64_t rowsHeld(const PavaFullData& rec) noexcept {
 
 constexpr int kCodeRowSize = static_cast<int>(sizeof PavaFileBlock::fbCodes[0]);
 
-// One field of a code row (a character array): a bounded or raw copy out,
-// never past the array back in.
-template <Field F>
-void writeCodeField(const char* row, char* dest) noexcept {
-    if constexpr (F.kind == FieldKind::Raw)
-        copyRawField(dest + F.offset, F.width, row, kCodeRowSize);
-    else
-        copyTextField(dest + F.offset, F.width, row, kCodeRowSize);
-}
+// A code row as the slot of its fields: a character array.
+inline Slot codeRow(const char* row) noexcept { return Slot{SlotType::Chars, const_cast<char*>(row), kCodeRowSize}; }
 
 template <Field F>
 void readCodeField(const char* src, char* row, const ReadTrace& trace, Container list, int64_t k) {
-    constexpr int width = F.width < kCodeRowSize ? F.width : kCodeRowSize;
-    if constexpr (F.kind == FieldKind::Text)
-        copyTextField(row, width, src + F.offset, F.width);
-    else
-        std::memcpy(row, src + F.offset, width);
+    readField(F, src + F.offset, codeRow(row));
     if (trace) trace.read(src + F.offset, F.width, spanKindOf(F.kind), kRecordPath.item(list, static_cast<size_t>(k)));
 }
 
@@ -109,7 +98,7 @@ int writeRows(const PavaFullData& rec, char* body) noexcept {
             writeFields(R.fields, rec.settingList[static_cast<size_t>(k)], body + at, R.stride);
         } else {
             [&]<size_t... I>(std::index_sequence<I...>) {
-                (writeCodeField<R.fields[I]>(rec.fileBlock.fbCodes[k], body + at), ...);
+                (writeField(R.fields[I], codeRow(rec.fileBlock.fbCodes[k]), body + at + R.fields[I].offset), ...);
             }(std::make_index_sequence<R.fields.size()>{});
         }
     }
@@ -148,30 +137,6 @@ int readRows(const PavaMsg& frame, CPavaMsgAnalyze& an) {
         }
     }
     return 0;
-}
-
-// One field of an entry (PavaFieldItem) read back, its form and member fixed
-// at compile time: the steps the field reader takes for a text member, or
-// the field reader itself for any other.
-template <Field F>
-void readEntryField(const char* src, PavaFieldItem& entry) {
-    if constexpr (F.member == Member::fieldText1 || F.member == Member::fieldText2) {
-        std::string& text = F.member == Member::fieldText1 ? entry.fieldText1 : entry.fieldText2;
-        const char* from = src + F.offset;
-        const auto n = static_cast<size_t>(F.kind == FieldKind::Text ? fieldTextLength(from, F.width) : F.width);
-        if constexpr ((F.flags & ~kNulPadded) != 0) {
-            static constexpr Field kOne[] = {F};
-            readFields(std::span<const Field>(kOne), src, F.offset + F.width, entry);
-        } else if constexpr ((F.flags & kNulPadded) != 0) {
-            text.assign(static_cast<size_t>(F.width) + 1, '\0');
-            text.replace(0, n, from, n);
-        } else {
-            text.assign(from, n);
-        }
-    } else {
-        static constexpr Field kOne[] = {F};
-        readFields(std::span<const Field>(kOne), src, F.offset + F.width, entry);
-    }
 }
 
 // Record blocks: the body length, or -1 once a count is refused.
@@ -233,7 +198,7 @@ int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
             if (pos + R.entrySize > kBody) return -1;
             PavaFieldItem& entry = record.fields.next();
             [&]<size_t... I>(std::index_sequence<I...>) {
-                (readEntryField<R.entryRead[I]>(body + pos, entry), ...);
+                (readFieldOf<R.entryRead[I]>(body + pos, entry), ...);
             }(std::make_index_sequence<R.entryRead.size()>{});
             if (trace) trace.fields(R.entryRead, body + pos, path.item(Container::FieldList, record.fields.size()));
             record.fields.keep();

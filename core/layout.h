@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <utility>
@@ -109,6 +110,81 @@ struct Layout {
 
 const char* fieldKindName(FieldKind kind) noexcept;
 
+// The forms of one field, written once: every driver of field tables (the
+// table walk of writeFields/readFields, the per-item tables of ItemFields,
+// the tables unrolled at compile time) writes and reads a field through
+// these two, given the slot of its member. They are inline, so that a
+// driver whose field and member are constants compiles to the form alone.
+//
+// Out: a decimal of the number member (0 with kWriteZero, or for a member
+// that is no number); a raw or bounded text copy of a character array or
+// string (no member: NUL bytes).
+PAVA_ALWAYS_INLINE void writeField(const Field& f, const Slot& s, char* to) noexcept {
+    if (f.kind == FieldKind::Decimal) {
+        int32_t v = 0;
+        if ((f.flags & kWriteZero) == 0) {
+            if (s.type == SlotType::Int32) v = *static_cast<const int32_t*>(s.ptr);
+            if (s.type == SlotType::UInt16) v = *static_cast<const uint16_t*>(s.ptr);
+        }
+        writeIntField(v, to, f.width);
+        return;
+    }
+    // A character array is read no further than its size, a string no
+    // further than its end.
+    const char* data = nullptr;
+    int size = 0;
+    if (s.type == SlotType::Chars) {
+        data = static_cast<const char*>(s.ptr);
+        size = s.size;
+    } else if (s.type == SlotType::String) {
+        const auto* str = static_cast<const std::string*>(s.ptr);
+        data = str->data();
+        size = str->size() > 0x7fffffff ? 0x7fffffff : static_cast<int>(str->size());
+    }
+    if (f.kind == FieldKind::Raw)
+        copyRawField(to, f.width, data, size);
+    else
+        copyTextField(to, f.width, data, size);
+}
+
+// In: the field reader into a number member; a string takes the field's
+// bytes (a text up to its first NUL; kNulPadded: width + 1 characters, NUL
+// after the text); a character array takes at most its size (kClearMember:
+// cleared first). A member of no kind takes nothing.
+PAVA_ALWAYS_INLINE void readField(const Field& f, const char* from, const Slot& s) {
+    if (f.kind == FieldKind::Decimal) {
+        const int32_t v = readIntField(from, f.width);
+        if (s.type == SlotType::Int32) *static_cast<int32_t*>(s.ptr) = v;
+        if (s.type == SlotType::UInt16) *static_cast<uint16_t*>(s.ptr) = static_cast<uint16_t>(v);
+        return;
+    }
+    const bool raw = f.kind != FieldKind::Text;
+    if (s.type == SlotType::String) {
+        auto& str = *static_cast<std::string*>(s.ptr);
+        if (!raw && f.width == 1 && (f.flags & kNulPadded) == 0) {
+            // One character, none when it is NUL: without a call.
+            str.clear();
+            if (*from != '\0') str.push_back(*from);
+            return;
+        }
+        const int n = raw ? f.width
+                    : f.width <= fieldDetail::kShortTextLimit ? fieldDetail::shortTextLength(from, f.width)
+                                                             : fieldTextLength(from, f.width);
+        str.assign(from, static_cast<size_t>(n));
+        if ((f.flags & kNulPadded) != 0) str.resize(static_cast<size_t>(f.width) + 1, '\0');
+        return;
+    }
+    if (s.type != SlotType::Chars) return;
+    auto* dest = static_cast<char*>(s.ptr);
+    if ((f.flags & kClearMember) != 0) std::memset(dest, 0, static_cast<size_t>(s.size));
+    // Never past the member, whatever the field's width.
+    const int width = f.width < s.size ? f.width : s.size;
+    if (raw)
+        std::memcpy(dest, from, static_cast<size_t>(width));
+    else
+        copyTextField(dest, width, from, f.width);
+}
+
 
 // Writes the fields of obj into dest, a window of `room` bytes. Returns false,
 // writing nothing, when a field would end past the window.
@@ -138,18 +214,15 @@ public:
 
 private:
     static constexpr size_t kMaxSteps = 8;
-    // The common field forms, run without the generic dispatch on kind,
-    // member type and flags; every other field takes the generic path.
-    enum class Plan : uint8_t { Generic, Number, RawChars, TextChars, RawString, TextString };
+
     struct Step {
         Field field;
         SlotType type;
-        Plan plan;
         int size;            // of a character array
         std::ptrdiff_t at;   // the member's byte offset within an item
     };
+
     bool fits(int room) const noexcept { return m_fields.empty() || m_end <= room; }
-    static Plan planOf(const Field& f, SlotType type) noexcept;
 
     std::span<const Field> m_fields;
     std::array<Step, kMaxSteps> m_steps{};
@@ -158,96 +231,35 @@ private:
     int m_end = 0;  // end of the field that reaches furthest
 };
 
-namespace unrolled {
-
-// One field of a fixed-size item, its form and place fixed at compile time:
-// the same steps the generic field writer takes for that kind and member.
-template <Field F>
-void writeItemField(const PavaDataItem& item, char* dest) noexcept {
-    char* const to = dest + F.offset;
-    constexpr Member m = F.member;
-    constexpr bool number = m == Member::itemId || m == Member::itemInt || m == Member::itemInt2 || m == Member::itemInt3;
-    constexpr bool text = m == Member::itemText || m == Member::itemText2;
-    if constexpr (F.flags != 0 || (F.kind == FieldKind::Decimal) != number || !(number || text || m == Member::itemBlock)) {
-        // Any other combination goes through the generic writer.
-        static constexpr Field kOne[] = {F};
-        writeFields(std::span<const Field>(kOne), item, dest, F.offset + F.width);
-    } else if constexpr (number) {
-        const int32_t value = m == Member::itemId ? item.itemId : m == Member::itemInt ? item.itemInt
-                            : m == Member::itemInt2 ? item.itemInt2 : item.itemInt3;
-        writeIntField(value, to, F.width);
-    } else {
-        const char* data = item.itemBlock;
-        int size = static_cast<int>(sizeof item.itemBlock);
-        if constexpr (text) {
-            const std::string& s = m == Member::itemText ? item.itemText : item.itemText2;
-            data = s.data();
-            size = s.size() > 0x7fffffff ? 0x7fffffff : static_cast<int>(s.size());
-        }
-        if constexpr (F.kind == FieldKind::Raw)
-            copyRawField(to, F.width, data, size);
-        else
-            copyTextField(to, F.width, data, size);
-    }
+// One field of an object, its form and member fixed at compile time: the
+// field forms above on the member's slot, which the compiler resolves.
+template <Field F, class Obj>
+void writeFieldOf(const Obj& obj, char* dest) noexcept {
+    // The slot is only read here.
+    writeField(F, slotOf(const_cast<Obj&>(obj), F.member), dest + F.offset);
 }
 
-// One field read back into an item, its form and place fixed at compile
-// time: the same steps the generic field reader takes for that kind and
-// member.
-template <Field F>
-void readItemField(const char* src, PavaDataItem& item) {
-    const char* const from = src + F.offset;
-    constexpr Member m = F.member;
-    constexpr bool number = m == Member::itemId || m == Member::itemInt || m == Member::itemInt2 || m == Member::itemInt3;
-    constexpr bool text = m == Member::itemText || m == Member::itemText2;
-    if constexpr (F.flags != 0 || (F.kind == FieldKind::Decimal) != number || !(number || text || m == Member::itemBlock)) {
-        static constexpr Field kOne[] = {F};
-        readFields(std::span<const Field>(kOne), src, F.offset + F.width, item);
-    } else if constexpr (number) {
-        int32_t& value = m == Member::itemId ? item.itemId : m == Member::itemInt ? item.itemInt
-                       : m == Member::itemInt2 ? item.itemInt2 : item.itemInt3;
-        value = readIntField(from, F.width);
-    } else if constexpr (text) {
-        std::string& s = m == Member::itemText ? item.itemText : item.itemText2;
-        if constexpr (F.kind == FieldKind::Text && F.width == 1) {
-            // One character, none when it is NUL: without a call.
-            s.clear();
-            if (*from != '\0') s.push_back(*from);
-        } else if constexpr (F.kind == FieldKind::Text && F.width <= kMaxIntFieldWidth) {
-            s.assign(from, static_cast<size_t>(fieldDetail::shortTextLength(from, F.width)));
-        } else if constexpr (F.kind == FieldKind::Text) {
-            s.assign(from, static_cast<size_t>(fieldTextLength(from, F.width)));
-        } else {
-            s.assign(from, F.width);
-        }
-    } else {
-        // Never past the block, whatever the field's width.
-        constexpr int width = F.width < sizeof item.itemBlock ? F.width : static_cast<int>(sizeof item.itemBlock);
-        if constexpr (F.kind == FieldKind::Text)
-            copyTextField(item.itemBlock, width, from, F.width);
-        else
-            std::memcpy(item.itemBlock, from, width);
-    }
+template <Field F, class Obj>
+void readFieldOf(const char* src, Obj& obj) {
+    readField(F, src + F.offset, slotOf(obj, F.member));
 }
 
-}  // namespace unrolled
-
-// Reads one list item by the table Fields, unrolled at compile time. Reads
-// nothing outside the fields.
-template <const auto& Fields>
-void readUnrolled(const char* src, PavaDataItem& item) {
+// Reads one object (a list item, a table entry) by the table Fields,
+// unrolled at compile time. Reads nothing outside the fields.
+template <const auto& Fields, class Obj>
+void readUnrolled(const char* src, Obj& obj) {
     [&]<size_t... I>(std::index_sequence<I...>) {
-        (unrolled::readItemField<Fields[I]>(src, item), ...);
+        (readFieldOf<Fields[I]>(src, obj), ...);
     }(std::make_index_sequence<std::size(Fields)>{});
 }
 
-// Writes one list item by the table Fields, unrolled at compile time: the
+// Writes one object by the table Fields, unrolled at compile time: the
 // fields' forms and places are constants, so an item runs without walking
 // the table. Writes nothing outside the fields.
-template <const auto& Fields>
-void writeUnrolled(const PavaDataItem& item, char* dest) noexcept {
+template <const auto& Fields, class Obj>
+void writeUnrolled(const Obj& obj, char* dest) noexcept {
     [&]<size_t... I>(std::index_sequence<I...>) {
-        (unrolled::writeItemField<Fields[I]>(item, dest), ...);
+        (writeFieldOf<Fields[I]>(obj, dest), ...);
     }(std::make_index_sequence<std::size(Fields)>{});
 }
 

@@ -9,6 +9,16 @@
 
 #include "ZMPavaAnalyzer.h"
 
+// Inlined wherever it is used: for the small steps whose arguments are
+// compile-time constants at most call sites, so that they fold away.
+#if defined(__GNUC__) || defined(__clang__)
+#define PAVA_ALWAYS_INLINE inline __attribute__((always_inline))
+#elif defined(_MSC_VER)
+#define PAVA_ALWAYS_INLINE __forceinline
+#else
+#define PAVA_ALWAYS_INLINE inline
+#endif
+
 namespace pava {
 
 // X(name, owner) for every member a layout may name. Owners: Record
@@ -54,11 +64,84 @@ struct Slot {
 const char* memberName(Member m) noexcept;
 MemberOwner memberOwner(Member m) noexcept;
 
-// The slot of a member in an object; a member of another owner gives SlotType::None.
-Slot slotOf(PavaFullData& rec, Member m) noexcept;
-Slot slotOf(PavaDataItem& item, Member m) noexcept;
-Slot slotOf(PavaSettingItem& item, Member m) noexcept;
-Slot slotOf(PavaFieldItem& item, Member m) noexcept;
+namespace memberDetail {
+template <size_t N>
+constexpr Slot memberSlot(char (&array)[N]) noexcept {
+    return {SlotType::Chars, array, static_cast<int>(N)};
+}
+constexpr Slot memberSlot(int32_t& v) noexcept { return {SlotType::Int32, &v, 4}; }
+constexpr Slot memberSlot(uint16_t& v) noexcept { return {SlotType::UInt16, &v, 2}; }
+constexpr Slot memberSlot(std::string& s) noexcept { return {SlotType::String, &s, 0}; }
+}  // namespace memberDetail
+
+// The slot of a member in an object; a member of another owner gives
+// SlotType::None. Inline, so that a slot of a member known at compile time
+// costs no lookup.
+PAVA_ALWAYS_INLINE Slot slotOf(PavaFullData& rec, Member m) noexcept {
+    switch (m) {
+#define PAVA_RECORD_MEMBER(name) \
+    case Member::name:           \
+        return memberDetail::memberSlot(rec.name);
+#define PAVA_BLOCK_MEMBER(name) \
+    case Member::name:          \
+        return memberDetail::memberSlot(rec.fileBlock.name);
+        PAVA_RECORD_MEMBER(rii) PAVA_RECORD_MEMBER(msgId) PAVA_RECORD_MEMBER(msgType)
+        PAVA_RECORD_MEMBER(msgLen) PAVA_RECORD_MEMBER(headFlag) PAVA_RECORD_MEMBER(contFlag)
+        PAVA_RECORD_MEMBER(intValue1) PAVA_RECORD_MEMBER(intValue2) PAVA_RECORD_MEMBER(intValue3)
+        PAVA_RECORD_MEMBER(intValue4) PAVA_RECORD_MEMBER(intValue5) PAVA_RECORD_MEMBER(intValue6)
+        PAVA_RECORD_MEMBER(intValue7) PAVA_RECORD_MEMBER(intValue8) PAVA_RECORD_MEMBER(intValue9)
+        PAVA_RECORD_MEMBER(intValue10) PAVA_RECORD_MEMBER(intValue11) PAVA_RECORD_MEMBER(intValue12)
+        PAVA_RECORD_MEMBER(intValue13) PAVA_RECORD_MEMBER(intValue14) PAVA_RECORD_MEMBER(intValue15)
+        PAVA_RECORD_MEMBER(intValue16) PAVA_RECORD_MEMBER(text12a) PAVA_RECORD_MEMBER(text12b)
+        PAVA_RECORD_MEMBER(text20a) PAVA_RECORD_MEMBER(text20b) PAVA_RECORD_MEMBER(text15a)
+        PAVA_RECORD_MEMBER(text15b) PAVA_RECORD_MEMBER(text12c) PAVA_RECORD_MEMBER(text12d)
+        PAVA_RECORD_MEMBER(text64a) PAVA_RECORD_MEMBER(text64b) PAVA_RECORD_MEMBER(text32)
+        PAVA_RECORD_MEMBER(text26) PAVA_RECORD_MEMBER(string1) PAVA_RECORD_MEMBER(string2)
+        PAVA_RECORD_MEMBER(string3) PAVA_RECORD_MEMBER(string4) PAVA_RECORD_MEMBER(string5)
+        PAVA_RECORD_MEMBER(string6) PAVA_BLOCK_MEMBER(fbText16a) PAVA_BLOCK_MEMBER(fbText16b)
+        PAVA_BLOCK_MEMBER(fbText16c) PAVA_BLOCK_MEMBER(fbText32a) PAVA_BLOCK_MEMBER(fbInt1)
+        PAVA_BLOCK_MEMBER(fbText32b) PAVA_BLOCK_MEMBER(fbInt2) PAVA_BLOCK_MEMBER(fbCount)
+    default:
+        return {};
+    }
+#undef PAVA_RECORD_MEMBER
+#undef PAVA_BLOCK_MEMBER
+}
+
+PAVA_ALWAYS_INLINE Slot slotOf(PavaDataItem& item, Member m) noexcept {
+    switch (m) {
+    case Member::itemId: return memberDetail::memberSlot(item.itemId);
+    case Member::itemInt: return memberDetail::memberSlot(item.itemInt);
+    case Member::itemText: return memberDetail::memberSlot(item.itemText);
+    case Member::itemBlock: return memberDetail::memberSlot(item.itemBlock);
+    case Member::itemText2: return memberDetail::memberSlot(item.itemText2);
+    case Member::itemInt2: return memberDetail::memberSlot(item.itemInt2);
+    case Member::itemInt3: return memberDetail::memberSlot(item.itemInt3);
+    default: return {};
+    }
+}
+
+PAVA_ALWAYS_INLINE Slot slotOf(PavaSettingItem& item, Member m) noexcept {
+    switch (m) {
+    case Member::setId: return memberDetail::memberSlot(item.setId);
+    case Member::setInt: return memberDetail::memberSlot(item.setInt);
+    case Member::setText30: return memberDetail::memberSlot(item.setText30);
+    case Member::setText: return memberDetail::memberSlot(item.setText);
+    case Member::setText2: return memberDetail::memberSlot(item.setText2);
+    default: return {};
+    }
+}
+
+PAVA_ALWAYS_INLINE Slot slotOf(PavaFieldItem& item, Member m) noexcept {
+    switch (m) {
+    case Member::fieldType: return memberDetail::memberSlot(item.fieldType);
+    case Member::fieldLen: return memberDetail::memberSlot(item.fieldLen);
+    case Member::fieldText1: return memberDetail::memberSlot(item.fieldText1);
+    case Member::fieldText2: return memberDetail::memberSlot(item.fieldText2);
+    default: return {};
+    }
+}
+
 
 // The member of a record's string, for a pointer to it; None for another.
 Member stringMember(std::string PavaFullData::*text) noexcept;
