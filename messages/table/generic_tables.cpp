@@ -7,8 +7,6 @@
 // (10005 aside) build their own header: RII, id, length 0, NUL type and flag
 // bytes; position 14 numbers the frames and a final pass writes the frame
 // count at position 8.
-#include <climits>
-
 #include "body_codec.h"
 #include "messages/catalog.h"
 #include "table_body.h"
@@ -76,58 +74,72 @@ constexpr RecordFrames kRecords10006{.countAt = 20, .ownCountAt = 5, .recordsAt 
                                      .fieldLimit = 8162, .recordLimit = 8156, .countEndsQuietly = true,
                                      .frameText = kRecordFrameText, .endText = kRecordFrameText};
 
-constexpr int kAny = INT_MIN;
-constexpr int kAll = INT_MAX;
 using S = TableStep;
 
-// The cases, first match taken; a record no case takes is sent or read as nothing.
+// The cases, first match taken; a record no case takes is sent or read as
+// nothing. fn: function type, sub: sub-type, both bounds included.
+constexpr TableCase fn(int lo, int hi, TableCase c) {
+    c.fnLo = lo, c.fnHi = hi;
+    return c;
+}
+constexpr TableCase sub(int lo, int hi, TableCase c) {
+    c.subLo = lo, c.subHi = hi;
+    return c;
+}
+constexpr TableCase refuse(const char* text) { return {.step = S::Refuse, .text = text}; }
+constexpr TableCase first(const FirstRecord& f) { return {.step = S::FirstRecord, .first = &f}; }
+constexpr TableCase records(const RecordFrames& r) { return {.step = S::Records, .records = &r}; }
+constexpr TableCase digit(int at, bool inserted) { return {.step = S::Digit, .at = at, .inserted = inserted}; }
+constexpr TableCase kPrefixOnly{.step = S::PrefixOnly, .at = kTablePrefixLen};
+constexpr TableCase kNothing{};
+
 constexpr TableCase kWrite10001[] = {
-    {1, 1, kAny, kAll, S::PrefixOnly, nullptr, kTablePrefixLen},
-    {2, 3, 1, 1, S::PrefixOnly, nullptr, kTablePrefixLen},
-    {2, 3, 2, 2, S::FirstRecord, nullptr, 0, 0, false, &kFirst10001},
-    {2, 3, kAny, kAll, S::Refuse, "error:: CPavaMsgAnalyze::Data_To_Pava_10001 error 10001 msg funtype "},
+    fn(1, 1, kPrefixOnly),
+    fn(2, 3, sub(1, 1, kPrefixOnly)),
+    fn(2, 3, sub(2, 2, first(kFirst10001))),
+    fn(2, 3, refuse("error:: CPavaMsgAnalyze::Data_To_Pava_10001 error 10001 msg funtype ")),
 };
 constexpr TableCase kRead10001[] = {
-    {2, 3, 1, 1, S::Nothing},
-    {2, 3, 2, 2, S::FirstRecord, nullptr, 0, 0, false, &kFirst10001},
-    {2, 3, kAny, kAll, S::Refuse, kFuncType10003},
+    fn(2, 3, sub(1, 1, kNothing)),
+    fn(2, 3, sub(2, 2, first(kFirst10001))),
+    fn(2, 3, refuse(kFuncType10003)),
 };
 constexpr TableCase kWrite10002[] = {
-    {1, 1, kAny, kAll, S::FirstRecord, nullptr, 0, 0, false, &kFirst10002},
-    {2, 3, 1, 2, S::Records, nullptr, 0, 0, false, nullptr, &kRecords10002},
-    {2, 3, kAny, kAll, S::Refuse, "error:: CPavaMsgAnalyze::Data_To_Pava_10002 error 10002 msg funtype "},
+    fn(1, 1, first(kFirst10002)),
+    fn(2, 3, sub(1, 2, records(kRecords10002))),
+    fn(2, 3, refuse("error:: CPavaMsgAnalyze::Data_To_Pava_10002 error 10002 msg funtype ")),
 };
 constexpr TableCase kRead10002[] = {
-    {1, 1, kAny, kAll, S::FirstRecord, nullptr, 0, 0, false, &kFirst10002},
-    {2, 3, 1, 2, S::Records, nullptr, 0, 0, false, nullptr, &kRecords10002},
-    {2, 3, kAny, kAll, S::Refuse, kFuncType10003},
+    fn(1, 1, first(kFirst10002)),
+    fn(2, 3, sub(1, 2, records(kRecords10002))),
+    fn(2, 3, refuse(kFuncType10003)),
 };
 // Sub-type 5: one where-item of up to 8158 characters at byte 28, in a frame
 // sent in place (so is the stand-in for a missing one).
 constexpr TableCase kWrite10003[] = {
-    {kAny, kAll, 5, 5, S::WhereItem, nullptr, kCountPos, 8158, true},
-    {kAny, kAll, 3, 4, S::FirstRecord, nullptr, 0, 0, false, &kFirst10003},
-    {kAny, kAll, kAny, kAll, S::Refuse, kFuncType10003},
+    sub(5, 5, {.step = S::WhereItem, .at = kCountPos, .limit = 8158, .inserted = true}),
+    sub(3, 4, first(kFirst10003)),
+    refuse(kFuncType10003),
 };
 constexpr TableCase kRead10003[] = {
-    {kAny, kAll, 5, 5, S::WhereItem, nullptr, kCountPos},
-    {kAny, kAll, 3, 4, S::FirstRecord, nullptr, 0, 0, false, &kFirst10003},
-    {kAny, kAll, kAny, kAll, S::Refuse, "error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "},
+    sub(5, 5, {.step = S::WhereItem, .at = kCountPos}),
+    sub(3, 4, first(kFirst10003)),
+    refuse("error:: CPavaMsgAnalyze::Pava_10003_To_Data error 10003 msg funtype "),
 };
 constexpr TableCase kWrite10004[] = {
-    {kAny, kAll, 5, 7, S::Digit, nullptr, kCountPos, 0, true},
-    {kAny, kAll, 3, 4, S::Records, nullptr, 0, 0, false, nullptr, &kRecords10004},
-    {kAny, kAll, kAny, kAll, S::Refuse, "error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10003 msg funtype "},
+    sub(5, 7, digit(kCountPos, true)),
+    sub(3, 4, records(kRecords10004)),
+    refuse("error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10003 msg funtype "),
 };
 constexpr TableCase kRead10004[] = {
-    {kAny, kAll, 5, 7, S::Digit, nullptr, kCountPos},
-    {kAny, kAll, 3, 4, S::Records, nullptr, 0, 0, false, nullptr, &kRecords10004},
-    {kAny, kAll, kAny, kAll, S::Refuse, "error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10004 msg funtype "},
+    sub(5, 7, digit(kCountPos, true)),
+    sub(3, 4, records(kRecords10004)),
+    refuse("error:: CPavaMsgAnalyze::Data_To_Pava_10004 error 10004 msg funtype "),
 };
 // 10006 has no function type: its cases take any.
 constexpr TableCase kCases10006[] = {
-    {kAny, kAll, 3, 5, S::Digit, nullptr, 20},
-    {kAny, kAll, 1, 2, S::Records, nullptr, 0, 0, false, nullptr, &kRecords10006},
+    sub(3, 5, digit(20, false)),
+    sub(1, 2, records(kRecords10006)),
 };
 
 constexpr Table kTableWrite10001 = checkedTable({kWrite10001, kCountPos});
