@@ -121,8 +121,8 @@ struct Table;
 inline constexpr const char* kRecordNumberName = "recInt";
 
 // What follows the fixed fields on one side: nothing, a text, rows, record
-// blocks or list items (each a table of its own, so that the interpreter's
-// instances can name it).
+// blocks, list items or a table body (each a table of its own, so that the
+// interpreter's instances can name it).
 struct Tail {
     constexpr Tail() noexcept = default;
     constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
