@@ -24,6 +24,9 @@ enum Quirk : uint16_t {
     kDropsFrame = 1 << 1,      // the encoder builds its frame, then drops it: success, no frame
     kKeepsContinued = 1 << 2,  // the continuation flag stays as the header took it from contFlag
     kCutAtNul = 1 << 3,        // a text tail is written only up to the text's first NUL
+    kQuietEntry = 1 << 4,      // the encoder logs no entry line
+    kClearsName = 1 << 5,      // the encoder clears the caller's text64b (the prefix's first
+                               // field) before writing it, so that it goes out as NUL
 };
 
 struct QuirkName {
@@ -35,6 +38,8 @@ inline constexpr QuirkName kQuirkNames[] = {
     {kDropsFrame, "drops-frame"},
     {kKeepsContinued, "keeps-continued"},
     {kCutAtNul, "cut-at-nul"},
+    {kQuietEntry, "quiet-entry"},
+    {kClearsName, "clears-name"},
 };
 
 // How a decoder finds the number n of characters of a text that runs to the
@@ -108,26 +113,32 @@ struct RecordBlocks {
 // does not fit (multiframe/item_list.h).
 struct OneFrameList;
 
+// A table body: records of type-length-value entries, what they carry chosen
+// by the function type and sub-type (table_body.h).
+struct Table;
+
 // The name of a record's number where a read reports it.
 inline constexpr const char* kRecordNumberName = "recInt";
 
 // What follows the fixed fields on one side: nothing, a text, rows, record
-// blocks or list items (each a table of its own, so that the interpreter's
-// instances can name it).
+// blocks, list items or a table body (each a table of its own, so that the
+// interpreter's instances can name it).
 struct Tail {
     constexpr Tail() noexcept = default;
     constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
     constexpr Tail(const Rows& r) noexcept : rows(&r) {}              // NOLINT: rows convert
     constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
     constexpr Tail(const OneFrameList& l) noexcept : items(&l) {}     // NOLINT: items convert
+    constexpr Tail(const Table& t) noexcept : table(&t) {}            // NOLINT: a table converts
     constexpr bool empty() const noexcept {
-        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr;
+        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr && table == nullptr;
     }
 
     const TextToEnd* text = nullptr;
     const Rows* rows = nullptr;
     const RecordBlocks* records = nullptr;
     const OneFrameList* items = nullptr;
+    const Table* table = nullptr;
 };
 
 // How the frames of a message split over several are marked, so that a

@@ -16,6 +16,7 @@
 #include "message.h"
 #include "multiframe/item_list.h"
 #include "read_trace.h"
+#include "table_body.h"
 
 namespace pava {
 
@@ -139,6 +140,12 @@ int readRows(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     return 0;
 }
 
+// A table body: the case the record's function type and sub-type choose,
+// written into frames with the table's own header (0, or -1 once logged), or
+// read from one frame. clearsName: the caller's text64b is cleared first.
+int writeTable(const Table& t, bool clearsName, std::span<const Field> prefix, FrameList* out, PavaFullData& rec);
+int readTable(const Table& t, const PavaMsg& frame, CPavaMsgAnalyze& an);
+
 // Record blocks: the body length, or -1 once a count is refused.
 template <const RecordBlocks& R>
 int writeRecords(const PavaFullData& rec, char* body) noexcept {
@@ -213,6 +220,10 @@ int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
 
 template <const Description& D>
 int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
+    if constexpr (D.write.table != nullptr) {
+        if constexpr (!D.has(kQuietEntry)) body::logEncodeEntry<D>(def.id);
+        return body::writeTable(*D.write.table, D.has(kClearsName), def.layout.fields, out, *an->record());
+    }
     body::logEncodeEntry<D>(def.id);
     int rc = 0;
     PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
@@ -254,6 +265,8 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
         ListRefill<PavaDataItem> items = an->refill(rec.dataList);
         if (readItemsBehindPrefix(D.read.items->list, frame->body, rec, items, an->trace(*frame))) return 0;
         return refuseListOutOfBody(def.id);
+    } else if constexpr (D.read.table != nullptr) {
+        return body::readTable(*D.read.table, *frame, *an);
     }
     return 0;
 }

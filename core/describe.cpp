@@ -4,6 +4,7 @@
 // descriptions (`pava layout`, the Python package, the Wireshark dissector
 // generator) takes them from this stream, in this one vocabulary.
 #include <algorithm>
+#include <climits>
 #include <span>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "message.h"
 #include "multiframe/item_list.h"
 #include "read_trace.h"
+#include "table_body.h"
 
 namespace pava {
 
@@ -197,6 +199,93 @@ void itemsTail(Out& out, const OneFrameList& l) {
     out.text("tooLong", l.tooLong);
 }
 
+const char* stepName(TableStep s) noexcept {
+    switch (s) {
+    case TableStep::Nothing: return "nothing";
+    case TableStep::Refuse: return "refuse";
+    case TableStep::PrefixOnly: return "prefix-only";
+    case TableStep::FirstRecord: return "first-record";
+    case TableStep::WhereItem: return "where-item";
+    case TableStep::Digit: return "digit";
+    case TableStep::Records: return "records";
+    }
+    return "?";
+}
+
+const char* noFieldsName(NoFields n) noexcept {
+    switch (n) {
+    case NoFields::Prefix: return "prefix";
+    case NoFields::Nothing: return "nothing";
+    case NoFields::Write: return "write";
+    }
+    return "?";
+}
+
+// A bound of a member's range; an open end is none.
+void bound(Out& out, const char* name, int value, int open) {
+    if (value == open) return out.text(name, nullptr);
+    out.number(name, value);
+}
+
+void firstRecord(Out& out, const FirstRecord* f) {
+    if (f == nullptr) return out.text("first", nullptr);
+    out.object("first");
+    out.text("value", f->value == ValueWrite::CString ? "c-string" : "exact");
+    out.number("fieldLimit", f->fieldLimit);
+    out.text("noFields", noFieldsName(f->noFields));
+    out.flag("whereItems", f->whereItems);
+    out.text("frameText", f->frameText);
+    out.end();
+}
+
+void recordFrames(Out& out, const RecordFrames* r) {
+    if (r == nullptr) return out.text("records", nullptr);
+    out.object("records");
+    out.number("countAt", r->countAt);
+    out.number("ownCountAt", r->ownCountAt);
+    out.number("recordsAt", r->recordsAt);
+    out.number("fieldLimit", r->fieldLimit);
+    out.number("whereLimit", r->whereLimit);
+    out.number("recordLimit", r->recordLimit);
+    out.flag("whereItems", r->whereItems);
+    out.text("noRecords", r->noRecords == NoRecords::Refuse ? "refuse" : "zero-record");
+    out.flag("countEndsQuietly", r->countEndsQuietly);
+    out.text("fieldTooLong", r->fieldTooLong);
+    out.text("whereTooLong", r->whereTooLong);
+    out.text("fieldNoRoom", r->fieldNoRoom);
+    out.text("whereNoRoom", r->whereNoRoom);
+    out.text("frameText", r->frameText);
+    out.text("takenBackAtField", r->takenBackAtField);
+    out.text("endText", r->endText);
+    out.end();
+}
+
+// A table: its cases in order, the first whose ranges take the record's
+// function type (intValue14) and sub-type (intValue16) chosen.
+void tableTail(Out& out, const Table& t) {
+    out.text("kind", "table");
+    out.text("list", listName(Container::RecordList));
+    out.number("countAt", t.countAt);
+    out.text("entry", "type (2) | length (4) | value");
+    out.list("cases");
+    for (const TableCase& c : t.cases) {
+        out.object();
+        bound(out, "fnLo", c.fnLo, INT_MIN);
+        bound(out, "fnHi", c.fnHi, INT_MAX);
+        bound(out, "subLo", c.subLo, INT_MIN);
+        bound(out, "subHi", c.subHi, INT_MAX);
+        out.text("step", stepName(c.step));
+        out.text("text", c.text);
+        out.number("at", c.at);
+        out.number("limit", c.limit);
+        out.flag("inserted", c.inserted);
+        firstRecord(out, c.first);
+        recordFrames(out, c.records);
+        out.end();
+    }
+    out.end();
+}
+
 void tail(Out& out, const char* name, const Tail& t) {
     if (t.empty()) return out.text(name, nullptr);
     out.object(name);
@@ -204,6 +293,7 @@ void tail(Out& out, const char* name, const Tail& t) {
     if (t.rows != nullptr) rowsTail(out, *t.rows);
     if (t.records != nullptr) recordsTail(out, *t.records);
     if (t.items != nullptr) itemsTail(out, *t.items);
+    if (t.table != nullptr) tableTail(out, *t.table);
     out.end();
 }
 
