@@ -326,7 +326,7 @@ def test_damaged_frames_get_expert_info(tmp_path):
     algorithmic = [frame(20169, b"ADDRESS00001" + b"1 " + b"3   " + b"00000001$$$99999"),
                    frame(20155, b"ADDRESS000011 2 3 2   " + b"00000001"),
                    frame(61851, b"C" * 76 + b"2   " + b"R" * 10),
-                   frame(10002, b"T" * 15 + b"2  " + b"1    " + b"3    " + b"1   " + b"2   " + b"010099abc"),
+                   frame(10002, b"T" * 15 + b"2  " + b"1    " + b"1    " + b"1   " + b"2   " + b"010099abc"),
                    frame(20138, b"ADDRESS00001" + b"3 " + b"01999")]
     good = frame(20001, b"GOODADDRESS1")
     for i, (expert, damaged) in enumerate(cases.items()):

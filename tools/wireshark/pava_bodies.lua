@@ -6,6 +6,9 @@
 -- provides), stops where a count or length points past the declared body and
 -- says so, and returns the offset behind what it showed.
 local bodies = {}
+-- The same for the tails of descriptions, by their kind.
+local tails = {}
+bodies.tails = tails
 
 -- Type (2) | length (4) | value entries; returns the offset behind the last
 -- one, or nil when one runs past the body.
@@ -109,36 +112,38 @@ function bodies.prefixed_items(ctx, part, tree)
     return pos
 end
 
--- What follows the prefix depends on the id, the function type (intValue14)
--- and the sub-type (intValue16), as the decoders read it.
-function bodies.generic_table(ctx, part, tree)
-    local fn, sub = ctx.values.intValue14, ctx.values.intValue16
-    local count = ctx:int(part.countAt, 4)
-    local function counted() ctx:add(tree, "count", part.countAt, 4, count) end
-    if ctx.id == 10001 then
-        counted()
-        local pos = count > 0 and entries(ctx, tree, part.at, count, "Field") or part.at
-        if not pos or pos + 2 > ctx.len then return pos end
-        local where = ctx:int(pos, 2)
-        ctx:add(tree, "count", pos, 2, where)
-        return entries(ctx, tree, pos + 2, where, "Where-item")
-    elseif ctx.id == 10002 then
-        counted()
-        if fn == 1 then return entries(ctx, tree, part.at, count, "Field") end
-        return records(ctx, tree, part.at, count, false)
-    elseif ctx.id == 10003 then
-        if sub == 5 then return entries(ctx, tree, part.countAt, 1, "Where-item") end
-        counted()
-        return entries(ctx, tree, part.at, count, "Field")
-    elseif ctx.id == 10004 or ctx.id == 10006 then
-        if (ctx.id == 10004 and sub >= 5) or (ctx.id == 10006 and sub >= 3 and sub <= 5) then
-            ctx:add(tree, "record.intValue4", part.countAt, 1, ctx:int(part.countAt, 1))
-            return part.countAt + 1
+-- The case of a table the frame's function type (intValue14) and sub-type
+-- (intValue16) choose: the first whose ranges take both (nil: an open end).
+local function table_case(t, fn, sub)
+    for _, c in ipairs(t.cases) do
+        if (c.fnLo == nil or fn >= c.fnLo) and (c.fnHi == nil or fn <= c.fnHi) and
+           (c.subLo == nil or sub >= c.subLo) and (c.subHi == nil or sub <= c.subHi) then
+            return c
         end
-        counted()
-        return records(ctx, tree, part.at, count, ctx.id == 10004)
     end
-    return part.at
+end
+
+-- A table tail of the description, as the decoder reads it: the chosen
+-- case's step. Returns the offset behind what it showed (`from` when the
+-- step reads nothing) and the count it read.
+function tails.table(ctx, t, tree, from)
+    local c = table_case(t, ctx.values.intValue14 or 0, ctx.values.intValue16 or 0)
+    if c == nil or c.step == "nothing" or c.step == "refuse" or c.step == "prefix-only" then return from end
+    if c.step == "digit" then
+        ctx:add(tree, "record.intValue4", c.at, 1, ctx:int(c.at, 1))
+        return c.at + 1
+    elseif c.step == "where-item" then
+        return entries(ctx, tree, c.at, 1, "Where-item")
+    end
+    local count_at = c.step == "records" and c.records.countAt or t.countAt
+    local count = ctx:int(count_at, 4)
+    ctx:add(tree, "count", count_at, 4, count)
+    if c.step == "records" then return records(ctx, tree, c.records.recordsAt, count, c.records.whereItems), count end
+    local pos = entries(ctx, tree, count_at + 4, count, "Field")
+    if not c.first.whereItems or not pos or pos + 2 > ctx.len then return pos, count end
+    local where = ctx:int(pos, 2)
+    ctx:add(tree, "count", pos, 2, where)
+    return entries(ctx, tree, pos + 2, where, "Where-item"), count
 end
 
 -- Reference (100) | code (2) | width W (4) | W value bytes, per item or

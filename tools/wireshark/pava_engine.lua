@@ -191,7 +191,12 @@ local function dissect_body(ctx, tree, layout)
     local finish = add_fields(ctx, tree, layout.readFields, 0, ctx.values)
     local count
     local part = layout.body
-    if layout.list then
+    local tail = layout.description and layout.description.read
+    local walk = tail and bodies.tails[tail.kind]
+    if walk then
+        finish, count = walk(ctx, tail, tree, finish)
+        finish = finish or ctx.len
+    elseif layout.list then
         finish, count = add_items(ctx, tree, layout.list)
     elseif part.kind ~= "fixed" then
         local walker = bodies[part.kind:gsub("-", "_")]
