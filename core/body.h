@@ -24,6 +24,7 @@ enum Quirk : uint16_t {
     kDropsFrame = 1 << 1,      // the encoder builds its frame, then drops it: success, no frame
     kKeepsContinued = 1 << 2,  // the continuation flag stays as the header took it from contFlag
     kCutAtNul = 1 << 3,        // a text tail is written only up to the text's first NUL
+    kCatchesOnDecode = 1 << 4, // the decoder logs an exception it meets and fails, not throwing it on
 };
 
 struct QuirkName {
@@ -35,6 +36,7 @@ inline constexpr QuirkName kQuirkNames[] = {
     {kDropsFrame, "drops-frame"},
     {kKeepsContinued, "keeps-continued"},
     {kCutAtNul, "cut-at-nul"},
+    {kCatchesOnDecode, "catches-on-decode"},
 };
 
 // How a decoder finds the number n of characters of a text that runs to the
@@ -108,6 +110,12 @@ struct RecordBlocks {
 // does not fit (multiframe/item_list.h).
 struct OneFrameList;
 
+// A list of items (dataList) split over as many frames as it needs, each
+// frame repeating the prefix and counting its own items: the list's layout,
+// the frame-full test, where the header comes from, the frame marks and the
+// encoder's log texts (multiframe/splitter.h).
+struct SplitItems;
+
 // The name of a record's number where a read reports it.
 inline constexpr const char* kRecordNumberName = "recInt";
 
@@ -120,14 +128,16 @@ struct Tail {
     constexpr Tail(const Rows& r) noexcept : rows(&r) {}              // NOLINT: rows convert
     constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
     constexpr Tail(const OneFrameList& l) noexcept : items(&l) {}     // NOLINT: items convert
+    constexpr Tail(const SplitItems& s) noexcept : split(&s) {}       // NOLINT: split items convert
     constexpr bool empty() const noexcept {
-        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr;
+        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr && split == nullptr;
     }
 
     const TextToEnd* text = nullptr;
     const Rows* rows = nullptr;
     const RecordBlocks* records = nullptr;
     const OneFrameList* items = nullptr;
+    const SplitItems* split = nullptr;
 };
 
 // How the frames of a message split over several are marked, so that a

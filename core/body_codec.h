@@ -15,6 +15,7 @@
 #include "log.h"
 #include "message.h"
 #include "multiframe/item_list.h"
+#include "multiframe/splitter.h"
 #include "read_trace.h"
 
 namespace pava {
@@ -244,11 +245,28 @@ int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     return 0;
 }
 
+// A frame of a split list; an exception met on the way is logged and fails
+// the decode where the description says so.
+template <const Description& D>
+int readSplit(int id, const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    if constexpr (D.has(kCatchesOnDecode)) {
+        try {
+            return readSplitItems(*D.read.split, id, frame, an);
+        } catch (...) {
+            log::format(D.read.split->caught, id);
+            return -1;
+        }
+    } else {
+        return readSplitItems(*D.read.split, id, frame, an);
+    }
+}
+
 }  // namespace body
 
 template <const Description& D>
 int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     body::logEncodeEntry<D>(def.id);
+    if constexpr (D.write.split != nullptr) return writeSplitItems(*D.write.split, def.id, D.has(kLoudHead), *out, *an);
     int rc = 0;
     PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
     if (frame == nullptr) return rc;
@@ -289,6 +307,8 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
         ListRefill<PavaDataItem> items = an->refill(rec.dataList);
         if (readItemsBehindPrefix(D.read.items->list, frame->body, rec, items, an->trace(*frame))) return 0;
         return refuseListOutOfBody(def.id);
+    } else if constexpr (D.read.split != nullptr) {
+        return body::readSplit<D>(def.id, *frame, *an);
     }
     return 0;
 }
@@ -321,6 +341,25 @@ constexpr MessageDef oneFrameList(int id) {
 constexpr Description oneFrameBody(const OneFrameList& list, const char* entry = nullptr) {
     return Description{.encodeEntry = entry, .counts = Container::DataList, .quirks = kLoudHead, .write = list,
                        .read = list};
+}
+
+// The split list the description D writes and reads, with the list's shape
+// and words for tools and its frame marks for readers.
+template <const Description& D>
+constexpr MessageDef splitItemList(int id) {
+    const SplitItems& split = *D.write.split;
+    MessageDef def = describedMessage<D>(id, split.list.prefix, -1);
+    def.layout.list = listShapeOf(split.list);
+    def.layout.body = split.list.body;
+    def.split = &split.frames;
+    return def;
+}
+
+// The description of a split list: the list's count among the prefix
+// fields, a header failure logged.
+constexpr Description splitBody(const SplitItems& split, uint16_t quirks = 0) {
+    return Description{.counts = Container::DataList, .quirks = static_cast<uint16_t>(kLoudHead | quirks),
+                       .write = split, .read = split};
 }
 
 }  // namespace pava

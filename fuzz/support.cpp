@@ -96,10 +96,7 @@ Carried carriedBy(const MessageDef& def) {
     addFields(c, def.layout.readFields());
     bool described = false;
     if (def.layout.list != nullptr) c.containers |= listOf(def.layout.list->itemReadFields());
-    if (def.decode == decodeSplitList) {
-        addList(c, def.param<SplitList>().list);
-        described = true;
-    } else if (def.description != nullptr) {
+    if (def.description != nullptr) {
         const Tail& tail = def.description->read;
         if (tail.text != nullptr) {
             const Member m = stringMember(tail.text->text);
@@ -110,6 +107,8 @@ Carried carriedBy(const MessageDef& def) {
             c.containers |= kRecordList;
         } else if (tail.items != nullptr) {
             addList(c, tail.items->list);
+        } else if (tail.split != nullptr) {
+            addList(c, tail.split->list);
         }
         described = true;
     }
