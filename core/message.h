@@ -92,9 +92,6 @@ PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an,
 // line and false.
 bool enterDecode(int id, const PavaMsg* frame) noexcept;
 
-// Sets the body length and clears the continuation flag.
-void finishFrame(PavaMsg& frame, int length) noexcept;
-
 }  // namespace pava
 
 #endif

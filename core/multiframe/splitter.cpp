@@ -8,8 +8,12 @@
 
 namespace pava {
 
+namespace {
+
+// Closes a frame of a split list: the trailer at pos (when withTrailer), the
+// body length, position 14 '0' + index, and the item count into the prefix.
 void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& frame, int pos,
-                    size_t index, size_t count, bool withTrailer) noexcept {
+                    size_t index, size_t count, bool withTrailer = true) noexcept {
     int length = pos;
     if (withTrailer && !list.trailer.empty()) {
         writeFields(list.trailer, rec, frame.body + pos, MAX_PAVA_MSG_LEN - pos);
@@ -20,8 +24,6 @@ void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& fr
     head.setHeadFlag(frameDigit(index));
     writeItemCount(list, frame.body, count);
 }
-
-namespace {
 
 // Appends a frame with the message's header and prefix.
 PavaMsg& openFrame(FrameList& out, const char (&head)[PAVA_HEAD_LEN], const ListLayout& list,

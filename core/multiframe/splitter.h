@@ -50,11 +50,6 @@ struct SplitItems {
     const char* caught = kDecodeCaughtText;
 };
 
-// Closes a frame of a split list: the trailer at pos (when withTrailer), the
-// body length, position 14 '0' + index, and the item count into the prefix.
-void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& frame, int pos,
-                    size_t index, size_t count, bool withTrailer = true) noexcept;
-
 // Appends the frames of the record's list to out (after the encoder's entry
 // line): 0, the header setter's code, or -1 for an item too large for any
 // frame, each logged (a header failure only when loudHead).
