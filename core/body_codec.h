@@ -490,8 +490,7 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
 template <const Description& D>
 constexpr MessageDef describedMessage(int id, std::span<const Field> fields, int length,
                                       std::span<const Field> decodeFields = {}) {
-    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length},
-                      nullptr, &D};
+    return MessageDef{id, encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length}, &D};
 }
 
 // The one-frame item list the description D writes and reads, with the

@@ -824,13 +824,13 @@ constexpr SplitRule kFrames10006 = checkedSplit({.list = Container::RecordList,
 
 constexpr MessageDef kMessages[] = {
     {10001, encode10001, decode10001, Layout{kTablePrefix, {}, -1, nullptr, kBody10001}, nullptr},
-    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1, nullptr, kBody10002}, nullptr, nullptr,
+    {10002, encode10002, decode10002, Layout{kTablePrefix, {}, -1, nullptr, kBody10002}, nullptr,
      &kFrames10002},
     {10003, encode10003, decode10003, Layout{kTablePrefix, {}, -1, nullptr, kBody10003}, nullptr},
-    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1, nullptr, kBody10004}, nullptr, nullptr,
+    {10004, encode10004, decode10004, Layout{kTablePrefix, {}, -1, nullptr, kBody10004}, nullptr,
      &kFrames10004},
     withBody(describedMessage<k10005>(10005, kShortPrefix, -1), kBody10005),
-    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1, nullptr, kBody10006}, nullptr, nullptr,
+    {10006, encode10006, decode10006, Layout{kShortPrefix, {}, -1, nullptr, kBody10006}, nullptr,
      &kFrames10006},
 };
 
