@@ -86,34 +86,38 @@ constexpr ValueItems kReferences61850 = checkedValues({.countAt = 78,
                                                   .headRead = kReference,
                                                   .tooLong = kHeadTooLong,
                                                   .headPastBody = kHeadTooLong});
+// The value lists: items of a reference, a code and a width, then the value,
+// split over frames that share one body.
+consteval ValueItems sharedBodyValues(int countAt, std::span<const Field> headRead, ValueWidth width,
+                                      const char* tooLong) {
+    return ValueItems{.countAt = countAt,
+                      .itemsAt = countAt + 4,
+                      .itemHead = kItemHead,
+                      .headWrite = kValueItem,
+                      .headRead = headRead,
+                      .widthAt = 102,
+                      .frames = ValueFrames::SharedBody,
+                      .width = width,
+                      .tooLong = tooLong,
+                      .headPastBody = kHeadTooLong,
+                      .valuePastBody = kValueTooLong};
+}
 // 61851: the width is the item's itemInt2; the decoder reads each value as
 // a text up to its NUL and steps over the heads alone.
-constexpr ValueItems kValues61851 = checkedValues({.countAt = 76,
-                                                  .itemsAt = 80,
-                                                  .itemHead = kItemHead,
-                                                  .headWrite = kValueItem,
-                                                  .headRead = kValueItemIn,
-                                                  .widthAt = 102,
-                                                  .frames = ValueFrames::SharedBody,
-                                                  .width = ValueWidth::Member,
-                                                  .read = ValueRead::ToNul,
-                                                  .step = ValueStep::HeadOnly,
-                                                  .tooLong = "struct data is not convert that the reference value is too length",
-                                                  .headPastBody = kHeadTooLong,
-                                                  .valuePastBody = kValueTooLong});
+constexpr ValueItems kValues61851 = checkedValues([] {
+    ValueItems v = sharedBodyValues(76, kValueItemIn, ValueWidth::Member,
+                                    "struct data is not convert that the reference value is too length");
+    v.read = ValueRead::ToNul;
+    v.step = ValueStep::HeadOnly;
+    return v;
+}());
 // 61901: the width is the value's length; the last frame counts its own items.
-constexpr ValueItems kValues61901 = checkedValues({.countAt = 88,
-                                                  .itemsAt = 92,
-                                                  .itemHead = kItemHead,
-                                                  .headWrite = kValueItem,
-                                                  .headRead = kValueItemIn61901,
-                                                  .widthAt = 102,
-                                                  .frames = ValueFrames::SharedBody,
-                                                  .width = ValueWidth::Length,
-                                                  .lastCountsOwn = true,
-                                                  .tooLong = "convert failed that Reference value width is too long",
-                                                  .headPastBody = kHeadTooLong,
-                                                  .valuePastBody = kValueTooLong});
+constexpr ValueItems kValues61901 = checkedValues([] {
+    ValueItems v = sharedBodyValues(88, kValueItemIn61901, ValueWidth::Length,
+                                    "convert failed that Reference value width is too long");
+    v.lastCountsOwn = true;
+    return v;
+}());
 
 constexpr Description d61850{.quirks = kLoudHead, .write = kReferences61850, .read = kReferences61850};
 constexpr Description d61851{.quirks = kLoudHead, .write = kValues61851, .read = kValues61851};
