@@ -27,6 +27,7 @@ enum Quirk : uint16_t {
     kQuietEntry = 1 << 4,      // the encoder logs no entry line
     kClearsName = 1 << 5,      // the encoder clears the caller's text64b (the prefix's first
                                // field) before writing it, so that it goes out as NUL
+    kCatchesOnDecode = 1 << 6, // the decoder logs an exception it meets and fails, not throwing it on
 };
 
 struct QuirkName {
@@ -40,6 +41,7 @@ inline constexpr QuirkName kQuirkNames[] = {
     {kCutAtNul, "cut-at-nul"},
     {kQuietEntry, "quiet-entry"},
     {kClearsName, "clears-name"},
+    {kCatchesOnDecode, "catches-on-decode"},
 };
 
 // How a decoder finds the number n of characters of a text that runs to the
@@ -116,6 +118,62 @@ struct OneFrameList;
 // A table body: records of type-length-value entries, what they carry chosen
 // by the function type and sub-type (table_body.h).
 struct Table;
+// A list of items (dataList) split over as many frames as it needs, each
+// frame repeating the prefix and counting its own items: the list's layout,
+// the frame-full test, where the header comes from, the frame marks and the
+// encoder's log texts (multiframe/splitter.h).
+struct SplitItems;
+
+// A list of items (dataList) whose items each hold a head of fixed fields
+// and, where the head carries a width W (a decimal in the head), W value
+// bytes (itemText2) behind it.
+enum class ValueFrames : uint8_t {
+    One,         // one frame: a list of more heads than the body holds is refused
+    SharedBody,  // split item by item: an item that does not fit closes the frame
+                 // (its count, continuation '1') and the next frame goes on in a
+                 // copy of the same body, never cleared, its items written from
+                 // itemsAt over the previous frame's
+};
+
+// Where the width an encoder writes for a value comes from. The frame-full
+// test counts the value's own length either way.
+enum class ValueWidth : uint8_t {
+    None,    // the items carry no value
+    Member,  // itemInt2: the value NUL-padded or cut to it
+    Length,  // the value's own length
+};
+
+// How a decoder reads the W value bytes.
+enum class ValueRead : uint8_t {
+    Bytes,  // the W bytes as they stand; a value past the body fails
+    ToNul,  // W characters: the text up to its first NUL, then NUL; a value that
+            // meets no NUL before the body end fails
+};
+
+// How a decoder moves from one item to the next.
+enum class ValueStep : uint8_t {
+    OverValue,  // behind the item's value bytes
+    HeadOnly,   // by the head alone: the value bytes are read as the next items
+};
+
+struct ValueItems {
+    int countAt = 0;
+    int countWidth = 4;
+    int itemsAt = 0;
+    int itemHead = 0;
+    std::span<const Field> headWrite = {};  // the head's fields out (the width apart)
+    std::span<const Field> headRead = {};   // in, the width (itemInt2) among them
+    int widthAt = -1;                       // the width's place in the head, or -1
+    int widthWidth = 4;
+    ValueFrames frames = ValueFrames::One;
+    ValueWidth width = ValueWidth::None;
+    ValueRead read = ValueRead::Bytes;
+    ValueStep step = ValueStep::OverValue;
+    bool lastCountsOwn = false;  // the last frame counts its own items; else it keeps the total
+    const char* tooLong = nullptr;        // encoder: a list or item that does not fit
+    const char* headPastBody = nullptr;   // decoder: an item head past the body
+    const char* valuePastBody = nullptr;  // decoder: a value past the body, or a negative width
+};
 
 // The name of a record's number where a read reports it.
 inline constexpr const char* kRecordNumberName = "recInt";
@@ -130,8 +188,11 @@ struct Tail {
     constexpr Tail(const RecordBlocks& r) noexcept : records(&r) {}  // NOLINT: blocks convert
     constexpr Tail(const OneFrameList& l) noexcept : items(&l) {}     // NOLINT: items convert
     constexpr Tail(const Table& t) noexcept : table(&t) {}            // NOLINT: a table converts
+    constexpr Tail(const SplitItems& s) noexcept : split(&s) {}       // NOLINT: split items convert
+    constexpr Tail(const ValueItems& v) noexcept : values(&v) {}      // NOLINT: value items convert
     constexpr bool empty() const noexcept {
-        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr && table == nullptr;
+        return text == nullptr && rows == nullptr && records == nullptr && items == nullptr && table == nullptr &&
+               split == nullptr && values == nullptr;
     }
 
     const TextToEnd* text = nullptr;
@@ -139,6 +200,8 @@ struct Tail {
     const RecordBlocks* records = nullptr;
     const OneFrameList* items = nullptr;
     const Table* table = nullptr;
+    const SplitItems* split = nullptr;
+    const ValueItems* values = nullptr;
 };
 
 // How the frames of a message split over several are marked, so that a
@@ -235,6 +298,26 @@ consteval Rows checkedRows(Rows r) {
     if (r.list != Container::FbCodes && r.list != Container::SettingList) throw "rows of another list";
     if (r.first + r.limit > MAX_PAVA_MSG_LEN || r.stride <= 0) throw "rows run past the body";
     return r;
+}
+
+// Value items: heads within the body and their fields within the head, the
+// width among the fields read back; a one-frame list carries no values.
+consteval ValueItems checkedValues(ValueItems v) {
+    for (const auto table : {v.headWrite, v.headRead})
+        for (const Field& f : table)
+            if (f.offset + f.width > v.itemHead) throw "head field runs past its head";
+    if (v.itemHead <= 0 || v.itemsAt + v.itemHead > MAX_PAVA_MSG_LEN || v.countAt < 0 ||
+        v.countAt + v.countWidth > v.itemsAt)
+        throw "items or count outside the body";
+    if ((v.widthAt >= 0) != (v.width != ValueWidth::None)) throw "a value needs its width, and the reverse";
+    if (v.widthAt >= 0) {
+        bool read = false;
+        for (const Field& f : v.headRead)
+            read = read || (f.offset == v.widthAt && f.width == v.widthWidth && f.member == Member::itemInt2);
+        if (!read || v.widthAt + v.widthWidth > v.itemHead) throw "the width is read back into itemInt2";
+    }
+    if (v.frames == ValueFrames::One && v.widthAt >= 0) throw "a one-frame list of values";
+    return v;
 }
 
 // A split rule's repair reads and writes only within the body: its counts,

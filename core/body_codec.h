@@ -14,7 +14,9 @@
 #include "frame_header.h"
 #include "log.h"
 #include "message.h"
+#include "messages/list_codec.h"
 #include "multiframe/item_list.h"
+#include "multiframe/splitter.h"
 #include "read_trace.h"
 #include "table_body.h"
 
@@ -216,6 +218,174 @@ int readRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     return 0;
 }
 
+// A frame of a split list; an exception met on the way is logged and fails
+// the decode where the description says so.
+template <const Description& D>
+int readSplit(int id, const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    if constexpr (D.has(kCatchesOnDecode)) {
+        try {
+            return readSplitItems(*D.read.split, id, frame, an);
+        } catch (...) {
+            log::format(D.read.split->caught, id);
+            return -1;
+        }
+    } else {
+        return readSplitItems(*D.read.split, id, frame, an);
+    }
+}
+
+// The item heads of a value list, out and back in, unrolled from their tables.
+template <const ValueItems& V>
+void writeValueHead(const PavaDataItem& item, char* dest) noexcept {
+    [&]<size_t... I>(std::index_sequence<I...>) {
+        (writeFieldOf<V.headWrite[I]>(item, dest), ...);
+    }(std::make_index_sequence<V.headWrite.size()>{});
+}
+
+template <const ValueItems& V>
+void readValueHead(const char* src, PavaDataItem& item) {
+    [&]<size_t... I>(std::index_sequence<I...>) {
+        (readFieldOf<V.headRead[I]>(src, item), ...);
+    }(std::make_index_sequence<V.headRead.size()>{});
+}
+
+// The whole encode of a value list behind the entry line: 0, the header
+// setter's code, or -1 once a list or item that does not fit is logged (the
+// frame being built dropped, frames closed before kept).
+template <const Description& D>
+int encodeValues(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
+    constexpr const ValueItems& V = *D.write.values;
+    constexpr int kBody = MAX_PAVA_MSG_LEN;
+    constexpr bool shared = V.frames == ValueFrames::SharedBody;
+    const PavaFullData& rec = *an->record();
+    if constexpr (shared) {
+        if (out->spare() == 0) {
+            ItemBytes bytes;
+            for (const PavaDataItem& item : rec.dataList) {
+                const uint64_t value = item.itemText2.size();
+                const uint64_t width =
+                    V.width == ValueWidth::Member ? static_cast<uint64_t>(item.itemInt2 > 0 ? item.itemInt2 : 0) : value;
+                bytes.add(V.itemHead + width, V.itemHead + value);
+            }
+            reserveFrames(*out, bytes, kBody - V.itemsAt);
+        }
+    }
+    int rc = 0;
+    PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
+    if (frame == nullptr) return rc;
+    if constexpr (!shared) {
+        if (rec.dataList.size() > static_cast<size_t>((kBody - V.itemsAt) / V.itemHead)) {
+            log::write(V.tooLong);
+            out->pop_back();
+            return -1;
+        }
+    }
+    writeFields(def.layout.fields, rec, frame->body, kBody);
+    writeIntField(static_cast<int>(rec.dataList.size()), frame->body + V.countAt, V.countWidth);
+    int used = V.itemsAt;
+    int inFrame = 0;
+    char* body = frame->body;
+    for (const PavaDataItem& item : rec.dataList) {
+        int width = 0;
+        if constexpr (V.width != ValueWidth::None) {
+            const size_t valueLength = item.itemText2.size();
+            if (static_cast<size_t>(used) + valueLength + V.itemHead > kBody) {
+                if (inFrame == 0) {
+                    log::write(V.tooLong);
+                    out->pop_back();
+                    return -1;
+                }
+                body = messages::carryOver(*out, V.countAt, inFrame, used, used, V.itemsAt).body;
+                used = V.itemsAt;
+                inFrame = 0;
+            }
+            width = V.width == ValueWidth::Member ? item.itemInt2 : static_cast<int>(valueLength);
+            // A width that would leave the body is refused like an oversized item.
+            if (width < 0 || width > kBody - used - V.itemHead) {
+                log::write(V.tooLong);
+                out->pop_back();
+                return -1;
+            }
+        }
+        char* at = body + used;
+        writeValueHead<V>(item, at);
+        if constexpr (V.width != ValueWidth::None) {
+            writeIntField(width, at + V.widthAt, V.widthWidth);
+            messages::copyValueBytes(at + V.itemHead, item.itemText2, width);
+        }
+        used += V.itemHead + width;
+        ++inFrame;
+    }
+    if constexpr (V.lastCountsOwn) writeIntField(inFrame, body + V.countAt, V.countWidth);
+    if constexpr (shared)
+        messages::closeLastFrame(*out, used);
+    else
+        setLength(*frame, used, false);
+    return 0;
+}
+
+// The items of one frame of a value list: 0, or -1 once an item head or
+// value past the body is logged (the items before it kept).
+template <const ValueItems& V>
+int readValues(const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    constexpr int kBody = MAX_PAVA_MSG_LEN;
+    PavaFullData& rec = *an.record();
+    const char* body = frame.body;
+    const ReadTrace trace = an.trace(frame);
+    const int count = readIntField(body + V.countAt, V.countWidth);
+    trace.read(body + V.countAt, V.countWidth, SpanKind::Decimal,
+               kRecordPath.whole(Container::DataList).named(kCountName));
+    int at = V.itemsAt;
+    ListRefill<PavaDataItem> items = an.refill(rec.dataList);
+    items.reserve(count, kBody - at, V.itemHead);
+    for (int i = 0; i < count; ++i) {
+        if (at + V.itemHead > kBody) {
+            log::write(V.headPastBody);
+            return -1;
+        }
+        PavaDataItem& item = items.next();
+        readValueHead<V>(body + at, item);
+        int width = 0;
+        int shown = 0;  // value bytes the decoder looks at
+        if constexpr (V.width != ValueWidth::None) {
+            width = item.itemInt2;
+            const char* value = body + at + V.itemHead;
+            if constexpr (V.read == ValueRead::ToNul) {
+                if (width < 0) {
+                    log::write(V.valuePastBody);
+                    return -1;
+                }
+                item.itemText2.assign(static_cast<size_t>(width), '\0');
+                const int n = windowTextLength(value, width, kBody - at - V.itemHead);
+                if (n < 0) {
+                    log::write(V.valuePastBody);
+                    return -1;
+                }
+                fieldDetail::copyBytes(item.itemText2.data(), value, n);
+                // The text and its NUL: the decoder looks no further.
+                shown = n < width ? n + 1 : width;
+            } else {
+                if (width < 0 || width + at + V.itemHead > kBody) {
+                    log::write(V.valuePastBody);
+                    return -1;
+                }
+                item.itemText2.assign(value, static_cast<size_t>(width));
+                shown = width;
+            }
+        }
+        if (trace) {
+            const ReadPath path = kRecordPath.item(Container::DataList, items.size());
+            trace.fields(V.headRead, body + at, path);
+            if constexpr (V.width != ValueWidth::None)
+                trace.read(body + at + V.itemHead, shown,
+                           V.read == ValueRead::ToNul ? SpanKind::Text : SpanKind::Raw, path.leaf(Member::itemText2));
+        }
+        items.keep();
+        at += V.itemHead + (V.step == ValueStep::OverValue ? width : 0);
+    }
+    return 0;
+}
+
 }  // namespace body
 
 template <const Description& D>
@@ -225,6 +395,8 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
         return body::writeTable(*D.write.table, D.has(kClearsName), def.layout.fields, out, *an->record());
     }
     body::logEncodeEntry<D>(def.id);
+    if constexpr (D.write.split != nullptr) return writeSplitItems(*D.write.split, def.id, D.has(kLoudHead), *out, *an);
+    if constexpr (D.write.values != nullptr) return body::encodeValues<D>(def, out, an);
     int rc = 0;
     PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
     if (frame == nullptr) return rc;
@@ -267,6 +439,10 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
         return refuseListOutOfBody(def.id);
     } else if constexpr (D.read.table != nullptr) {
         return body::readTable(*D.read.table, *frame, *an);
+    } else if constexpr (D.read.split != nullptr) {
+        return body::readSplit<D>(def.id, *frame, *an);
+    } else if constexpr (D.read.values != nullptr) {
+        return body::readValues<*D.read.values>(*frame, *an);
     }
     return 0;
 }
@@ -278,8 +454,7 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
 template <const Description& D>
 constexpr MessageDef describedMessage(int id, std::span<const Field> fields, int length,
                                       std::span<const Field> decodeFields = {}) {
-    return MessageDef{id,      encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length},
-                      nullptr, &D};
+    return MessageDef{id, encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length}, &D};
 }
 
 // The one-frame item list the description D writes and reads, with the
@@ -299,6 +474,25 @@ constexpr MessageDef oneFrameList(int id) {
 constexpr Description oneFrameBody(const OneFrameList& list, const char* entry = nullptr) {
     return Description{.encodeEntry = entry, .counts = Container::DataList, .quirks = kLoudHead, .write = list,
                        .read = list};
+}
+
+// The split list the description D writes and reads, with the list's shape
+// and words for tools and its frame marks for readers.
+template <const Description& D>
+constexpr MessageDef splitItemList(int id) {
+    const SplitItems& split = *D.write.split;
+    MessageDef def = describedMessage<D>(id, split.list.prefix, -1);
+    def.layout.list = listShapeOf(split.list);
+    def.layout.body = split.list.body;
+    def.split = &split.frames;
+    return def;
+}
+
+// The description of a split list: the list's count among the prefix
+// fields, a header failure logged.
+constexpr Description splitBody(const SplitItems& split, uint16_t quirks = 0) {
+    return Description{.counts = Container::DataList, .quirks = static_cast<uint16_t>(kLoudHead | quirks),
+                       .write = split, .read = split};
 }
 
 }  // namespace pava

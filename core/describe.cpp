@@ -13,6 +13,7 @@
 #include "describe.h"
 #include "message.h"
 #include "multiframe/item_list.h"
+#include "multiframe/splitter.h"
 #include "read_trace.h"
 #include "table_body.h"
 
@@ -173,9 +174,19 @@ void recordsTail(Out& out, const RecordBlocks& r) {
     fields(out, "entryReadFields", r.entryRead);
 }
 
-void itemsTail(Out& out, const OneFrameList& l) {
-    const ListLayout& list = l.list;
-    out.text("kind", "items");
+void fitRule(Out& out, const char* name, const FitRule& f) {
+    out.object(name);
+    out.text("rule", fitName(f.kind));
+    out.number("start", f.start);
+    out.number("step", f.step);
+    out.number("limit", f.limit);
+    out.number("reserve", f.reserve);
+    out.flag("firstItemToo", f.firstItemToo);
+    out.end();
+}
+
+// The items of a list body, for a one-frame list and a split one alike.
+void listItems(Out& out, const ListLayout& list) {
     out.text("list", listName(Container::DataList));
     out.text("format", bodyKindName(list.item.kind));
     out.place("countAt", list.countAt);
@@ -188,15 +199,49 @@ void itemsTail(Out& out, const OneFrameList& l) {
     fields(out, "trailer", list.trailer);
     out.number("trailerLength", list.trailerLength);
     out.flag("trailerRead", list.trailerRead);
-    out.object("fit");
-    out.text("rule", fitName(l.fit.kind));
-    out.number("start", l.fit.start);
-    out.number("step", l.fit.step);
-    out.number("limit", l.fit.limit);
-    out.number("reserve", l.fit.reserve);
-    out.flag("firstItemToo", l.fit.firstItemToo);
-    out.end();
+}
+
+void itemsTail(Out& out, const OneFrameList& l) {
+    out.text("kind", "items");
+    listItems(out, l.list);
+    fitRule(out, "fit", l.fit);
     out.text("tooLong", l.tooLong);
+}
+
+void splitTail(Out& out, const SplitItems& s) {
+    out.text("kind", "split-items");
+    listItems(out, s.list);
+    fitRule(out, "fit", s.full);
+    out.text("head", s.head == SplitHead::Own ? "own" : "from-record");
+    out.flag("trailerWhenEmpty", s.trailerWhenEmpty);
+    out.place("frameLogId", s.frameLogId == 0 ? -1 : s.frameLogId);
+    out.text("emptyWarning", s.emptyWarning);
+    out.text("frameMade", s.frameMade);
+    out.text("lastFrameMade", s.lastFrameMade);
+    out.text("itemTooLarge", s.itemTooLarge);
+    out.text("leave", s.leave);
+    out.text("caught", s.caught);
+}
+
+void valuesTail(Out& out, const ValueItems& v) {
+    out.text("kind", "values");
+    out.text("list", listName(Container::DataList));
+    out.number("countAt", v.countAt);
+    out.number("countWidth", v.countWidth);
+    out.number("itemsAt", v.itemsAt);
+    out.number("itemHead", v.itemHead);
+    fields(out, "headFields", v.headWrite);
+    fields(out, "headReadFields", v.headRead);
+    out.place("widthAt", v.widthAt);
+    out.number("widthWidth", v.widthWidth);
+    out.text("frames", v.frames == ValueFrames::One ? "one" : "shared-body");
+    out.text("width", v.width == ValueWidth::None ? "none" : v.width == ValueWidth::Member ? "member" : "length");
+    out.text("read", v.read == ValueRead::Bytes ? "bytes" : "to-nul");
+    out.text("step", v.step == ValueStep::OverValue ? "over-value" : "head-only");
+    out.flag("lastCountsOwn", v.lastCountsOwn);
+    out.text("tooLong", v.tooLong);
+    out.text("headPastBody", v.headPastBody);
+    out.text("valuePastBody", v.valuePastBody);
 }
 
 const char* stepName(TableStep s) noexcept {
@@ -294,6 +339,8 @@ void tail(Out& out, const char* name, const Tail& t) {
     if (t.records != nullptr) recordsTail(out, *t.records);
     if (t.items != nullptr) itemsTail(out, *t.items);
     if (t.table != nullptr) tableTail(out, *t.table);
+    if (t.split != nullptr) splitTail(out, *t.split);
+    if (t.values != nullptr) valuesTail(out, *t.values);
     out.end();
 }
 

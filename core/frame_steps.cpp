@@ -23,10 +23,4 @@ bool enterDecode(int id, const PavaMsg* frame) noexcept {
     return false;
 }
 
-void finishFrame(PavaMsg& frame, int length) noexcept {
-    PavaHeadAccessor head(&frame);
-    head.setLength(length);
-    head.setContinued(false);
-}
-
 }  // namespace pava

@@ -26,18 +26,10 @@ struct MessageDef {
     DecodeFn decode = nullptr;
     // The fixed fields (for a list message: its prefix) and declared length.
     Layout layout;
-    // Codec-specific constants (limits, texts), owned by the codec's family,
-    // for the codecs that no description runs yet.
-    const void* params = nullptr;
     // The description the interpreter runs (body_codec.h), where one does.
     const Description* description = nullptr;
     // How the encoder splits a message over frames, where it may.
     const SplitRule* split = nullptr;
-
-    template <class T>
-    const T& param() const noexcept {
-        return *static_cast<const T*>(params);
-    }
 };
 
 // def with the rule by which its encoder splits a message over frames.
@@ -91,9 +83,6 @@ PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an,
 // The decoder's first steps: its entry line; for a null frame the null-frame
 // line and false.
 bool enterDecode(int id, const PavaMsg* frame) noexcept;
-
-// Sets the body length and clears the continuation flag.
-void finishFrame(PavaMsg& frame, int length) noexcept;
 
 }  // namespace pava
 

@@ -40,7 +40,7 @@ uint8_t listOf(std::span<const Field> itemFields) {
 void addList(Carried& c, const ListLayout& list) {
     addFields(c, list.prefix);
     if (list.trailerRead) addFields(c, list.trailer);
-    c.containers |= kDataList;  // readItemList appends to dataList
+    c.containers |= kDataList;  // the list reader appends to dataList
 }
 
 // What the codecs whose body is an algorithm (not a field table) fill beyond
@@ -55,10 +55,8 @@ const Algorithm kAlgorithms[] = {
     {10001, 10003, {}, kRecordList},
     {10004, 10004, {Member::intValue4}, kRecordList},
     {10006, 10006, {Member::intValue4}, kRecordList},
-    // Reference and value lists, data object types.
-    {61850, 61851, {Member::string4}, kDataList},
+    // Data object types.
     {61858, 61858, {Member::string4}, kRecordList},
-    {61901, 61901, {Member::string4}, kDataList},
 };
 
 void forEachRecordMember(auto&& fn) {
@@ -96,10 +94,7 @@ Carried carriedBy(const MessageDef& def) {
     addFields(c, def.layout.readFields());
     bool described = false;
     if (def.layout.list != nullptr) c.containers |= listOf(def.layout.list->itemReadFields());
-    if (def.decode == decodeSplitList) {
-        addList(c, def.param<SplitList>().list);
-        described = true;
-    } else if (def.description != nullptr) {
+    if (def.description != nullptr) {
         const Tail& tail = def.description->read;
         if (tail.text != nullptr) {
             const Member m = stringMember(tail.text->text);
@@ -110,6 +105,10 @@ Carried carriedBy(const MessageDef& def) {
             c.containers |= kRecordList;
         } else if (tail.items != nullptr) {
             addList(c, tail.items->list);
+        } else if (tail.split != nullptr) {
+            addList(c, tail.split->list);
+        } else if (tail.values != nullptr) {
+            c.containers |= kDataList;
         }
         described = true;
     }

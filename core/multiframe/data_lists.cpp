@@ -1,6 +1,6 @@
 // The data-list messages that are split over as many frames as they need.
+#include "body_codec.h"
 #include "messages/catalog.h"
-#include "multiframe/splitter.h"
 
 namespace pava::messages {
 
@@ -36,23 +36,36 @@ constexpr ListLayout kBlocksOneCode = itemList(kAddressCountPrefix, 16, 12, fixe
 constexpr ListLayout kTwoTexts = itemList(k20155Prefix, 22, 18, lengthPrefixedItem());
 
 // Numbered frames; with header flag 2, '2' at position 14 of every frame.
-constexpr SplitRule kNumbered{};
 constexpr SplitRule kFlagTwo{.headFlagTwo = true};
 
-//                        list            frame full          head   trailer  frames    catch  make-frame id
-constexpr SplitList k20014{kCodedTexts, frameSpace(8171), false, false, kNumbered, false, 0, kEmpty};
-constexpr SplitList k20016{kCodedEscaped, frameSpace(8192), false, false, kNumbered, true, 0, kEmptyShort};
-constexpr SplitList k20018{kBlocksTwoCodes, frameSpace(8192, 24), false, true, kFlagTwo, false, 0, kEmpty};
-constexpr SplitList k20020{kBlocksShort, frameSpace(8192), false, false, kFlagTwo, false, 0, kEmpty};
-constexpr SplitList k20155{kTwoTexts, frameSpace(8170, 0, true), true, false, kNumbered, false, 0, kEmpty};
-constexpr SplitList k30014{kCodedEscaped, frameSpace(8171), false, false, kNumbered, false, 20014, kEmpty};
-constexpr SplitList k30016{kCodedEscaped, frameSpace(8192), false, false, kNumbered, true, 20016, kEmptyShort};
-constexpr SplitList k30018{kBlocksOneCode, frameSpace(8192, 12), false, false, kFlagTwo, false, 0, kEmpty};
+constexpr SplitItems k20014{.list = kCodedTexts, .full = frameSpace(8171), .emptyWarning = kEmpty};
+constexpr SplitItems k20016{.list = kCodedEscaped, .full = frameSpace(8192), .emptyWarning = kEmptyShort};
+constexpr SplitItems k20018{.list = kBlocksTwoCodes, .full = frameSpace(8192, 24), .trailerWhenEmpty = true,
+                            .frames = kFlagTwo, .emptyWarning = kEmpty};
+constexpr SplitItems k20020{.list = kBlocksShort, .full = frameSpace(8192), .frames = kFlagTwo, .emptyWarning = kEmpty};
+constexpr SplitItems k20155{.list = kTwoTexts, .full = frameSpace(8170, 0, true), .head = SplitHead::FromRecord,
+                            .emptyWarning = kEmpty};
+// The extended ids name their models in the make-frame lines.
+constexpr SplitItems k30014{.list = kCodedEscaped, .full = frameSpace(8171), .frameLogId = 20014,
+                            .emptyWarning = kEmpty};
+constexpr SplitItems k30016{.list = kCodedEscaped, .full = frameSpace(8192), .frameLogId = 20016,
+                            .emptyWarning = kEmptyShort};
+constexpr SplitItems k30018{.list = kBlocksOneCode, .full = frameSpace(8192, 12), .frames = kFlagTwo,
+                            .emptyWarning = kEmpty};
+
+constexpr Description d20014 = splitBody(k20014);
+constexpr Description d20016 = splitBody(k20016, kCatchesOnDecode);
+constexpr Description d20018 = splitBody(k20018);
+constexpr Description d20020 = splitBody(k20020);
+constexpr Description d20155 = splitBody(k20155);
+constexpr Description d30014 = splitBody(k30014);
+constexpr Description d30016 = splitBody(k30016, kCatchesOnDecode);
+constexpr Description d30018 = splitBody(k30018);
 
 constexpr MessageDef kMessages[] = {
-    splitList(20014, k20014), splitList(20016, k20016), splitList(20018, k20018),
-    splitList(20020, k20020), splitList(20155, k20155), splitList(30014, k30014),
-    splitList(30016, k30016), splitList(30018, k30018),
+    splitItemList<d20014>(20014), splitItemList<d20016>(20016), splitItemList<d20018>(20018),
+    splitItemList<d20020>(20020), splitItemList<d20155>(20155), splitItemList<d30014>(30014),
+    splitItemList<d30016>(30016), splitItemList<d30018>(30018),
 };
 
 }  // namespace

@@ -199,12 +199,6 @@ void reserveItemFrames(FrameList& out, const ListLayout& list, std::span<const P
     reserveFrames(out, bytes, static_cast<int>(kBody) - list.itemsAt);
 }
 
-bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
-                  const ReadTrace& trace) {
-    readFields(list.prefix, body, MAX_PAVA_MSG_LEN, rec, trace, kRecordPath, Container::DataList);
-    return readItemsBehindPrefix(list, body, rec, items, trace);
-}
-
 bool readItemsBehindPrefix(const ListLayout& list, const char* body, PavaFullData& rec,
                            ListRefill<PavaDataItem>& items, const ReadTrace& trace) {
     const int count = list.countAt == kNoCount ? 1 : readIntField(body + list.countAt, kCountWidth);
@@ -215,14 +209,6 @@ bool readItemsBehindPrefix(const ListLayout& list, const char* body, PavaFullDat
     if (!list.item.read(list.item, body, pos, count, items, trace)) return false;
     if (!list.trailerRead || list.trailer.empty()) return true;
     return pos <= kBody && readFields(list.trailer, body + pos, static_cast<int>(kBody - pos), rec, trace);
-}
-
-int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    if (!enterDecode(id, frame)) return -1;
-    PavaFullData& rec = *an->record();
-    ListRefill<PavaDataItem> items = an->refill(rec.dataList);
-    if (readItemList(list, frame->body, rec, items, an->trace(*frame))) return 0;
-    return refuseListOutOfBody(id);
 }
 
 int writeOneFrameList(const OneFrameList& params, int id, const PavaFullData& rec, char* body) {

@@ -297,18 +297,12 @@ size_t fillItems(const ListLayout& list, const FitRule& rule, std::span<const Pa
 // Writes the count into the prefix.
 void writeItemCount(const ListLayout& list, char* body, size_t count) noexcept;
 
-// Decodes a list body into rec: prefix, count, that many items into `items`
-// (the record's `dataList`), trailer; the reads go to the trace. False when a
-// count or length points past the body; the items read until then stay.
-bool readItemList(const ListLayout& list, const char* body, PavaFullData& rec, ListRefill<PavaDataItem>& items,
-                  const ReadTrace& trace);
-// The same behind the prefix.
+// Decodes the count, items (into `items`, the record's `dataList`) and
+// trailer of a list body behind its prefix; the reads go to the trace.
+// False when a count or length points past the body; the items read until
+// then stay.
 bool readItemsBehindPrefix(const ListLayout& list, const char* body, PavaFullData& rec,
                            ListRefill<PavaDataItem>& items, const ReadTrace& trace);
-
-// The decoder of every list message: entry text, null frame, readItemList;
-// a list that runs past the body is logged and gives -1.
-int decodeItemList(int id, const ListLayout& list, const PavaMsg* frame, CPavaMsgAnalyze* an);
 
 // Texts of a list that does not fit, with the id in place.
 inline constexpr const char* kTooLongIdFirst = "Data_To_Pava_%05d error:: too long return -1 !\n";

@@ -8,8 +8,12 @@
 
 namespace pava {
 
+namespace {
+
+// Closes a frame of a split list: the trailer at pos (when withTrailer), the
+// body length, position 14 '0' + index, and the item count into the prefix.
 void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& frame, int pos,
-                    size_t index, size_t count, bool withTrailer) noexcept {
+                    size_t index, size_t count, bool withTrailer = true) noexcept {
     int length = pos;
     if (withTrailer && !list.trailer.empty()) {
         writeFields(list.trailer, rec, frame.body + pos, MAX_PAVA_MSG_LEN - pos);
@@ -20,8 +24,6 @@ void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& fr
     head.setHeadFlag(frameDigit(index));
     writeItemCount(list, frame.body, count);
 }
-
-namespace {
 
 // Appends a frame with the message's header and prefix.
 PavaMsg& openFrame(FrameList& out, const char (&head)[PAVA_HEAD_LEN], const ListLayout& list,
@@ -34,20 +36,17 @@ PavaMsg& openFrame(FrameList& out, const char (&head)[PAVA_HEAD_LEN], const List
 
 }  // namespace
 
-int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
-    const SplitList& params = def.param<SplitList>();
-    const ListLayout& list = params.list;
-    const PavaFullData& rec = *an->record();
-    const int logId = params.frameLogId != 0 ? params.frameLogId : def.id;
-    log::encodeEntry(def.id);
+int writeSplitItems(const SplitItems& split, int id, bool loudHead, FrameList& out, CPavaMsgAnalyze& an) {
+    const ListLayout& list = split.list;
+    const PavaFullData& rec = *an.record();
+    const int logId = split.frameLogId != 0 ? split.frameLogId : id;
 
-    reserveItemFrames(*out, list, rec.dataList);
-    const size_t firstFrame = out->size();
-    PavaMsg* frame = &out->emplace_back();
-    if (params.headFromRecord) {
-        if (const int rc = an->setHeadFromData(frame); rc != 0) {
-            log::headError(def.id);
-            out->pop_back();
+    reserveItemFrames(out, list, rec.dataList);
+    const size_t firstFrame = out.size();
+    PavaMsg* frame = &out.emplace_back();
+    if (split.head == SplitHead::FromRecord) {
+        if (const int rc = an.setHeadFromData(frame); rc != 0) {
+            dropHeadlessFrame(&out, id, !loudHead);
             return rc;
         }
     } else {
@@ -61,50 +60,44 @@ int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
 
     const std::span<const PavaDataItem> items = rec.dataList;
     if (items.empty()) {
-        log::write(params.emptyWarning);
-        closeListFrame(list, rec, *frame, list.itemsAt, index, 0, params.trailerWhenEmpty);
+        log::write(split.emptyWarning);
+        closeListFrame(list, rec, *frame, list.itemsAt, index, 0, split.trailerWhenEmpty);
     } else {
         size_t next = 0;
         for (;;) {
             int pos = list.itemsAt;
-            const size_t end = fillItems(list, params.full, items, next, frame->body, pos);
+            const size_t end = fillItems(list, split.full, items, next, frame->body, pos);
             const size_t count = end - next;
             if (end == items.size()) {
-                log::format("Data_To_Pava_%05d make frame datanum %d, frmidx = %d \r\n", logId,
-                            static_cast<int>(count), static_cast<int>(index));
+                log::format(split.lastFrameMade, logId, static_cast<int>(count), static_cast<int>(index));
                 closeListFrame(list, rec, *frame, pos, index, count);
                 break;
             }
             if (count == 0) {
-                log::format("Data_To_Pava_%05d single data size overflow!", def.id);
-                out->pop_back();
+                log::format(split.itemTooLarge, id);
+                out.pop_back();
                 return -1;
             }
-            log::format("Data_To_Pava_%05d make frame datanum %d, frmidx = %d frmlen = %d \r\n", logId,
-                        static_cast<int>(count), static_cast<int>(index), pos);
+            log::format(split.frameMade, logId, static_cast<int>(count), static_cast<int>(index), pos);
             closeListFrame(list, rec, *frame, pos, index, count);
             ++index;
             next = end;
-            frame = &openFrame(*out, head, list, rec);
+            frame = &openFrame(out, head, list, rec);
         }
     }
 
-    markFrameCount(*out, firstFrame);
-    if (params.frames.headFlagTwo && rec.headFlag == 2)
-        for (size_t i = firstFrame; i < out->size(); ++i) PavaHeadAccessor(&(*out)[i]).setHeadFlag('2');
-    log::format("Leave Data_To_Pava_%05d!\n", def.id);
+    markFrameCount(out, firstFrame);
+    if (split.frames.headFlagTwo && rec.headFlag == 2)
+        for (size_t i = firstFrame; i < out.size(); ++i) PavaHeadAccessor(&out[i]).setHeadFlag('2');
+    log::format(split.leave, id);
     return 0;
 }
 
-int decodeSplitList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an) {
-    const SplitList& params = def.param<SplitList>();
-    if (!params.catchOnDecode) return decodeItemList(def.id, params.list, frame, an);
-    try {
-        return decodeItemList(def.id, params.list, frame, an);
-    } catch (...) {
-        log::format("error:: CPavaMsgAnalyze::Pava_%05d_To_Data excption! ", def.id);
-        return -1;
-    }
+int readSplitItems(const SplitItems& split, int id, const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    PavaFullData& rec = *an.record();
+    ListRefill<PavaDataItem> items = an.refill(rec.dataList);
+    if (readItemsBehindPrefix(split.list, frame.body, rec, items, an.trace(frame))) return 0;
+    return refuseListOutOfBody(id);
 }
 
 }  // namespace pava

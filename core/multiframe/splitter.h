@@ -1,7 +1,6 @@
-// The splitter of data lists that may need several frames.
-//
-// One encoder serves every such message; a SplitList row (pointed to by the
-// MessageDef's params) says how its frames look:
+// Data lists that may need several frames, as a tail of a body description
+// (body.h) that the interpreter hands to writeSplitItems. A SplitItems table
+// says how the frames look:
 //   - every frame repeats the prefix (record fields, the count among them);
 //   - items follow back to back until the frame-full test holds, then the
 //     frame is closed (trailer, length, position 14 = '0' + frame number,
@@ -10,10 +9,8 @@
 //     continuation flag '1' on all frames but the last (markFrameCount).
 // An item that fails the frame-full test in an empty frame can never be sent:
 // the call fails, dropping the frame it was building; frames closed before
-// stay in the list. An empty list gives one frame with count 0.
-//
-// closeListFrame below, writeOwnHead and markFrameCount (frame_marks.h) are
-// the pieces other split messages can use with their own item loops.
+// stay in the list. An empty list gives one frame with count 0. Each frame
+// decodes alone, as a list of its own.
 #ifndef ZMPAVA_CORE_MULTIFRAME_SPLITTER_H
 #define ZMPAVA_CORE_MULTIFRAME_SPLITTER_H
 
@@ -22,30 +19,45 @@
 
 namespace pava {
 
-struct SplitList {
-    ListLayout list;
-    FitRule full;                    // the frame-full test before each item
-    bool headFromRecord = false;     // header from the record, else writeOwnHead
-    bool trailerWhenEmpty = false;   // the frame of an empty list carries the trailer
-    SplitRule frames;                // numbered frames of dataList items (header flag 2 on all?)
-    bool catchOnDecode = false;      // the decoder logs an exception and fails
-    int frameLogId = 0;              // id named in the make-frame lines (0: its own)
-    const char* emptyWarning = nullptr;  // logged for an empty list
+// Where the frames of a split list take their header from.
+enum class SplitHead : uint8_t {
+    Own,         // writeOwnHead (frame_marks.h): cannot fail
+    FromRecord,  // the analyzer's header setter, as a single frame does
 };
 
-// Closes a frame of a split list: the trailer at pos (when withTrailer), the
-// body length, position 14 '0' + index, and the item count into the prefix.
-void closeListFrame(const ListLayout& list, const PavaFullData& rec, PavaMsg& frame, int pos,
-                    size_t index, size_t count, bool withTrailer = true) noexcept;
+// The encoder's lines, each a printf text taking the id (the make-frame lines
+// the id, the item count, the frame number and, but for the last frame, its
+// length).
+inline constexpr const char* kFrameMadeText = "Data_To_Pava_%05d make frame datanum %d, frmidx = %d frmlen = %d \r\n";
+inline constexpr const char* kLastFrameMadeText = "Data_To_Pava_%05d make frame datanum %d, frmidx = %d \r\n";
+inline constexpr const char* kItemTooLargeText = "Data_To_Pava_%05d single data size overflow!";
+inline constexpr const char* kLeaveText = "Leave Data_To_Pava_%05d!\n";
+// The decoder's line where it meets an exception (kCatchesOnDecode).
+inline constexpr const char* kDecodeCaughtText = "error:: CPavaMsgAnalyze::Pava_%05d_To_Data excption! ";
 
-int encodeSplitList(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an);
-int decodeSplitList(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze* an);
+struct SplitItems {
+    ListLayout list;
+    FitRule full;                         // the frame-full test before each item
+    SplitHead head = SplitHead::Own;
+    bool trailerWhenEmpty = false;        // the frame of an empty list carries the trailer
+    SplitRule frames = {};                // the marks a reader joins the frames by
+    int frameLogId = 0;                   // id named in the make-frame lines (0: its own)
+    const char* emptyWarning = nullptr;   // logged for an empty list
+    const char* frameMade = kFrameMadeText;
+    const char* lastFrameMade = kLastFrameMadeText;
+    const char* itemTooLarge = kItemTooLargeText;
+    const char* leave = kLeaveText;
+    const char* caught = kDecodeCaughtText;
+};
 
-constexpr MessageDef splitList(int id, const SplitList& params) {
-    return MessageDef{id, encodeSplitList, decodeSplitList,
-                      Layout{params.list.prefix, {}, -1, listShapeOf(params.list), params.list.body}, &params,
-                      nullptr, &params.frames};
-}
+// Appends the frames of the record's list to out (after the encoder's entry
+// line): 0, the header setter's code, or -1 for an item too large for any
+// frame, each logged (a header failure only when loudHead).
+int writeSplitItems(const SplitItems& split, int id, bool loudHead, FrameList& out, CPavaMsgAnalyze& an);
+
+// One frame's list behind its prefix: 0, or -1 logged when a count or length
+// points past the body.
+int readSplitItems(const SplitItems& split, int id, const PavaMsg& frame, CPavaMsgAnalyze& an);
 
 }  // namespace pava
 

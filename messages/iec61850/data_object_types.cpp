@@ -205,7 +205,7 @@ constexpr MessageDef kMessages[] = {
              "both NUL-padded) and W value bytes (fieldText1, fieldType, fieldLen, fieldText2 of a "
              "recordList fieldList); split over frames structure by structure",
              kAttributeMembers}},
-     nullptr, nullptr, &kFrames61858},
+     nullptr, &kFrames61858},
 };
 
 }  // namespace

@@ -151,8 +151,9 @@ end
 local ITEM_KEYS = {"item.itemText", "item.itemId", "item.itemInt2", "item.itemText2"}
 local ATTRIBUTE_KEYS = {"field.fieldText1", "field.fieldType", "field.fieldLen", "field.fieldText2"}
 
--- `stride`: items that many bytes apart, the value bytes not skipped (the
--- 61851 decoder reads them so; its values are texts up to their first NUL).
+-- `stride`: items that many bytes apart, the value bytes not skipped (as a
+-- decoder that steps by the head reads them; its values are texts up to
+-- their first NUL).
 local function reference_items(ctx, tree, pos, n, label, keys, stride)
     for i = 1, n do
         if pos + 106 > ctx.len then return ctx:past(tree, label .. " " .. i) end
@@ -169,11 +170,15 @@ local function reference_items(ctx, tree, pos, n, label, keys, stride)
     return pos
 end
 
+-- Value items as their description reads them: a decoder that steps by the
+-- head alone reads the value bytes as the next items, up to the body end.
 function bodies.references(ctx, part, tree)
     local count = ctx:int(part.countAt, part.countWidth)
     ctx:add(tree, "count", part.countAt, part.countWidth, count)
-    local finish = reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS, ctx.id == 61851 and 106 or nil)
-    return ctx.id == 61851 and finish and ctx.len or finish
+    local values = ctx.tail
+    local stride = values and values.step == "head-only" and values.itemHead or nil
+    local finish = reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS, stride)
+    return stride and finish and ctx.len or finish
 end
 
 function bodies.data_types(ctx, part, tree)

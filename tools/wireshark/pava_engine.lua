@@ -192,6 +192,7 @@ local function dissect_body(ctx, tree, layout)
     local count
     local part = layout.body
     local tail = layout.description and layout.description.read
+    ctx.tail = tail
     local walk = tail and bodies.tails[tail.kind]
     if walk then
         finish, count = walk(ctx, tail, tree, finish)
