@@ -31,8 +31,9 @@ Errors
     left in the record (.record).
 
 Tables
-    pava.ids() lists the message ids, pava.layout(id) an id's fields as the
-    codecs run them; pava.set_log(sink) routes the codecs' log lines.
+    pava.ids() lists the message ids, pava.layout(id) an id's description as
+    the codecs run it (the data `pava layout --json ID` prints);
+    pava.set_log(sink) routes the codecs' log lines.
 
 The work is done by the compiled module pava._pava, which carries its own copy
 of the library. Where it is absent, the same functions run over the shared
