@@ -1,5 +1,9 @@
 """The dict form and every way the package refuses a record or a frame."""
 
+import json
+import os
+import subprocess
+
 import pytest
 
 import pava
@@ -118,6 +122,15 @@ def test_ids_and_layouts():
     with pytest.raises(pava.PavaError) as caught:
         pava.layout(12345)
     assert caught.value.code == 0x10008
+
+
+def test_layout_is_the_description_the_tool_prints():
+    # Both backends build the description stream into the same data as `pava layout --json`.
+    tool = os.environ.get("PAVA")
+    if not tool:
+        pytest.skip("PAVA names no pava program")
+    printed = json.loads(subprocess.run([tool, "layout", "--json"], check=True, capture_output=True).stdout)
+    assert [pava.layout(d["id"]) for d in printed] == printed
 
 
 def test_log_sink():
