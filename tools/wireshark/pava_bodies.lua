@@ -1,12 +1,13 @@
--- Bodies whose layout is an algorithm rather than a field table: texts up to
--- the body length, code rows, escaped and length-prefixed item lists, generic
--- tables of type-length-value entries, reference and value lists, data object
--- type structures and record field blocks. Each walker reads through `ctx`
--- (the frame's body, its declared length and the tree helpers the dissector
--- provides), stops where a count or length points past the declared body and
--- says so, and returns the offset behind what it showed.
+-- The walkers of the parts of a body that are not one field table: texts up
+-- to the body length, escaped and length-prefixed items, generic tables of
+-- type-length-value entries (by their description's cases), reference and
+-- value items, data object type structures. The engine's walkers of the
+-- descriptions' tails (`bodies.tails`, by the tail's kind) call them with
+-- the places the description gives. Each reads through `ctx` (the frame's
+-- body, its declared length and the tree helpers the dissector provides),
+-- stops where a count or length points past the declared body and says so,
+-- and returns the offset behind what it showed.
 local bodies = {}
--- The same for the tails of descriptions, by their kind.
 local tails = {}
 bodies.tails = tails
 
@@ -52,18 +53,6 @@ function bodies.text(ctx, part, tree)
     local n = math.max(0, ctx.len - part.at)
     ctx:add(tree, "record." .. part.member, part.at, n, ctx:text(ctx:bytes(part.at, n)))
     return part.at + n
-end
-
-function bodies.code_rows(ctx, part, tree)
-    local count = ctx.values.fbCount or 0
-    local pos = part.at
-    for i = 1, count do
-        if i > 200 then return ctx:past(tree, "code row " .. i .. " (at most 200)") end
-        if pos + 12 > ctx.len then return ctx:past(tree, "code row " .. i) end
-        ctx:add(tree, "code", pos, 12, ctx:text(ctx:bytes(pos, 12)))
-        pos = pos + 12
-    end
-    return pos
 end
 
 function bodies.escaped_items(ctx, part, tree)
@@ -194,27 +183,6 @@ function bodies.data_types(ctx, part, tree)
         if not after then return nil end
         ctx:extend(sub, pos, after - pos)
         pos = after
-    end
-    return pos
-end
-
-function bodies.record_fields(ctx, part, tree)
-    local pos = part.at
-    for i = 1, ctx:int(part.countAt, part.countWidth) do
-        if pos + 5 > ctx.len then return ctx:past(tree, "record " .. i) end
-        local fields = ctx:int(pos + 2, 3)
-        local sub = ctx:subtree(tree, "record", pos, 5 + 42 * math.max(fields, 0), "Record " .. i)
-        ctx:add(sub, "record.recInt", pos, 2, ctx:int(pos, 2))
-        ctx:add(sub, "count", pos + 2, 3, fields)
-        local at = pos + 5
-        for k = 1, fields do
-            if at + 42 > ctx.len then return ctx:past(sub, "record " .. i .. " field " .. k) end
-            local f = ctx:subtree(sub, "field", at, 42, "Field " .. k)
-            ctx:add(f, "field.fieldText1", at, 12, ctx:text(ctx:bytes(at, 12), true))
-            ctx:add(f, "field.fieldText2", at + 12, 30, ctx:text(ctx:bytes(at + 12, 30), true))
-            at = at + 42
-        end
-        pos = at
     end
     return pos
 end

@@ -171,6 +171,89 @@ local function add_items(ctx, tree, shape)
     return finish, count
 end
 
+-- The tails of the descriptions, walked as their decoders read them: each
+-- returns the offset behind what it showed (`from` when it shows nothing)
+-- and the count it read. The table walker is in `bodies`.
+local tails = bodies.tails
+
+-- The items of a list in one frame or split over frames, by their format.
+function tails.items(ctx, t, tree, from)
+    if t.format == "items" then
+        return add_items(ctx, tree, {countAt = t.countAt, countWidth = t.countWidth, itemsAt = t.itemsAt,
+                                     itemSize = t.itemSize, itemReadFields = t.itemReadFields,
+                                     trailer = t.trailerRead and t.trailer or {}})
+    end
+    local count = ctx:int(t.countAt, t.countWidth)
+    local walk = t.format == "escaped-items" and bodies.escaped_items or bodies.prefixed_items
+    local finish = walk(ctx, {at = t.itemsAt, countAt = t.countAt, countWidth = t.countWidth, textCut = t.textCut}, tree)
+    if finish and finish < ctx.len and t.trailerRead and #t.trailer > 0 then
+        finish = add_fields(ctx, tree, t.trailer, finish, ctx.values)
+    end
+    return finish, count
+end
+tails["split-items"] = tails.items
+
+-- Rows of one size: settings as items, code rows as texts, counted by a
+-- decimal in the frame or by a member the fixed fields carry.
+function tails.rows(ctx, t, tree, from)
+    if t.list == "settingList" then
+        if t.countAt == nil then return from end
+        return add_items(ctx, tree, {countAt = t.countAt, countWidth = t.countWidth, itemsAt = t.first,
+                                     itemSize = t.stride, itemReadFields = t.fields, trailer = {}})
+    end
+    local count = ctx.values[t.countMember] or 0
+    local pos = t.first
+    for i = 1, count do
+        if (i - 1) * t.stride + t.stride > t.limit then
+            return ctx:past(tree, "code row " .. i .. " (at most " .. math.floor(t.limit / t.stride) .. ")")
+        end
+        if pos + t.stride > ctx.len then return ctx:past(tree, "code row " .. i) end
+        for _, f in ipairs(t.fields) do
+            ctx:add(tree, "code", pos + f.offset, f.width, ctx:text(ctx:bytes(pos + f.offset, f.width)))
+        end
+        pos = pos + t.stride
+    end
+    return pos, count
+end
+
+-- Record blocks: a number, an entry count and that many entries each.
+function tails.records(ctx, t, tree, from)
+    local count = ctx:int(t.countAt, t.countWidth)
+    local head = t.numberWidth + t.entryCountWidth
+    local pos = t.first
+    for i = 1, count do
+        if pos + head > ctx.len then return ctx:past(tree, "record " .. i), count end
+        local n = ctx:int(pos + t.numberWidth, t.entryCountWidth)
+        local sub = ctx:subtree(tree, "record", pos, head + t.entrySize * math.max(n, 0), "Record " .. i)
+        ctx:add(sub, "record.recInt", pos, t.numberWidth, ctx:int(pos, t.numberWidth))
+        ctx:add(sub, "count", pos + t.numberWidth, t.entryCountWidth, n)
+        local at = pos + head
+        for k = 1, n do
+            if at + t.entrySize > ctx.len then return ctx:past(sub, "record " .. i .. " field " .. k), count end
+            add_fields(ctx, ctx:subtree(sub, "field", at, t.entrySize, "Field " .. k), t.entryReadFields, at)
+            at = at + t.entrySize
+        end
+        pos = at
+    end
+    return pos, count
+end
+
+-- A text from `at` up to the body length, unless the fixed fields hold it.
+function tails.text(ctx, t, tree, from)
+    if ctx.values[t.member] ~= nil then return from end
+    return bodies.text(ctx, {at = t.at, member = t.member}, tree)
+end
+
+-- Value items: heads alone as items of one size, or heads with their values.
+function tails.values(ctx, t, tree, from)
+    if t.widthAt == nil then
+        return add_items(ctx, tree, {countAt = t.countAt, countWidth = t.countWidth, itemsAt = t.itemsAt,
+                                     itemSize = t.itemHead, itemReadFields = t.headReadFields, trailer = {}})
+    end
+    local part = {at = t.itemsAt, countAt = t.countAt, countWidth = t.countWidth}
+    return bodies.references(ctx, part, tree), ctx:int(t.countAt, t.countWidth)
+end
+
 -- Frames of one split message share the address pair, id and RII; the first
 -- is the one numbered 1 (or the first seen).
 local first_frames = {}
