@@ -319,22 +319,29 @@ consteval Rows checkedRows(Rows r) {
     return r;
 }
 
-// Value items: heads within the body and their fields within the head, the
-// width among the fields read back; a one-frame list carries no values.
-consteval ValueItems checkedValues(ValueItems v) {
+// The head's fields within the head, and the width among the fields read
+// back, into the member `width`.
+consteval void checkValueHead(const ValueItems& v) {
     for (const auto table : {v.headWrite, v.headRead})
         for (const Field& f : table)
             if (f.offset + f.width > v.itemHead) throw "head field runs past its head";
+}
+consteval bool widthReadBack(const ValueItems& v, Member width) {
+    bool read = false;
+    for (const Field& f : v.headRead)
+        read = read || (f.offset == v.widthAt && f.width == v.widthWidth && f.member == width);
+    return read && v.widthAt >= 0 && v.widthAt + v.widthWidth <= v.itemHead;
+}
+
+// Value items: heads within the body and their fields within the head, the
+// width among the fields read back; a one-frame list carries no values.
+consteval ValueItems checkedValues(ValueItems v) {
+    checkValueHead(v);
     if (v.itemHead <= 0 || v.itemsAt + v.itemHead > MAX_PAVA_MSG_LEN || v.countAt < 0 ||
         v.countAt + v.countWidth > v.itemsAt)
         throw "items or count outside the body";
     if ((v.widthAt >= 0) != (v.width != ValueWidth::None)) throw "a value needs its width, and the reverse";
-    if (v.widthAt >= 0) {
-        bool read = false;
-        for (const Field& f : v.headRead)
-            read = read || (f.offset == v.widthAt && f.width == v.widthWidth && f.member == Member::itemInt2);
-        if (!read || v.widthAt + v.widthWidth > v.itemHead) throw "the width is read back into itemInt2";
-    }
+    if (v.widthAt >= 0 && !widthReadBack(v, Member::itemInt2)) throw "the width is read back into itemInt2";
     if (v.frames == ValueFrames::One && v.widthAt >= 0) throw "a one-frame list of values";
     return v;
 }
@@ -344,16 +351,11 @@ consteval ValueItems checkedValues(ValueItems v) {
 consteval ValueRecords checkedValueRecords(ValueRecords r) {
     if (r.entries == nullptr) throw "records need their entries";
     const ValueItems& v = *r.entries;
-    for (const auto table : {v.headWrite, v.headRead})
-        for (const Field& f : table)
-            if (f.offset + f.width > v.itemHead) throw "head field runs past its head";
+    checkValueHead(v);
     if (v.itemHead <= 0 || v.itemsAt + r.entryCountWidth > MAX_PAVA_MSG_LEN || v.countAt < 0 ||
         v.countAt + v.countWidth > v.itemsAt)
         throw "records or count outside the body";
-    bool read = false;
-    for (const Field& f : v.headRead)
-        read = read || (f.offset == v.widthAt && f.width == v.widthWidth && f.member == Member::fieldLen);
-    if (!read || v.widthAt < 0 || v.widthAt + v.widthWidth > v.itemHead) throw "the width is read back into fieldLen";
+    if (!widthReadBack(v, Member::fieldLen)) throw "the width is read back into fieldLen";
     if (v.frames != ValueFrames::SharedBody || v.width != ValueWidth::Member || v.step != ValueStep::OverValue ||
         v.read == ValueRead::Bytes || v.lastCountsOwn)
         throw "records split over a shared body, each value its member's width, read to its NUL";

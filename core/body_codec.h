@@ -358,6 +358,14 @@ constexpr SpanKind valueSpan() noexcept {
     return V.read == ValueRead::Bytes ? SpanKind::Raw : SpanKind::Text;
 }
 
+// The count of a value list or of value records (`list`), read and reported.
+template <const ValueItems& V>
+int readValueCount(const char* body, const ReadTrace& trace, Container list) {
+    const int count = readIntField(body + V.countAt, V.countWidth);
+    trace.read(body + V.countAt, V.countWidth, SpanKind::Decimal, kRecordPath.whole(list).named(kCountName));
+    return count;
+}
+
 // The items of one frame of a value list: 0, or -1 once an item head or
 // value past the body is logged (the items before it kept).
 template <const ValueItems& V>
@@ -366,9 +374,7 @@ int readValues(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     PavaFullData& rec = *an.record();
     const char* body = frame.body;
     const ReadTrace trace = an.trace(frame);
-    const int count = readIntField(body + V.countAt, V.countWidth);
-    trace.read(body + V.countAt, V.countWidth, SpanKind::Decimal,
-               kRecordPath.whole(Container::DataList).named(kCountName));
+    const int count = readValueCount<V>(body, trace, Container::DataList);
     int at = V.itemsAt;
     ListRefill<PavaDataItem> items = an.refill(rec.dataList);
     items.reserve(count, kBody - at, V.itemHead);
@@ -481,9 +487,7 @@ int readValueRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     PavaFullData& rec = *an.record();
     const char* body = frame.body;
     const ReadTrace trace = an.trace(frame);
-    const int count = readIntField(body + V.countAt, V.countWidth);
-    trace.read(body + V.countAt, V.countWidth, SpanKind::Decimal,
-               kRecordPath.whole(Container::RecordList).named(kCountName));
+    const int count = readValueCount<V>(body, trace, Container::RecordList);
     int pos = V.itemsAt;
     ListRefill<PavaRecordItem> records = an.refill(rec.recordList);
     records.reserve(count, kBody - pos, R.entryCountWidth);
