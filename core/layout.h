@@ -127,7 +127,10 @@ PAVA_ALWAYS_INLINE void writeField(const Field& f, const Slot& s, char* to) noex
             if (s.type == SlotType::Int32) v = *static_cast<const int32_t*>(s.ptr);
             if (s.type == SlotType::UInt16) v = *static_cast<const uint16_t*>(s.ptr);
         }
-        writePaddedInt(v, to, f.width, (f.flags & kNulPadded) != 0 ? '\0' : ' ');
+        if ((f.flags & kNulPadded) != 0)
+            writePaddedInt(v, to, f.width, '\0');
+        else
+            writeIntField(v, to, f.width);
         return;
     }
     // A character array is read no further than its size, a string no
