@@ -148,6 +148,7 @@ enum class ValueRead : uint8_t {
     Bytes,  // the W bytes as they stand; a value past the body fails
     ToNul,  // W characters: the text up to its first NUL, then NUL; a value that
             // meets no NUL before the body end fails
+    ToNulAndNul,  // the same in W + 1 characters
 };
 
 // How a decoder moves from one item to the next.
@@ -175,6 +176,22 @@ struct ValueItems {
     const char* valuePastBody = nullptr;  // decoder: a value past the body, or a negative width
 };
 
+// Records (recordList) of value entries (fieldList), split over frames record
+// by record as value items are item by item, a record never split: `entries`
+// places the record count (countAt) and the first record (itemsAt), and lays
+// out each entry as a value item (a head of fixed fields carrying the width W
+// in fieldLen, then W value bytes in fieldText2), its texts those of an entry
+// that does not fit or is read past the body (the entries' own table, so that
+// the interpreter's instances can name it). A record is its entry count
+// (entryCountWidth digits) and its entries; the entry count and the width
+// are written padded with `numberPad`.
+struct ValueRecords {
+    const ValueItems* entries = nullptr;
+    int entryCountWidth = 4;
+    char numberPad = ' ';
+    const char* recordTooLong = nullptr;  // encoder: a record that does not fit an empty frame
+};
+
 // The name of a record's number where a read reports it.
 inline constexpr const char* kRecordNumberName = "recInt";
 
@@ -190,9 +207,10 @@ struct Tail {
     constexpr Tail(const Table& t) noexcept : table(&t) {}            // NOLINT: a table converts
     constexpr Tail(const SplitItems& s) noexcept : split(&s) {}       // NOLINT: split items convert
     constexpr Tail(const ValueItems& v) noexcept : values(&v) {}      // NOLINT: value items convert
+    constexpr Tail(const ValueRecords& r) noexcept : valueRecords(&r) {}  // NOLINT: value records convert
     constexpr bool empty() const noexcept {
         return text == nullptr && rows == nullptr && records == nullptr && items == nullptr && table == nullptr &&
-               split == nullptr && values == nullptr;
+               split == nullptr && values == nullptr && valueRecords == nullptr;
     }
 
     const TextToEnd* text = nullptr;
@@ -202,6 +220,7 @@ struct Tail {
     const Table* table = nullptr;
     const SplitItems* split = nullptr;
     const ValueItems* values = nullptr;
+    const ValueRecords* valueRecords = nullptr;
 };
 
 // How the frames of a message split over several are marked, so that a
@@ -300,24 +319,47 @@ consteval Rows checkedRows(Rows r) {
     return r;
 }
 
-// Value items: heads within the body and their fields within the head, the
-// width among the fields read back; a one-frame list carries no values.
-consteval ValueItems checkedValues(ValueItems v) {
+// The head's fields within the head, and the width among the fields read
+// back, into the member `width`.
+consteval void checkValueHead(const ValueItems& v) {
     for (const auto table : {v.headWrite, v.headRead})
         for (const Field& f : table)
             if (f.offset + f.width > v.itemHead) throw "head field runs past its head";
+}
+consteval bool widthReadBack(const ValueItems& v, Member width) {
+    bool read = false;
+    for (const Field& f : v.headRead)
+        read = read || (f.offset == v.widthAt && f.width == v.widthWidth && f.member == width);
+    return read && v.widthAt >= 0 && v.widthAt + v.widthWidth <= v.itemHead;
+}
+
+// Value items: heads within the body and their fields within the head, the
+// width among the fields read back; a one-frame list carries no values.
+consteval ValueItems checkedValues(ValueItems v) {
+    checkValueHead(v);
     if (v.itemHead <= 0 || v.itemsAt + v.itemHead > MAX_PAVA_MSG_LEN || v.countAt < 0 ||
         v.countAt + v.countWidth > v.itemsAt)
         throw "items or count outside the body";
     if ((v.widthAt >= 0) != (v.width != ValueWidth::None)) throw "a value needs its width, and the reverse";
-    if (v.widthAt >= 0) {
-        bool read = false;
-        for (const Field& f : v.headRead)
-            read = read || (f.offset == v.widthAt && f.width == v.widthWidth && f.member == Member::itemInt2);
-        if (!read || v.widthAt + v.widthWidth > v.itemHead) throw "the width is read back into itemInt2";
-    }
+    if (v.widthAt >= 0 && !widthReadBack(v, Member::itemInt2)) throw "the width is read back into itemInt2";
     if (v.frames == ValueFrames::One && v.widthAt >= 0) throw "a one-frame list of values";
     return v;
+}
+
+// Value records: the entries' heads and record heads within the body, the
+// width read back into fieldLen, the values split over a shared body.
+consteval ValueRecords checkedValueRecords(ValueRecords r) {
+    if (r.entries == nullptr) throw "records need their entries";
+    const ValueItems& v = *r.entries;
+    checkValueHead(v);
+    if (v.itemHead <= 0 || v.itemsAt + r.entryCountWidth > MAX_PAVA_MSG_LEN || v.countAt < 0 ||
+        v.countAt + v.countWidth > v.itemsAt)
+        throw "records or count outside the body";
+    if (!widthReadBack(v, Member::fieldLen)) throw "the width is read back into fieldLen";
+    if (v.frames != ValueFrames::SharedBody || v.width != ValueWidth::Member || v.step != ValueStep::OverValue ||
+        v.read == ValueRead::Bytes || v.lastCountsOwn)
+        throw "records split over a shared body, each value its member's width, read to its NUL";
+    return r;
 }
 
 // A split rule's repair reads and writes only within the body: its counts,

@@ -235,15 +235,15 @@ int readSplit(int id, const PavaMsg& frame, CPavaMsgAnalyze& an) {
 }
 
 // The item heads of a value list, out and back in, unrolled from their tables.
-template <const ValueItems& V>
-void writeValueHead(const PavaDataItem& item, char* dest) noexcept {
+template <const ValueItems& V, class Item>
+void writeValueHead(const Item& item, char* dest) noexcept {
     [&]<size_t... I>(std::index_sequence<I...>) {
         (writeFieldOf<V.headWrite[I]>(item, dest), ...);
     }(std::make_index_sequence<V.headWrite.size()>{});
 }
 
-template <const ValueItems& V>
-void readValueHead(const char* src, PavaDataItem& item) {
+template <const ValueItems& V, class Item>
+void readValueHead(const char* src, Item& item) {
     [&]<size_t... I>(std::index_sequence<I...>) {
         (readFieldOf<V.headRead[I]>(src, item), ...);
     }(std::make_index_sequence<V.headRead.size()>{});
@@ -324,6 +324,48 @@ int encodeValues(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
     return 0;
 }
 
+// One value of `width` bytes at `value`, `room` bytes before the body end,
+// into text: the number of bytes the decoder looks at, or -1 once a value
+// past the body or a negative width is logged.
+template <const ValueItems& V>
+int readValue(const char* value, int width, int room, std::string& text) {
+    if (width < 0) {
+        log::write(V.valuePastBody);
+        return -1;
+    }
+    if constexpr (V.read == ValueRead::Bytes) {
+        if (width > room) {
+            log::write(V.valuePastBody);
+            return -1;
+        }
+        text.assign(value, static_cast<size_t>(width));
+        return width;
+    } else {
+        text.assign(static_cast<size_t>(width) + (V.read == ValueRead::ToNulAndNul ? 1 : 0), '\0');
+        const int n = windowTextLength(value, width, room);
+        if (n < 0) {
+            log::write(V.valuePastBody);
+            return -1;
+        }
+        fieldDetail::copyBytes(text.data(), value, n);
+        // The text and its NUL: the decoder looks no further.
+        return n < width ? n + 1 : width;
+    }
+}
+
+template <const ValueItems& V>
+constexpr SpanKind valueSpan() noexcept {
+    return V.read == ValueRead::Bytes ? SpanKind::Raw : SpanKind::Text;
+}
+
+// The count of a value list or of value records (`list`), read and reported.
+template <const ValueItems& V>
+int readValueCount(const char* body, const ReadTrace& trace, Container list) {
+    const int count = readIntField(body + V.countAt, V.countWidth);
+    trace.read(body + V.countAt, V.countWidth, SpanKind::Decimal, kRecordPath.whole(list).named(kCountName));
+    return count;
+}
+
 // The items of one frame of a value list: 0, or -1 once an item head or
 // value past the body is logged (the items before it kept).
 template <const ValueItems& V>
@@ -332,9 +374,7 @@ int readValues(const PavaMsg& frame, CPavaMsgAnalyze& an) {
     PavaFullData& rec = *an.record();
     const char* body = frame.body;
     const ReadTrace trace = an.trace(frame);
-    const int count = readIntField(body + V.countAt, V.countWidth);
-    trace.read(body + V.countAt, V.countWidth, SpanKind::Decimal,
-               kRecordPath.whole(Container::DataList).named(kCountName));
+    const int count = readValueCount<V>(body, trace, Container::DataList);
     int at = V.itemsAt;
     ListRefill<PavaDataItem> items = an.refill(rec.dataList);
     items.reserve(count, kBody - at, V.itemHead);
@@ -349,39 +389,138 @@ int readValues(const PavaMsg& frame, CPavaMsgAnalyze& an) {
         int shown = 0;  // value bytes the decoder looks at
         if constexpr (V.width != ValueWidth::None) {
             width = item.itemInt2;
-            const char* value = body + at + V.itemHead;
-            if constexpr (V.read == ValueRead::ToNul) {
-                if (width < 0) {
-                    log::write(V.valuePastBody);
-                    return -1;
-                }
-                item.itemText2.assign(static_cast<size_t>(width), '\0');
-                const int n = windowTextLength(value, width, kBody - at - V.itemHead);
-                if (n < 0) {
-                    log::write(V.valuePastBody);
-                    return -1;
-                }
-                fieldDetail::copyBytes(item.itemText2.data(), value, n);
-                // The text and its NUL: the decoder looks no further.
-                shown = n < width ? n + 1 : width;
-            } else {
-                if (width < 0 || width + at + V.itemHead > kBody) {
-                    log::write(V.valuePastBody);
-                    return -1;
-                }
-                item.itemText2.assign(value, static_cast<size_t>(width));
-                shown = width;
-            }
+            shown = readValue<V>(body + at + V.itemHead, width, kBody - at - V.itemHead, item.itemText2);
+            if (shown < 0) return -1;
         }
         if (trace) {
             const ReadPath path = kRecordPath.item(Container::DataList, items.size());
             trace.fields(V.headRead, body + at, path);
             if constexpr (V.width != ValueWidth::None)
-                trace.read(body + at + V.itemHead, shown,
-                           V.read == ValueRead::ToNul ? SpanKind::Text : SpanKind::Raw, path.leaf(Member::itemText2));
+                trace.read(body + at + V.itemHead, shown, valueSpan<V>(), path.leaf(Member::itemText2));
         }
         items.keep();
         at += V.itemHead + (V.step == ValueStep::OverValue ? width : 0);
+    }
+    return 0;
+}
+
+// One record of value entries at `used`: its size, or -1 when it does not
+// fit the frame (an entry's width negative or past the body, logged), what
+// was written of it left behind the frame's length up to `reach`.
+template <const ValueRecords& R>
+int writeValueRecord(const PavaRecordItem& record, char* body, int used, int& reach) noexcept {
+    constexpr const ValueItems& V = *R.entries;
+    constexpr int kBody = MAX_PAVA_MSG_LEN;
+    reach = used;
+    if (used + R.entryCountWidth > kBody) return -1;
+    writePaddedInt(static_cast<int>(record.fieldList.size()), body + used, R.entryCountWidth, R.numberPad);
+    int pos = used + R.entryCountWidth;
+    for (const PavaFieldItem& entry : record.fieldList) {
+        const int width = entry.fieldLen;
+        if (width < 0 || width > kBody - pos - V.itemHead) {
+            log::write(V.tooLong);
+            reach = pos;
+            return -1;
+        }
+        char* at = body + pos;
+        writeValueHead<V>(entry, at);
+        writePaddedInt(width, at + V.widthAt, V.widthWidth, R.numberPad);
+        messages::copyValueBytes(at + V.itemHead, entry.fieldText2, width);
+        pos += V.itemHead + width;
+    }
+    return pos - used;
+}
+
+// The whole encode of value records behind the entry line: 0, the header
+// setter's code, or -1 once a record that fits no frame is logged (frames
+// closed before kept).
+template <const Description& D>
+int encodeValueRecords(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
+    constexpr const ValueRecords& R = *D.write.valueRecords;
+    constexpr const ValueItems& V = *R.entries;
+    const PavaFullData& rec = *an->record();
+    if (out->spare() == 0) {
+        ItemBytes bytes;
+        for (const PavaRecordItem& record : rec.recordList) {
+            uint64_t size = R.entryCountWidth;
+            for (const PavaFieldItem& entry : record.fieldList)
+                size += V.itemHead + static_cast<uint64_t>(entry.fieldLen > 0 ? entry.fieldLen : 0);
+            bytes.add(size, size);
+        }
+        reserveFrames(*out, bytes, MAX_PAVA_MSG_LEN - V.itemsAt);
+    }
+    int rc = 0;
+    PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
+    if (frame == nullptr) return rc;
+    writeFields(def.layout.fields, rec, frame->body, MAX_PAVA_MSG_LEN);
+    writeIntField(static_cast<int>(rec.recordList.size()), frame->body + V.countAt, V.countWidth);
+    int used = V.itemsAt;
+    int inFrame = 0;
+    for (size_t r = 0; r < rec.recordList.size();) {
+        int reach = 0;
+        const int size = writeValueRecord<R>(rec.recordList[r], out->back().body, used, reach);
+        if (size >= 0) {
+            used += size;
+            ++inFrame;
+            ++r;
+            continue;
+        }
+        if (inFrame == 0) {
+            log::write(R.recordTooLong);
+            out->pop_back();
+            return -1;
+        }
+        messages::carryOver(*out, V.countAt, inFrame, used, reach, V.itemsAt);
+        used = V.itemsAt;
+        inFrame = 0;
+    }
+    messages::closeLastFrame(*out, used);
+    return 0;
+}
+
+// The records of one frame: 0, or -1 once a record or entry head or a value
+// past the body is logged (the records read whole before it kept).
+template <const ValueRecords& R>
+int readValueRecords(const PavaMsg& frame, CPavaMsgAnalyze& an) {
+    constexpr const ValueItems& V = *R.entries;
+    constexpr int kBody = MAX_PAVA_MSG_LEN;
+    PavaFullData& rec = *an.record();
+    const char* body = frame.body;
+    const ReadTrace trace = an.trace(frame);
+    const int count = readValueCount<V>(body, trace, Container::RecordList);
+    int pos = V.itemsAt;
+    ListRefill<PavaRecordItem> records = an.refill(rec.recordList);
+    records.reserve(count, kBody - pos, R.entryCountWidth);
+    for (int r = 0; r < count; ++r) {
+        if (pos + R.entryCountWidth > kBody) {
+            log::write(V.headPastBody);
+            return -1;
+        }
+        const int entries = readIntField(body + pos, R.entryCountWidth);
+        const ReadPath fields = kRecordPath.item(Container::RecordList, records.size()).whole(Container::FieldList);
+        trace.read(body + pos, R.entryCountWidth, SpanKind::Decimal, fields.named(kCountName));
+        pos += R.entryCountWidth;
+        RecordRefill record = nextRecord(records);
+        record.fields.reserve(entries, kBody - pos, V.itemHead);
+        for (int e = 0; e < entries; ++e) {
+            if (pos + V.itemHead > kBody) {
+                log::write(V.headPastBody);
+                return -1;
+            }
+            PavaFieldItem& entry = record.fields.next();
+            readValueHead<V>(body + pos, entry);
+            const int width = entry.fieldLen;
+            const int shown = readValue<V>(body + pos + V.itemHead, width, kBody - pos - V.itemHead, entry.fieldText2);
+            if (shown < 0) return -1;
+            if (trace) {
+                const ReadPath path = fields.item(Container::FieldList, record.fields.size());
+                trace.fields(V.headRead, body + pos, path);
+                trace.read(body + pos + V.itemHead, shown, valueSpan<V>(), path.leaf(Member::fieldText2));
+            }
+            pos += V.itemHead + width;
+            record.fields.keep();
+        }
+        records.keep();
     }
     return 0;
 }
@@ -397,6 +536,7 @@ int encodeDescribed(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) 
     body::logEncodeEntry<D>(def.id);
     if constexpr (D.write.split != nullptr) return writeSplitItems(*D.write.split, def.id, D.has(kLoudHead), *out, *an);
     if constexpr (D.write.values != nullptr) return body::encodeValues<D>(def, out, an);
+    if constexpr (D.write.valueRecords != nullptr) return body::encodeValueRecords<D>(def, out, an);
     int rc = 0;
     PavaMsg* frame = beginFrame(out, an, def.id, &rc, !D.has(kLoudHead));
     if (frame == nullptr) return rc;
@@ -443,6 +583,8 @@ int decodeDescribed(const MessageDef& def, const PavaMsg* frame, CPavaMsgAnalyze
         return body::readSplit<D>(def.id, *frame, *an);
     } else if constexpr (D.read.values != nullptr) {
         return body::readValues<*D.read.values>(*frame, *an);
+    } else if constexpr (D.read.valueRecords != nullptr) {
+        return body::readValueRecords<*D.read.valueRecords>(*frame, *an);
     }
     return 0;
 }

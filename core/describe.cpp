@@ -223,9 +223,17 @@ void splitTail(Out& out, const SplitItems& s) {
     out.text("caught", s.caught);
 }
 
-void valuesTail(Out& out, const ValueItems& v) {
-    out.text("kind", "values");
-    out.text("list", listName(Container::DataList));
+const char* valueReadName(ValueRead r) noexcept {
+    switch (r) {
+    case ValueRead::Bytes: return "bytes";
+    case ValueRead::ToNul: return "to-nul";
+    case ValueRead::ToNulAndNul: return "to-nul-and-nul";
+    }
+    return "?";
+}
+
+// The keys of value items, behind the tail's kind and list.
+void valueKeys(Out& out, const ValueItems& v) {
     out.number("countAt", v.countAt);
     out.number("countWidth", v.countWidth);
     out.number("itemsAt", v.itemsAt);
@@ -236,12 +244,30 @@ void valuesTail(Out& out, const ValueItems& v) {
     out.number("widthWidth", v.widthWidth);
     out.text("frames", v.frames == ValueFrames::One ? "one" : "shared-body");
     out.text("width", v.width == ValueWidth::None ? "none" : v.width == ValueWidth::Member ? "member" : "length");
-    out.text("read", v.read == ValueRead::Bytes ? "bytes" : "to-nul");
+    out.text("read", valueReadName(v.read));
     out.text("step", v.step == ValueStep::OverValue ? "over-value" : "head-only");
     out.flag("lastCountsOwn", v.lastCountsOwn);
     out.text("tooLong", v.tooLong);
     out.text("headPastBody", v.headPastBody);
     out.text("valuePastBody", v.valuePastBody);
+}
+
+void valuesTail(Out& out, const ValueItems& v) {
+    out.text("kind", "values");
+    out.text("list", listName(Container::DataList));
+    valueKeys(out, v);
+}
+
+// Records of value entries: the value keys name the record count, the first
+// record and each entry.
+void valueRecordsTail(Out& out, const ValueRecords& r) {
+    out.text("kind", "value-records");
+    out.text("list", listName(Container::RecordList));
+    out.text("entries", listName(Container::FieldList));
+    valueKeys(out, *r.entries);
+    out.number("entryCountWidth", r.entryCountWidth);
+    out.text("numberPad", r.numberPad == '\0' ? "nul" : "blank");
+    out.text("recordTooLong", r.recordTooLong);
 }
 
 const char* stepName(TableStep s) noexcept {
@@ -341,6 +367,7 @@ void tail(Out& out, const char* name, const Tail& t) {
     if (t.table != nullptr) tableTail(out, *t.table);
     if (t.split != nullptr) splitTail(out, *t.split);
     if (t.values != nullptr) valuesTail(out, *t.values);
+    if (t.valueRecords != nullptr) valueRecordsTail(out, *t.valueRecords);
     out.end();
 }
 

@@ -11,16 +11,4 @@ PavaMsg* dropHeadlessFrame(FrameList* out, int id, bool quiet) noexcept {
     return nullptr;
 }
 
-PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc) {
-    log::encodeEntry(def.id);
-    return beginFrame(out, an, def.id, rc);
-}
-
-bool enterDecode(int id, const PavaMsg* frame) noexcept {
-    log::decodeEntry(id);
-    if (frame != nullptr) return true;
-    log::nullFrame(id);
-    return false;
-}
-
 }  // namespace pava

@@ -30,7 +30,8 @@ enum FieldFlag : uint8_t {
     kClearMember = 1,  // the decoder zeroes the whole member before reading the field
     kWriteZero = 2,    // the encoder writes the number 0 instead of the member
     kNulPadded = 4,    // a string member decodes to exactly width + 1 characters:
-                       // what the kind copies, then NUL up to the end
+                       // what the kind copies, then NUL up to the end; a number
+                       // is written as its digits, then NUL bytes
 };
 
 struct Field {
@@ -117,7 +118,7 @@ const char* fieldKindName(FieldKind kind) noexcept;
 // driver whose field and member are constants compiles to the form alone.
 //
 // Out: a decimal of the number member (0 with kWriteZero, or for a member
-// that is no number); a raw or bounded text copy of a character array or
+// that is no number; kNulPadded: NUL-padded); a raw or bounded text copy of a character array or
 // string (no member: NUL bytes).
 PAVA_ALWAYS_INLINE void writeField(const Field& f, const Slot& s, char* to) noexcept {
     if (f.kind == FieldKind::Decimal) {
@@ -126,7 +127,10 @@ PAVA_ALWAYS_INLINE void writeField(const Field& f, const Slot& s, char* to) noex
             if (s.type == SlotType::Int32) v = *static_cast<const int32_t*>(s.ptr);
             if (s.type == SlotType::UInt16) v = *static_cast<const uint16_t*>(s.ptr);
         }
-        writeIntField(v, to, f.width);
+        if ((f.flags & kNulPadded) != 0)
+            writePaddedInt(v, to, f.width, '\0');
+        else
+            writeIntField(v, to, f.width);
         return;
     }
     // A character array is read no further than its size, a string no

@@ -77,13 +77,6 @@ inline PavaMsg* beginFrame(FrameList* out, CPavaMsgAnalyze* an, int id, int* rc,
     return dropHeadlessFrame(out, id, quiet);
 }
 
-// The encoder's first steps: its entry line, then beginFrame.
-PavaMsg* enterEncode(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an, int* rc);
-
-// The decoder's first steps: its entry line; for a null frame the null-frame
-// line and false.
-bool enterDecode(int id, const PavaMsg* frame) noexcept;
-
 }  // namespace pava
 
 #endif

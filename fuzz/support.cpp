@@ -12,6 +12,7 @@
 #include "analyzer.h"
 #include "frame_header.h"
 #include "multiframe/splitter.h"
+#include "table_body.h"
 
 namespace pava::fuzz {
 
@@ -43,21 +44,12 @@ void addList(Carried& c, const ListLayout& list) {
     c.containers |= kDataList;  // the list reader appends to dataList
 }
 
-// What the codecs whose body is an algorithm (not a field table) fill beyond
-// their layout's fixed fields. Every other id is described by its tables.
-struct Algorithm {
-    int from, to;  // ids
-    std::initializer_list<Member> members;
-    uint8_t containers;
-};
-const Algorithm kAlgorithms[] = {
-    // Generic tables: the table's records, a one-digit count, a text.
-    {10001, 10003, {}, kRecordList},
-    {10004, 10004, {Member::intValue4}, kRecordList},
-    {10006, 10006, {Member::intValue4}, kRecordList},
-    // Data object types.
-    {61858, 61858, {Member::string4}, kRecordList},
-};
+// A table fills its records, and intValue4 where a case reads a digit.
+void addTable(Carried& c, const Table& t) {
+    c.containers |= kRecordList;
+    for (const TableCase& k : t.cases)
+        if (k.step == TableStep::Digit) c.members.set(static_cast<size_t>(Member::intValue4));
+}
 
 void forEachRecordMember(auto&& fn) {
     for (size_t i = 0; i < kMemberCount; ++i)
@@ -109,13 +101,11 @@ Carried carriedBy(const MessageDef& def) {
             addList(c, tail.split->list);
         } else if (tail.values != nullptr) {
             c.containers |= kDataList;
+        } else if (tail.valueRecords != nullptr) {
+            c.containers |= kRecordList;
+        } else if (tail.table != nullptr) {
+            addTable(c, *tail.table);
         }
-        described = true;
-    }
-    for (const Algorithm& a : kAlgorithms) {
-        if (def.id < a.from || def.id > a.to) continue;
-        for (const Member m : a.members) c.members.set(static_cast<size_t>(m));
-        c.containers |= a.containers;
         described = true;
     }
     if (!described) fail("no description of what the decoder writes", def.id);

@@ -8,11 +8,6 @@
 
 namespace pava::messages {
 
-void readFixedText(std::string& dest, const char* src, int width) {
-    dest.assign(static_cast<size_t>(width) + 1, '\0');
-    dest.replace(0, static_cast<size_t>(width), src, static_cast<size_t>(width));
-}
-
 PavaMsg& carryOver(FrameList& out, int countPos, int count, int length, int written, int headSize) {
     out.completeCopy(written);
     PavaMsg& full = out.back();

@@ -19,9 +19,6 @@ inline void copyValueBytes(char* dest, const std::string& value, int n) noexcept
     fieldDetail::putField(dest, n, value.data(), static_cast<int>(have));
 }
 
-// Sets dest to the `width` bytes at src followed by one NUL.
-void readFixedText(std::string& dest, const char* src, int width);
-
 // Closes the last frame as a continued one (its item count, body length and
 // continuation '1') and goes on in a copy of it, body not cleared: the items
 // of the next frame are written over the copy from `headSize` on. `written` is
