@@ -53,10 +53,10 @@ std::string wiresharkDissector() {
         "-- into the personal plugins folder. Do not edit: regenerate it.\n\n";
     out += "local LAYOUTS = {\n";
     for (const Json& layout : allLayoutsJson()) {
+        // What the dissector walks: the fixed fields the decoder reads and
+        // the description's tails; not the tables in words.
         Json slim = layout;
-        slim.erase("fields");
-        slim.erase("members");
-        if (!slim["list"].is_null()) slim["list"].erase("itemFields");
+        for (const char* unused : {"fields", "members", "list", "body"}) slim.erase(unused);
         fmt::format_to(std::back_inserter(out), "[{}]=", layout["id"].get<int>());
         putLua(out, slim);
         out += ",\n";

@@ -1,7 +1,7 @@
 -- The walkers of the parts of a body that are not one field table: texts up
 -- to the body length, escaped and length-prefixed items, generic tables of
 -- type-length-value entries (by their description's cases), reference and
--- value items, data object type structures. The engine's walkers of the
+-- value items, records of value entries. The engine's walkers of the
 -- descriptions' tails (`bodies.tails`, by the tail's kind) call them with
 -- the places the description gives. Each reads through `ctx` (the frame's
 -- body, its declared length and the tree helpers the dissector provides),
@@ -170,21 +170,23 @@ function bodies.references(ctx, part, tree)
     return stride and finish and ctx.len or finish
 end
 
-function bodies.data_types(ctx, part, tree)
-    local count = ctx:int(part.countAt, part.countWidth)
-    ctx:add(tree, "count", part.countAt, part.countWidth, count)
-    local pos = part.at
+-- Records of value entries: an entry count, then that many entries laid out
+-- as value items.
+tails["value-records"] = function(ctx, t, tree, from)
+    local count = ctx:int(t.countAt, t.countWidth)
+    ctx:add(tree, "count", t.countAt, t.countWidth, count)
+    local pos = t.itemsAt
     for i = 1, count do
-        if pos + 4 > ctx.len then return ctx:past(tree, "structure " .. i) end
-        local sub = ctx:subtree(tree, "record", pos, 4, "Structure " .. i)
-        local attributes = ctx:int(pos, 4)
-        ctx:add(sub, "count", pos, 4, attributes)
-        local after = reference_items(ctx, sub, pos + 4, attributes, "Attribute", ATTRIBUTE_KEYS)
-        if not after then return nil end
+        if pos + t.entryCountWidth > ctx.len then return ctx:past(tree, "structure " .. i), count end
+        local sub = ctx:subtree(tree, "record", pos, t.entryCountWidth, "Structure " .. i)
+        local attributes = ctx:int(pos, t.entryCountWidth)
+        ctx:add(sub, "count", pos, t.entryCountWidth, attributes)
+        local after = reference_items(ctx, sub, pos + t.entryCountWidth, attributes, "Attribute", ATTRIBUTE_KEYS)
+        if not after then return nil, count end
         ctx:extend(sub, pos, after - pos)
         pos = after
     end
-    return pos
+    return pos, count
 end
 
 return bodies

@@ -1,5 +1,5 @@
--- The frame dissector: header, the fixed fields and list items of LAYOUTS,
--- the algorithmic bodies through `bodies`, TCP reassembly by the header's
+-- The frame dissector: header, the fixed fields of LAYOUTS and the tail each
+-- description reads behind them (`bodies`), TCP reassembly by the header's
 -- body length, the port preference, Decode As and the heuristic.
 local MAX_BODY = 8192
 -- Where the compiled plugin is loaded (it is built for one Wireshark
@@ -270,28 +270,17 @@ local function link(pinfo, tree, id, rii, k, n, offset)
     if message_first[frame_key] then tree:add(hf.first, message_first[frame_key]):set_generated() end
 end
 
+-- The fixed fields the decoder reads, then the tail its description reads
+-- behind them; bytes no read reaches are shown as the tail.
 local function dissect_body(ctx, tree, layout)
     local finish = add_fields(ctx, tree, layout.readFields, 0, ctx.values)
     local count
-    local part = layout.body
     local tail = layout.description and layout.description.read
     ctx.tail = tail
     local walk = tail and bodies.tails[tail.kind]
     if walk then
         finish, count = walk(ctx, tail, tree, finish)
         finish = finish or ctx.len
-    elseif layout.list then
-        finish, count = add_items(ctx, tree, layout.list)
-    elseif part.kind ~= "fixed" then
-        local walker = bodies[part.kind:gsub("-", "_")]
-        if walker and not (part.member and ctx.values[part.member] ~= nil) then
-            if part.countAt then count = ctx:int(part.countAt, part.countWidth) end
-            finish = walker(ctx, part, tree)
-            if finish and finish < ctx.len and #part.trailer > 0 then
-                finish = add_fields(ctx, tree, part.trailer, finish, ctx.values)
-            end
-            finish = finish or ctx.len
-        end
     end
     -- (A body of another length than its fixed layout's is not taken for a frame.)
     if finish < ctx.len then tree:add(hf.tail, ctx:range(finish, ctx.len - finish)) end
