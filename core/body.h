@@ -196,8 +196,9 @@ struct ValueRecords {
 inline constexpr const char* kRecordNumberName = "recInt";
 
 // What follows the fixed fields on one side: nothing, a text, rows, record
-// blocks, list items or a table body (each a table of its own, so that the
-// interpreter's instances can name it).
+// blocks, list items in one frame or split over several, value items,
+// records of value entries or a table body (each a table of its own, so that
+// the interpreter's instances can name it).
 struct Tail {
     constexpr Tail() noexcept = default;
     constexpr Tail(const TextToEnd& t) noexcept : text(&t) {}         // NOLINT: a text converts
