@@ -174,8 +174,13 @@ PAVA_ALWAYS_INLINE void readField(const Field& f, const char* from, const Slot& 
         const int n = raw ? f.width
                     : f.width <= fieldDetail::kShortTextLimit ? fieldDetail::shortTextLength(from, f.width)
                                                              : fieldTextLength(from, f.width);
-        str.assign(from, static_cast<size_t>(n));
-        if ((f.flags & kNulPadded) != 0) str.resize(static_cast<size_t>(f.width) + 1, '\0');
+        if ((f.flags & kNulPadded) != 0) {
+            // Sized once: the text, then NUL up to width + 1.
+            str.assign(static_cast<size_t>(f.width) + 1, '\0');
+            std::memcpy(str.data(), from, static_cast<size_t>(n));
+        } else {
+            str.assign(from, static_cast<size_t>(n));
+        }
         return;
     }
     if (s.type != SlotType::Chars) return;
