@@ -164,10 +164,8 @@ end
 function bodies.references(ctx, part, tree)
     local count = ctx:int(part.countAt, part.countWidth)
     ctx:add(tree, "count", part.countAt, part.countWidth, count)
-    local values = ctx.tail
-    local stride = values and values.step == "head-only" and values.itemHead or nil
-    local finish = reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS, stride)
-    return stride and finish and ctx.len or finish
+    local finish = reference_items(ctx, tree, part.at, count, "Item", ITEM_KEYS, part.stride)
+    return part.stride and finish and ctx.len or finish
 end
 
 -- Records of value entries: an entry count, then that many entries laid out

@@ -250,7 +250,8 @@ function tails.values(ctx, t, tree, from)
         return add_items(ctx, tree, {countAt = t.countAt, countWidth = t.countWidth, itemsAt = t.itemsAt,
                                      itemSize = t.itemHead, itemReadFields = t.headReadFields, trailer = {}})
     end
-    local part = {at = t.itemsAt, countAt = t.countAt, countWidth = t.countWidth}
+    local part = {at = t.itemsAt, countAt = t.countAt, countWidth = t.countWidth,
+                  stride = t.step == "head-only" and t.itemHead or nil}
     return bodies.references(ctx, part, tree), ctx:int(t.countAt, t.countWidth)
 end
 
@@ -276,7 +277,6 @@ local function dissect_body(ctx, tree, layout)
     local finish = add_fields(ctx, tree, layout.readFields, 0, ctx.values)
     local count
     local tail = layout.description and layout.description.read
-    ctx.tail = tail
     local walk = tail and bodies.tails[tail.kind]
     if walk then
         finish, count = walk(ctx, tail, tree, finish)
