@@ -341,12 +341,12 @@ int readValue(const char* value, int width, int room, std::string& text) {
         text.assign(value, static_cast<size_t>(width));
         return width;
     } else {
-        text.assign(static_cast<size_t>(width) + (V.read == ValueRead::ToNulAndNul ? 1 : 0), '\0');
         const int n = windowTextLength(value, width, room);
         if (n < 0) {
             log::write(V.valuePastBody);
             return -1;
         }
+        text.assign(static_cast<size_t>(width) + (V.read == ValueRead::ToNulAndNul ? 1 : 0), '\0');
         fieldDetail::copyBytes(text.data(), value, n);
         // The text and its NUL: the decoder looks no further.
         return n < width ? n + 1 : width;
