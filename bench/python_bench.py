@@ -43,7 +43,7 @@ def slice_20001(f):
 def item_slicer(id_):
     """Cuts the items of an id's list by its layout's item table: decimal
     fields through int(), the others as bytes up to their first NUL."""
-    shape = pava.layout(id_)["list"]
+    shape = pava.layout(id_)["description"]["read"]
     cuts = [(f["member"], f["offset"], f["offset"] + f["width"], f["kind"] == "decimal")
             for f in shape["itemFields"] if f["member"]]
     count_at, width = 16 + shape["countAt"], shape["countWidth"]

@@ -599,15 +599,10 @@ constexpr MessageDef describedMessage(int id, std::span<const Field> fields, int
     return MessageDef{id, encodeDescribed<D>, decodeDescribed<D>, Layout{fields, decodeFields, length}, &D};
 }
 
-// The one-frame item list the description D writes and reads, with the
-// list's shape and words for tools.
+// The one-frame item list the description D writes and reads.
 template <const Description& D>
 constexpr MessageDef oneFrameList(int id) {
-    const ListLayout& list = D.write.items->list;
-    MessageDef def = describedMessage<D>(id, list.prefix, -1);
-    def.layout.list = listShapeOf(list);
-    def.layout.body = list.body;
-    return def;
+    return describedMessage<D>(id, D.write.items->list.prefix, -1);
 }
 
 // The description of a one-frame list: the list's count among the prefix
@@ -618,16 +613,12 @@ constexpr Description oneFrameBody(const OneFrameList& list, const char* entry =
                        .read = list};
 }
 
-// The split list the description D writes and reads, with the list's shape
-// and words for tools and its frame marks for readers.
+// The split list the description D writes and reads, with its frame marks
+// for readers.
 template <const Description& D>
 constexpr MessageDef splitItemList(int id) {
     const SplitItems& split = *D.write.split;
-    MessageDef def = describedMessage<D>(id, split.list.prefix, -1);
-    def.layout.list = listShapeOf(split.list);
-    def.layout.body = split.list.body;
-    def.split = &split.frames;
-    return def;
+    return withSplit(describedMessage<D>(id, split.list.prefix, -1), split.frames);
 }
 
 // The description of a split list: the list's count among the prefix

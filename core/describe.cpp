@@ -188,7 +188,7 @@ void fitRule(Out& out, const char* name, const FitRule& f) {
 // The items of a list body, for a one-frame list and a split one alike.
 void listItems(Out& out, const ListLayout& list) {
     out.text("list", listName(Container::DataList));
-    out.text("format", bodyKindName(list.item.kind));
+    out.text("format", itemKindName(list.item.kind));
     out.place("countAt", list.countAt);
     out.number("countWidth", list.countAt == kNoCount ? 0 : kCountWidth);
     out.number("itemsAt", list.itemsAt);
@@ -413,39 +413,48 @@ void split(Out& out, const SplitRule* s) {
     out.end();
 }
 
-// The items of a list whose items all have one size, as a table.
-void listShape(Out& out, const ListShape* list) {
-    if (list == nullptr) return out.text("list", nullptr);
-    out.object("list");
-    out.place("countAt", list->countWidth == 0 ? -1 : list->countAt);
-    out.number("countWidth", list->countWidth);
-    out.number("itemsAt", list->itemsAt);
-    out.number("itemSize", list->itemSize);
-    fields(out, "itemFields", list->itemFields);
-    fields(out, "itemReadFields", list->itemReadFields());
-    fields(out, "trailer", list->trailer);
-    out.end();
-}
-
-// What follows the fixed fields, in words for a reader.
-void bodyPart(Out& out, const BodyPart& body) {
-    out.object("body");
-    out.text("kind", bodyKindName(body.kind));
-    out.number("at", body.at);
-    out.place("countAt", body.countAt);
-    out.number("countWidth", body.countWidth);
-    out.text("member", body.member == Member::None ? nullptr : memberName(body.member));
-    out.text("words", body.words);
-    out.list("carries");
-    for (const Member m : body.carries) out.text(nullptr, memberName(m));
-    out.end();
-    fields(out, "trailer", body.trailer);
-    out.place("textCut", body.textCut > 0 ? body.textCut : -1);
-    out.end();
-}
-
 void addMembers(std::vector<Member>& out, std::span<const Field> table) {
     for (const Field& f : table) addMember(out, f.member);
+}
+
+void addListMembers(std::vector<Member>& out, const ListLayout& list) {
+    addMembers(out, list.prefix);
+    addMembers(out, list.item.fields);
+    addMembers(out, list.item.readFields());
+    // The texts of escaped and length-prefixed items have no field of their own.
+    if (list.item.kind != ItemKind::Fixed) addMember(out, Member::itemText);
+    if (list.item.kind == ItemKind::Prefixed) addMember(out, Member::itemText2);
+    addMembers(out, list.trailer);
+}
+
+void addValueMembers(std::vector<Member>& out, const ValueItems& v, Member value) {
+    addMembers(out, v.headWrite);
+    addMembers(out, v.headRead);
+    if (v.width != ValueWidth::None) addMember(out, value);
+}
+
+// The members a tail fills: those its field tables name, and those its
+// construct fills by itself (the value bytes of value items, a table's
+// type-length-value entries).
+void addTailMembers(std::vector<Member>& out, const Tail& t) {
+    if (t.text != nullptr) addMember(out, stringMember(t.text->text));
+    if (t.rows != nullptr) {
+        addMember(out, t.rows->countMember);
+        addMembers(out, t.rows->fields);
+    }
+    if (t.records != nullptr) {
+        addMembers(out, t.records->entryWrite);
+        addMembers(out, t.records->entryRead);
+    }
+    if (t.items != nullptr) addListMembers(out, t.items->list);
+    if (t.split != nullptr) addListMembers(out, t.split->list);
+    if (t.values != nullptr) addValueMembers(out, *t.values, Member::itemText2);
+    if (t.valueRecords != nullptr) addValueMembers(out, *t.valueRecords->entries, Member::fieldText2);
+    if (t.table != nullptr) {
+        for (const Member m : {Member::fieldType, Member::fieldLen, Member::fieldText1}) addMember(out, m);
+        for (const TableCase& c : t.table->cases)
+            if (c.step == TableStep::Digit) addMember(out, Member::intValue4);
+    }
 }
 
 }  // namespace
@@ -455,17 +464,12 @@ void addMember(std::vector<Member>& out, Member m) {
 }
 
 std::vector<Member> carriedMembers(const MessageDef& def) {
-    const Layout& layout = def.layout;
     std::vector<Member> out;
-    addMembers(out, layout.fields);
-    addMembers(out, layout.decodeFields);
-    addMember(out, layout.body.member);
-    for (const Member m : layout.body.carries) addMember(out, m);
-    addMembers(out, layout.body.trailer);
-    if (const ListShape* list = layout.list) {
-        addMembers(out, list->itemFields);
-        addMembers(out, list->itemDecodeFields);
-        addMembers(out, list->trailer);
+    addMembers(out, def.layout.fields);
+    addMembers(out, def.layout.decodeFields);
+    if (def.description != nullptr) {
+        addTailMembers(out, def.description->write);
+        addTailMembers(out, def.description->read);
     }
     return out;
 }
@@ -479,8 +483,6 @@ int describeMessage(const MessageDef& def, pava_desc_fn fn, void* user) {
     out.place("length", layout.length);
     fields(out, "fields", layout.fields);
     fields(out, "readFields", layout.readFields());
-    listShape(out, layout.list);
-    bodyPart(out, layout.body);
     description(out, def.description);
     split(out, def.split);
     out.list("members");

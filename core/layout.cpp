@@ -18,22 +18,6 @@ const char* fieldKindName(FieldKind kind) noexcept {
     return "?";
 }
 
-const char* bodyKindName(BodyKind kind) noexcept {
-    switch (kind) {
-    case BodyKind::Fixed: return "fixed";
-    case BodyKind::Items: return "items";
-    case BodyKind::Text: return "text";
-    case BodyKind::CodeRows: return "code-rows";
-    case BodyKind::EscapedItems: return "escaped-items";
-    case BodyKind::PrefixedItems: return "prefixed-items";
-    case BodyKind::GenericTable: return "generic-table";
-    case BodyKind::References: return "references";
-    case BodyKind::DataTypes: return "data-types";
-    case BodyKind::RecordFields: return "record-fields";
-    }
-    return "?";
-}
-
 bool fieldsFit(std::span<const Field> fields, int room) noexcept {
     for (const Field& f : fields)
         if (f.offset + f.width > room) return false;

@@ -42,67 +42,10 @@ struct Field {
     uint8_t flags = 0;
 };
 
-// The repeated part of a list body whose items all have one size and a field
-// table: the count (countWidth digits at countAt; width 0 when the body carries
-// exactly one item and no count), then the items back to back from itemsAt.
-// The spans are the item tables the list codec itself runs.
-struct ListShape {
-    int countAt = 0;
-    int countWidth = 0;
-    int itemsAt = 0;
-    std::span<const Field> itemFields;        // as the encoder writes them
-    std::span<const Field> itemDecodeFields;  // where the decoder reads otherwise (else empty)
-    int itemSize = 0;
-    // Record fields behind the last item, offsets counted from there.
-    std::span<const Field> trailer = {};
-
-    std::span<const Field> itemReadFields() const noexcept {
-        return itemDecodeFields.empty() ? itemFields : itemDecodeFields;
-    }
-};
-
-// How the part of a body behind the fixed fields is laid out. Kinds other
-// than Fixed, Items and Text are algorithms rather than tables; BodyPart
-// names them and says them in words for tools and bindings.
-enum class BodyKind : uint8_t {
-    Fixed,          // nothing follows the fixed fields
-    Items,          // the items of the layout's ListShape, then its trailer
-    Text,           // one text member from `at` up to the body length
-    CodeRows,       // `count` member rows of 12-character codes from `at`
-    EscapedItems,   // counted items: id (8), text in an 8-byte slot or "$$$" + length (5) + text
-    PrefixedItems,  // counted items: id (8), length (4) + text, length (4) + text
-    GenericTable,   // counted records of type (2) | length (4) | value entries
-    References,     // counted items: reference (100) | code (2) | width (4) | value
-    DataTypes,      // counted structures of attributes laid out as References items
-    RecordFields,   // counted records: number (2) | field count (3) | fields of 12 + 30
-};
-
-struct BodyPart {
-    BodyKind kind = BodyKind::Fixed;
-    int at = 0;                    // body offset where the part starts
-    int countAt = -1;              // the item or record count, -1 when none
-    int countWidth = 0;
-    Member member = Member::None;  // the text (Text) or row count (CodeRows) member
-    const char* words = nullptr;   // the layout in words, for a reader
-    // The members the part fills (of list items, settings or table entries).
-    std::span<const Member> carries = {};
-    // Record fields behind the part, offsets counted from its end.
-    std::span<const Field> trailer = {};
-    // Escaped items: the most text bytes an item carries (0: its whole text).
-    int textCut = 0;
-};
-
-const char* bodyKindName(BodyKind kind) noexcept;
-
 struct Layout {
     std::span<const Field> fields;        // as the encoder writes them
     std::span<const Field> decodeFields;  // where the decoder reads otherwise (else empty)
     int length = -1;                      // declared body length; -1 when it varies
-    // The items behind the fixed fields, where they can be described as data;
-    // null for fixed messages and for lists whose items vary in size.
-    const ListShape* list = nullptr;
-    // What follows the fixed fields.
-    BodyPart body = {};
 
     std::span<const Field> readFields() const noexcept {
         return decodeFields.empty() ? fields : decodeFields;

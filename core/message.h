@@ -38,12 +38,6 @@ constexpr MessageDef withSplit(MessageDef def, const SplitRule& rule) {
     return def;
 }
 
-// def with the description of what follows its fixed fields.
-constexpr MessageDef withBody(MessageDef def, BodyPart body) {
-    def.layout.body = body;
-    return def;
-}
-
 // The codec of an id, or null when none is registered. The registry is built
 // once per process and immutable afterwards.
 const MessageDef* findMessage(int id);

@@ -28,16 +28,6 @@ void addFields(Carried& c, std::span<const Field> fields) {
         if (f.member != Member::None && isRecordMember(f.member)) c.members.set(static_cast<size_t>(f.member));
 }
 
-uint8_t listOf(std::span<const Field> itemFields) {
-    for (const Field& f : itemFields) switch (memberOwner(f.member)) {
-            case MemberOwner::Item: return kDataList;
-            case MemberOwner::Setting: return kSettingList;
-            case MemberOwner::Field: return kRecordList;
-            default: break;
-        }
-    return 0;
-}
-
 void addList(Carried& c, const ListLayout& list) {
     addFields(c, list.prefix);
     if (list.trailerRead) addFields(c, list.trailer);
@@ -85,7 +75,6 @@ Carried carriedBy(const MessageDef& def) {
         c.members.set(static_cast<size_t>(m));
     addFields(c, def.layout.readFields());
     bool described = false;
-    if (def.layout.list != nullptr) c.containers |= listOf(def.layout.list->itemReadFields());
     if (def.description != nullptr) {
         const Tail& tail = def.description->read;
         if (tail.text != nullptr) {

@@ -25,18 +25,12 @@ void put(std::string& out, fmt::format_string<Args...> f, Args&&... args) {
 
 using Json = nlohmann::ordered_json;
 
-int fixedEnd(const Json& fields) {
-    int end = 0;
-    for (const Json& f : fields) end = std::max(end, f["offset"].get<int>() + f["width"].get<int>());
-    return end;
-}
-
-void putFieldTable(std::string& out, const Json& fields) {
+void putFieldTable(std::string& out, const Json& fields, std::string_view indent = "  ") {
     if (fields.empty()) {
-        put(out, "  (no fields)\n");
+        put(out, "{}(no fields)\n", indent);
         return;
     }
-    put(out, "  offset  width  kind      member      flags\n");
+    put(out, "{}offset  width  kind      member      flags\n", indent);
     for (const Json& f : fields) {
         const std::string member = f["member"].is_null() ? "none" : f["member"].get<std::string>();
         std::string flags;
@@ -44,7 +38,7 @@ void putFieldTable(std::string& out, const Json& fields) {
             if (!flags.empty()) flags += ',';
             flags += flag.get_ref<const std::string&>();
         }
-        out += fmt::format("  {:>6}  {:>5}  {:<8}  {:<10}  {}", f["offset"].get<int>(), f["width"].get<int>(),
+        out += fmt::format("{}{:>6}  {:>5}  {:<8}  {:<10}  {}", indent, f["offset"].get<int>(), f["width"].get<int>(),
                            f["kind"].get<std::string>(), member, flags);
         out.erase(out.find_last_not_of(' ') + 1);
         out += '\n';
@@ -60,9 +54,52 @@ std::string shownBytes(std::string_view bytes) {
     return n < bytes.size() ? text + fmt::format(" + {} NUL", bytes.size() - n) : text;
 }
 
-std::string countText(const Json& list) {
-    if (list["countWidth"] == 0) return "one item, no count";
-    return fmt::format("count in {} digits at byte {}", list["countWidth"].get<int>(), list["countAt"].get<int>());
+bool isFieldTable(const Json& j) {
+    return j.is_array() && !j.empty() && j.front().is_object() && j.front().contains("offset") &&
+           j.front().contains("kind");
+}
+
+// A part of a description, whatever its kind: its numbers, names and texts
+// on lines of their own width, then its field tables, lists and parts below
+// them, indented. A field table equal to one shown before is named, not
+// shown again.
+void putTail(std::string& out, const Json& part, const std::string& indent) {
+    std::string line;
+    for (const auto& [key, value] : part.items()) {
+        if (value.is_structured() || value.is_null()) continue;
+        const bool plain = !value.is_string() || value.get_ref<const std::string&>().find_first_of(" \t\r\n\"") ==
+                                                     std::string::npos;
+        const std::string item = key + " " + (plain && value.is_string() ? value.get<std::string>() : value.dump());
+        if (!line.empty() && line.size() + item.size() > 96) {
+            put(out, "{}{}\n", indent, line);
+            line.clear();
+        }
+        line += (line.empty() ? "" : ", ") + item;
+    }
+    if (!line.empty()) put(out, "{}{}\n", indent, line);
+    std::vector<std::string> shown;
+    for (const auto& [key, value] : part.items()) {
+        if (isFieldTable(value)) {
+            const auto same = std::find_if(shown.begin(), shown.end(), [&](const std::string& k) { return part[k] == value; });
+            if (same != shown.end()) {
+                put(out, "{}{}: as {}\n", indent, key, *same);
+                continue;
+            }
+            shown.push_back(key);
+            put(out, "{}{}:\n", indent, key);
+            putFieldTable(out, value, indent + "  ");
+        } else if (value.is_array() && !value.empty() && value.front().is_string()) {
+            put(out, "{}{}: {}\n", indent, key, fmt::join(value.get<std::vector<std::string>>(), " "));
+        } else if (value.is_array()) {
+            for (size_t i = 0; i < value.size(); ++i) {
+                put(out, "{}{}[{}]:\n", indent, key, i);
+                putTail(out, value[i], indent + "  ");
+            }
+        } else if (value.is_object()) {
+            put(out, "{}{}:\n", indent, key);
+            putTail(out, value, indent + "  ");
+        }
+    }
 }
 
 // A text of the description, or its absence.
@@ -169,31 +206,19 @@ std::string describeLayout(const Json& j) {
         put(out, "the decoder reads:\n");
         putFieldTable(out, j["readFields"]);
     }
-    const Json& list = j["list"];
-    if (!list.is_null()) {
-        put(out, "items of {} bytes from byte {} ({}), offsets within the item:\n", list["itemSize"].get<int>(),
-            list["itemsAt"].get<int>(), countText(list));
-        putFieldTable(out, list["itemFields"]);
-        if (list["itemReadFields"] != list["itemFields"]) {
-            put(out, "the decoder reads an item as:\n");
-            putFieldTable(out, list["itemReadFields"]);
+    if (const Json& d = j["description"]; d.is_object() && !d["write"].is_null()) {
+        if (d["write"] == d["read"]) {
+            put(out, "behind the fixed fields, written and read alike:\n");
+            putTail(out, d["write"], "  ");
+        } else {
+            put(out, "behind the fixed fields, the encoder writes:\n");
+            putTail(out, d["write"], "  ");
+            put(out, "and the decoder reads:\n");
+            d["read"].is_null() ? put(out, "  nothing\n") : putTail(out, d["read"], "  ");
         }
-        if (!list["trailer"].empty()) {
-            put(out, "behind the last item (offsets from there):\n");
-            putFieldTable(out, list["trailer"]);
-        }
-    }
-    const Json& body = j["body"];
-    if (body["words"].is_string()) {
-        put(out, "from byte {} ({}): {}\n", body["at"].get<int>(), textOf(body["kind"]), textOf(body["words"]));
-        if (list.is_null() && !body["trailer"].empty()) {
-            put(out, "behind it (offsets from there):\n");
-            putFieldTable(out, body["trailer"]);
-        }
-    } else if (list.is_null()) {
-        const int end = fixedEnd(j["fields"]);
-        if (j["length"].is_null() || end < j["length"].get<int>())
-            put(out, "the rest of the body, from byte {}, is a tail the codec lays out itself\n", end);
+    } else if (d.is_object() && !d["read"].is_null()) {
+        put(out, "behind the fixed fields, the decoder reads:\n");
+        putTail(out, d["read"], "  ");
     }
     if (const Json& d = j["description"]; d.is_object() && !d["quirks"].empty())
         put(out, "quirks: {}\n", fmt::join(d["quirks"].get<std::vector<std::string>>(), " "));

@@ -56,7 +56,7 @@ std::string wiresharkDissector() {
         // What the dissector walks: the fixed fields the decoder reads and
         // the description's tails; not the tables in words.
         Json slim = layout;
-        for (const char* unused : {"fields", "members", "list", "body"}) slim.erase(unused);
+        for (const char* unused : {"fields", "members"}) slim.erase(unused);
         fmt::format_to(std::back_inserter(out), "[{}]=", layout["id"].get<int>());
         putLua(out, slim);
         out += ",\n";

@@ -8,6 +8,15 @@
 
 namespace pava {
 
+const char* itemKindName(ItemKind kind) noexcept {
+    switch (kind) {
+    case ItemKind::Fixed: return "items";
+    case ItemKind::Escaped: return "escaped-items";
+    case ItemKind::Prefixed: return "prefixed-items";
+    }
+    return "?";
+}
+
 namespace {
 
 constexpr int64_t kBody = MAX_PAVA_MSG_LEN;

@@ -35,6 +35,14 @@ struct ItemSize {
     int64_t written;
 };
 
+// How the items of a list are laid out, for tools.
+enum class ItemKind : uint8_t {
+    Fixed,     // one size, a field table
+    Escaped,   // itemId (8), then itemText in an 8-byte slot or "$$$" + its length (5) and the text
+    Prefixed,  // itemId (8), then itemText and itemText2, each behind its length (4)
+};
+const char* itemKindName(ItemKind kind) noexcept;
+
 struct ItemFormat;
 using ItemMeasureFn = ItemSize (*)(const ItemFormat& format, const PavaDataItem& item);
 // Writes exactly measure(item).written bytes at dest.
@@ -59,7 +67,7 @@ struct ItemFormat {
     ItemWriteFn write = nullptr;
     ItemsReadFn read = nullptr;
     int textCut = kNoCut;  // escaped items: most text bytes written
-    BodyKind kind = BodyKind::Items;  // how tools describe a list of such items
+    ItemKind kind = ItemKind::Fixed;
 
     std::span<const Field> readFields() const noexcept { return readBack.empty() ? fields : readBack; }
 };
@@ -156,7 +164,7 @@ inline constexpr Field kItemIdField[] = {{0, 8, FieldKind::Decimal, Member::item
 // and the decoder moves on by the declared length.
 constexpr ItemFormat escapedItem(int cut) {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureEscaped,
-                      detail::writeEscaped, detail::readEscapedItems, cut, BodyKind::EscapedItems};
+                      detail::writeEscaped, detail::readEscapedItems, cut, ItemKind::Escaped};
 }
 
 // `itemId` in 8, the length of `itemText` in 4 and its bytes, the length of
@@ -164,7 +172,7 @@ constexpr ItemFormat escapedItem(int cut) {
 constexpr ItemFormat lengthPrefixedItem() {
     return ItemFormat{detail::kItemIdField, {}, 0, detail::measureLengthPrefixed,
                       detail::writeLengthPrefixed, detail::readLengthPrefixedItems, kNoCut,
-                      BodyKind::PrefixedItems};
+                      ItemKind::Prefixed};
 }
 
 // The read-back table of an item whose text goes out as the string's own
@@ -209,53 +217,12 @@ struct ListLayout {
     std::span<const Field> trailer;
     int trailerLength = 0;
     bool trailerRead = true;  // whether the decoder reads the trailer back
-    // The count and items as data for tools, taken from the fields above;
-    // meaningful only for a fixed-size item (see listShapeOf).
-    ListShape shape;
-    BodyPart body;
 };
-
-inline constexpr const char* kFixedItemsWords =
-    "a count, then the items back to back, each laid out by the item table; the record "
-    "fields of the trailer follow the last item";
-inline constexpr const char* kEscapedItemsWords =
-    "a count, then per item: itemId in 8 digits and an 8-byte slot. A text of at most 8 "
-    "bytes sits NUL-padded in the slot; a longer one puts \"$$$\" and its length in 5 "
-    "digits in the slot and follows it (cut to 256 bytes where the id cuts), and the next "
-    "item starts behind the length it declares. The trailer's record fields follow the last item";
-inline constexpr const char* kPrefixedItemsWords =
-    "a count, then per item: itemId in 8 digits, the length of itemText in 4 digits and its "
-    "bytes, the length of itemText2 in 4 digits and its bytes";
-
-inline constexpr Member kEscapedItemMembers[] = {Member::itemId, Member::itemText};
-inline constexpr Member kPrefixedItemMembers[] = {Member::itemId, Member::itemText, Member::itemText2};
-
-// How the list reads in words and where, by its item format.
-constexpr BodyPart listBodyOf(int itemsAt, int countAt, const ItemFormat& item, std::span<const Field> trailer) {
-    const int countWidth = countAt == kNoCount ? 0 : kCountWidth;
-    const int count = countAt == kNoCount ? -1 : countAt;
-    if (item.kind == BodyKind::EscapedItems)
-        return {BodyKind::EscapedItems, itemsAt, count, countWidth, Member::None, kEscapedItemsWords,
-                kEscapedItemMembers, trailer, item.textCut == kNoCut ? 0 : item.textCut};
-    if (item.kind == BodyKind::PrefixedItems)
-        return {BodyKind::PrefixedItems, itemsAt, count, countWidth, Member::None, kPrefixedItemsWords,
-                kPrefixedItemMembers, trailer};
-    return {BodyKind::Items, itemsAt, count, countWidth, Member::None, kFixedItemsWords, {}, trailer};
-}
 
 constexpr ListLayout itemList(std::span<const Field> prefix, int itemsAt, int countAt, ItemFormat item,
                               std::span<const Field> trailer = {}, int trailerLength = 0,
                               bool trailerRead = true) {
-    const ListShape shape{countAt, countAt == kNoCount ? 0 : kCountWidth, itemsAt, item.fields, item.readBack,
-                          item.size, trailer};
-    return ListLayout{prefix, itemsAt, countAt, item, trailer, trailerLength, trailerRead, shape,
-                      listBodyOf(itemsAt, countAt, item, trailer)};
-}
-
-// The shape of a list whose items are a fixed Field table (fixedItem); null
-// when the items have their own functions (their size varies, size 0).
-constexpr const ListShape* listShapeOf(const ListLayout& list) {
-    return list.item.size > 0 ? &list.shape : nullptr;
+    return ListLayout{prefix, itemsAt, countAt, item, trailer, trailerLength, trailerRead};
 }
 
 // The space test each list runs before writing an item.

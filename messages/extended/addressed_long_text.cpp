@@ -34,14 +34,8 @@ constexpr Field k20178Fields[] = {
     {16, 12, TextRaw, M::text12b}, {28, 12, Raw, M::text12c},      {40, 255, Text, M::string4, kNulPadded}};
 
 constexpr MessageDef kMessages[] = {
-    withBody(describedMessage<k20176>(20176, std::span<const Field>(k20176Read).first(4), -1, k20176Read),
-             {BodyKind::Text, 38, -1, 0, M::string4,
-              "string4 from byte 38, as long as the text (at most 1000 bytes, up to its first NUL); "
-              "the decoder reads 1000 bytes whatever the length says"}),
-    withBody(describedMessage<k20177>(20177, std::span<const Field>(k20177Read).first(4), -1, k20177Read),
-             {BodyKind::Text, 38, -1, 0, M::string4,
-              "string4 from byte 38, as long as the text (at most 255 bytes, up to its first NUL); "
-              "the decoder reads 255 bytes whatever the length says"}),
+    describedMessage<k20176>(20176, std::span<const Field>(k20176Read).first(4), -1, k20176Read),
+    describedMessage<k20177>(20177, std::span<const Field>(k20177Read).first(4), -1, k20177Read),
     describedMessage<kLoudPlainBody>(20178, k20178Fields, 295),
 };
 

@@ -52,15 +52,8 @@ constexpr RecordBlocks kBlocks = checkedBlocks({.countAt = 12,
 constexpr Description k20138{
     .counts = Container::RecordList, .quirks = kLoudHead, .write = kBlocks, .read = kBlocks};
 
-constexpr Member kFieldMembers[] = {M::fieldText1, M::fieldText2};
-
 constexpr MessageDef kMessages[] = {
-    withBody(describedMessage<k20138>(20138, kHead, -1),
-            {BodyKind::RecordFields, 14, 12, 2, M::None,
-             "a record count R (2) at byte 12, then R record blocks from byte 14: a number (2), a field "
-             "count F (3) and F fields of a first text (12) and a second text (30), NUL-padded: "
-             "recInt and the fieldList (fieldText1, fieldText2) of a recordList record",
-             kFieldMembers}),
+    describedMessage<k20138>(20138, kHead, -1),
 };
 
 }  // namespace

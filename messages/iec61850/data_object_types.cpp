@@ -73,9 +73,6 @@ constexpr ValueRecords kStructures = checkedValueRecords(
 
 constexpr Description d61858{.quirks = kLoudHead, .write = kStructures, .read = kStructures};
 
-// An attribute: reference, code, width and value.
-constexpr Member kAttributeMembers[] = {M::fieldText1, M::fieldType, M::fieldLen, M::fieldText2};
-
 // Split structure by structure, the frames marked by the continuation flag
 // alone; the last frame's count repeats the frame's before.
 constexpr SplitRule kFrames61858 = checkedSplit({.list = Container::RecordList,
@@ -88,12 +85,6 @@ constexpr SplitRule kFrames61858 = checkedSplit({.list = Container::RecordList,
 
 constexpr MessageDef dataObjectTypeList() {
     MessageDef def = describedMessage<d61858>(61858, kHead, -1, kHeadIn);
-    def.layout.body = {BodyKind::DataTypes, kHeadSize, kCountPos, 4, M::None,
-                       "a structure count (4) at byte 78, then structures from byte 82: an attribute count F (4 "
-                       "digits, NUL-padded) and F attributes, each a reference (100), a code (2), a width W (4, "
-                       "both NUL-padded) and W value bytes (fieldText1, fieldType, fieldLen, fieldText2 of a "
-                       "recordList fieldList); split over frames structure by structure",
-                       kAttributeMembers};
     def.split = &kFrames61858;
     return def;
 }

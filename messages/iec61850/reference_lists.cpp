@@ -123,37 +123,6 @@ constexpr Description d61850{.quirks = kLoudHead, .write = kReferences61850, .re
 constexpr Description d61851{.quirks = kLoudHead, .write = kValues61851, .read = kValues61851};
 constexpr Description d61901{.quirks = kLoudHead, .write = kValues61901, .read = kValues61901};
 
-// A value list's codec, with its list's shape and words for tools and its
-// frame marks for readers.
-template <const Description& D>
-constexpr MessageDef valueList(int id, std::span<const Field> head, std::span<const Field> headIn,
-                               const ListShape* shape, BodyPart body, const SplitRule* split = nullptr) {
-    MessageDef def = describedMessage<D>(id, head, -1, headIn);
-    def.layout.list = shape;
-    def.layout.body = body;
-    def.split = split;
-    return def;
-}
-
-// 61850's references are items of one size; the value lists carry a width per item.
-constexpr ListShape k61850Shape{78, 4, kReferences61850.itemsAt, kReference, {}, kReferenceWidth};
-constexpr BodyPart k61850Body{BodyKind::Items, kReferences61850.itemsAt, 78, 4, M::None,
-                              "an item count (4) at byte 78, then references of 100 bytes (itemText, "
-                              "NUL-padded) from byte 82, in one frame", {}};
-constexpr const char* kValueWords =
-    "an item count (4), then per item: itemText, a reference of 100 bytes (NUL-padded), itemId in 2 "
-    "digits, the value width W in 4 digits (itemInt2) and W value bytes (itemText2); split over "
-    "frames item by item, bytes behind a frame's length may keep an earlier frame's items";
-constexpr Member kValueMembers[] = {M::itemText, M::itemId, M::itemInt2, M::itemText2};
-constexpr BodyPart k61851Body{BodyKind::References, 80, 76, 4, M::None,
-                              "an item count (4), then per item: itemText, a reference of 100 bytes "
-                              "(NUL-padded), itemId in 2 digits, the value width W in 4 digits (itemInt2) "
-                              "and W value bytes (itemText2, read up to its first NUL; a value that meets "
-                              "no NUL before the body end fails the decode); split over frames item by item. "
-                              "The decoder reads the items 106 bytes apart, not skipping the value bytes",
-                              kValueMembers};
-constexpr BodyPart k61901Body{BodyKind::References, 92, 88, 4, M::None, kValueWords, kValueMembers};
-
 // Split item by item, the frames marked by the continuation flag alone.
 // 61851's decoder steps kItemHead bytes per item, not over the value bytes
 // whose width follows the code.
@@ -166,9 +135,9 @@ constexpr SplitRule kFrames61851 = checkedSplit({.marks = FrameMarks::Continuati
 constexpr SplitRule kFrames61901 = checkedSplit({.marks = FrameMarks::Continuation});
 
 constexpr MessageDef kMessages[] = {
-    valueList<d61850>(61850, k61850Head, k61850HeadIn, &k61850Shape, k61850Body),
-    valueList<d61851>(61851, k61851Head, k61851HeadIn, nullptr, k61851Body, &kFrames61851),
-    valueList<d61901>(61901, k61901Head, k61901HeadIn, nullptr, k61901Body, &kFrames61901),
+    describedMessage<d61850>(61850, k61850Head, -1, k61850HeadIn),
+    withSplit(describedMessage<d61851>(61851, k61851Head, -1, k61851HeadIn), kFrames61851),
+    withSplit(describedMessage<d61901>(61901, k61901Head, -1, k61901HeadIn), kFrames61901),
 };
 
 }  // namespace

@@ -42,9 +42,7 @@ constexpr Field k00215Fields[] = {
 
 constexpr MessageDef kMessages[] = {
     describedMessage<kPlainBody>(213, k00213Fields, 264),
-    withBody(describedMessage<k00214>(214, k00214Fields, -1),
-             {BodyKind::Text, 224, -1, 0, M::string6,
-              "string6 from byte 224 up to the body length; a body past 8192 bytes is refused both ways"}),
+    describedMessage<k00214>(214, k00214Fields, -1),
     describedMessage<k00215>(215, k00215Fields, 227),
 };
 

@@ -46,9 +46,7 @@ constexpr Field k00203Fields[] = {
 };
 
 constexpr MessageDef kMessages[] = {
-    withBody(describedMessage<k00101>(101, k00101Fields, -1),
-             {BodyKind::CodeRows, kCodesAt, -1, 0, M::fbCount,
-              "fbCount rows of fbCodes from byte 131, 12 bytes each (NUL-padded), at most 200 rows"}),
+    describedMessage<k00101>(101, k00101Fields, -1),
     describedMessage<kPlainBody>(102, k00102Fields, 56),
     describedMessage<k00203>(203, k00203Fields, 254),
 };

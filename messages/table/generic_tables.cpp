@@ -171,27 +171,6 @@ constexpr Description k10004 =
                kTableWrite10004, kTableRead10004);
 constexpr Description k10006{.quirks = kClearsName, .write = kTable10006, .read = kTable10006};
 
-// What follows the prefix, in words. An entry is type (2) | length (4) |
-// value, read into fieldType, fieldLen and fieldText1 of a recordList
-// record's fieldList (fields) or fieldList2 (where-items).
-constexpr Member kEntryMembers[] = {M::fieldType, M::fieldLen, M::fieldText1};
-constexpr BodyPart kBody10001{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
-                              "function type 2 or 3, sub-type 2: a field count (4) at byte 28, the first "
-                              "record's fields as entries from byte 32, then a where-item count (2) and "
-                              "the where-items as entries", kEntryMembers};
-constexpr BodyPart kBody10002{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
-                              "function type 1: a field count (4) at byte 28 and one record's fields as "
-                              "entries from byte 32; function type 2 or 3: a record count (4) at byte 28, "
-                              "then records from byte 32, each a field count (4) and its entries; the "
-                              "records are split over frames, a record never", kEntryMembers};
-constexpr BodyPart kBody10003{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
-                              "sub-type 3 or 4: a field count (4) at byte 28 and one record's fields as "
-                              "entries from byte 32; sub-type 5: one where-item entry at byte 28", kEntryMembers};
-constexpr BodyPart kBody10004{BodyKind::GenericTable, kEntriesPos, kCountPos, 4, M::None,
-                              "sub-type 3 or 4: a record count (4) at byte 28, then records from byte 32, "
-                              "each a field count (4), its entries and one where-item entry (the last "
-                              "record: where-items up to the body length); sub-type 5 to 7: intValue4 in "
-                              "one digit at byte 28; split over frames record by record", kEntryMembers};
 // 10005: a free text. Its decoder takes as many characters as the text holds
 // on entry (none after the reset); more than the body holds behind byte 20
 // fails, the text unchanged.
@@ -203,14 +182,6 @@ constexpr TextToEnd k10005Text = checkedText({.at = 20,
                                               .badLength = kFieldOverText,
                                               .readCap = 8187});
 constexpr Description k10005{.quirks = kLoudHead, .write = k10005Text, .read = k10005Text};
-constexpr BodyPart kBody10005{BodyKind::Text, 20, -1, 0, M::string4,
-                              "a free text (string4) from byte 20 up to the body length; the decoder keeps "
-                              "none of it"};
-constexpr BodyPart kBody10006{BodyKind::GenericTable, 24, 20, 4, M::None,
-                              "sub-type 1 or 2: a record count (4) at byte 20, then records from byte 24, "
-                              "each a field count (4) and its entries, split over frames record by record; "
-                              "sub-type 3 to 5: intValue4 in one digit at byte 20", kEntryMembers};
-
 // The record lists split over numbered frames: every frame but the last
 // carries its own count where the total stands in the prefix, which the
 // decoder does not read; 10002's wrote over its function type (2 or 3, sent
@@ -232,12 +203,12 @@ constexpr SplitRule kFrames10006 = checkedSplit({.list = Container::RecordList,
                                                  .ownCountAt = kRecords10006.ownCountAt});
 
 constexpr MessageDef kMessages[] = {
-    withBody(describedMessage<k10001>(10001, kTablePrefix, -1), kBody10001),
-    withSplit(withBody(describedMessage<k10002>(10002, kTablePrefix, -1), kBody10002), kFrames10002),
-    withBody(describedMessage<k10003>(10003, kTablePrefix, -1), kBody10003),
-    withSplit(withBody(describedMessage<k10004>(10004, kTablePrefix, -1), kBody10004), kFrames10004),
-    withBody(describedMessage<k10005>(10005, kShortPrefix, -1), kBody10005),
-    withSplit(withBody(describedMessage<k10006>(10006, kShortPrefix, -1), kBody10006), kFrames10006),
+    describedMessage<k10001>(10001, kTablePrefix, -1),
+    withSplit(describedMessage<k10002>(10002, kTablePrefix, -1), kFrames10002),
+    describedMessage<k10003>(10003, kTablePrefix, -1),
+    withSplit(describedMessage<k10004>(10004, kTablePrefix, -1), kFrames10004),
+    describedMessage<k10005>(10005, kShortPrefix, -1),
+    withSplit(describedMessage<k10006>(10006, kShortPrefix, -1), kFrames10006),
 };
 
 }  // namespace

@@ -22,11 +22,7 @@ constexpr Field k00901Fields[] = {
     {26, 2, Decimal, M::intValue9}, {28, 2, Decimal, M::intValue10}, {30, 32, Raw, M::text32},
 };
 
-constexpr MessageDef kMessages[] = {withBody(
-    describedMessage<k00901>(901, k00901Fields, -1),
-    {BodyKind::Text, 62, -1, 0, M::string4,
-     "string4 from byte 62 up to the body length (at most 8130 bytes); a header length below 62 reads "
-     "the longest text"})};
+constexpr MessageDef kMessages[] = {describedMessage<k00901>(901, k00901Fields, -1)};
 
 }  // namespace
 

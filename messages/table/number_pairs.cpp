@@ -29,9 +29,7 @@ constexpr Field k00803Fields[] = {{0, 8, Decimal, M::intValue13}, {8, 2, Decimal
 constexpr Field k00804Fields[] = {{0, 255, Text, M::string5}, {255, 8, Decimal, M::intValue12}};
 
 constexpr MessageDef kMessages[] = {
-    withBody(describedMessage<k00800>(800, k00800Fields, -1),
-             {BodyKind::Text, 12, -1, 0, M::string6,
-              "string6 from byte 12 up to the body length (at most 8180 bytes); the encoder sends no frame"}),
+    describedMessage<k00800>(800, k00800Fields, -1),
     describedMessage<kPlainBody>(801, k00800Fields, 12),
     describedMessage<kDropped>(802, k00802Fields, -1, k00802Read),
     describedMessage<kPlainBody>(803, k00803Fields, 10),

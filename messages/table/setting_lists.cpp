@@ -36,22 +36,9 @@ constexpr Description k00209{.quirks = kDropsFrame, .write = k00209WriteRows, .r
 constexpr Field k00204Fields[] = {{0, 12, TextRaw, M::text12b}, {12, 4, Decimal, M::None}};
 constexpr Field k00209Read[] = {{0, 4, Decimal, M::None}};
 
-// The rows as the decoders read them.
-constexpr ListShape k00204Shape{12, 4, 16, k00204Row, {}, 228};
-constexpr ListShape k00209Shape{0, 4, 4, k00209Row, {}, 192};
-
-constexpr MessageDef with(MessageDef def, const ListShape* shape, const char* words) {
-    def.layout.list = shape;
-    return withBody(def, {BodyKind::Items, shape->itemsAt, shape->countAt, shape->countWidth, M::None, words});
-}
-
 constexpr MessageDef kMessages[] = {
-    with(describedMessage<k00204>(204, k00204Fields, -1), &k00204Shape,
-         "a count in 4 digits at byte 12, then settingList rows of 228 bytes from byte 16: setText "
-         "(200), the first 20 bytes of setText30, setId (8); at most 35 rows"),
-    with(describedMessage<k00209>(209, {}, -1, k00209Read), &k00209Shape,
-         "settingList rows of 192 bytes (setText) read after a count in 4 digits at byte 0; the "
-         "encoder writes the rows from byte 0 without a count and sends no frame"),
+    describedMessage<k00204>(204, k00204Fields, -1),
+    describedMessage<k00209>(209, {}, -1, k00209Read),
 };
 
 }  // namespace

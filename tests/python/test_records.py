@@ -113,11 +113,11 @@ def test_ids_and_layouts():
     # The tables themselves are checked in C++ (tests/unit, tests/cli); here their Python form.
     ids = pava.ids()
     assert ids == sorted(set(ids)) and 20001 in ids and 12345 not in ids
-    assert pava.layout(209)["body"]["kind"] != "fixed"
+    assert pava.layout(209)["description"]["read"]["kind"] == "rows"
     assert all(pava.layout(i)["id"] == i and pava.layout(i)["family"] != "?" for i in ids)
-    assert pava.layout(20020)["list"]["itemFields"][0] == {"offset": 0, "width": 4, "kind": "decimal",
-                                                           "member": "itemId", "owner": "item", "number": True,
-                                                           "keeps": 4, "flags": []}
+    items = pava.layout(20020)["description"]["read"]
+    assert items["itemFields"][0] == {"offset": 0, "width": 4, "kind": "decimal", "member": "itemId",
+                                      "owner": "item", "number": True, "keeps": 4, "flags": []}
     assert pava.layout(20020)["split"]["headFlagTwo"] is True
     with pytest.raises(pava.PavaError) as caught:
         pava.layout(12345)

@@ -71,7 +71,8 @@ def generated_frames(tmp_path):
     for layout in layouts:
         rec = {"msgId": layout["id"], "rii": 7}
         owners = {}
-        for f in layout["readFields"] + [f for key in ("itemReadFields", "trailer") for f in (layout["list"] or {}).get(key, [])]:
+        tail = layout["description"]["read"] or {}
+        for f in layout["readFields"] + [f for key in ("itemReadFields", "trailer") for f in tail.get(key, [])]:
             if f["member"]:
                 owners[f["member"]] = f
         for name, f in owners.items():
@@ -181,13 +182,20 @@ def dissected(path, source_frames):
     return by_offset(source_frames, frames)
 
 
+def fixed_size_items(layout):
+    """Whether the id's items or rows all have one size and a field table."""
+    tail = layout["description"]["read"] or {}
+    return (tail.get("format") == "items" or (tail.get("kind") == "rows" and tail["list"] == "settingList")
+            or tail.get("width") == "none")
+
+
 def field_name(layout, length, offset, width, path):
     """The dissector's field for a dissect row of the fixed fields or of a
     list of fixed-size items within the declared length; None for the other
     reads."""
     item = re.fullmatch(r"(?:dataList|settingList)\[\d+\]\.(\w+)", path)
     if item:
-        return "pava.item." + item.group(1) if layout["list"] and offset + width <= length else None
+        return "pava.item." + item.group(1) if fixed_size_items(layout) and offset + width <= length else None
     if not any(f["offset"] == offset and f["width"] == width for f in layout["readFields"]):
         return None
     if re.fullmatch(r"\w+", path):
@@ -265,11 +273,12 @@ def decoded_lists(path, source_frames):
         if not line.startswith("{"):
             continue
         rec = json.loads(line)
-        body = layouts[rec["msgId"]]["body"]
+        layout = layouts[rec["msgId"]]
+        tail = layout["description"]["read"] or {}
         rows, prefix = [], "pava.item."
-        if body["kind"] in ("escaped-items", "prefixed-items", "references"):
+        if tail.get("format") in ("escaped-items", "prefixed-items") or tail.get("width") in ("member", "length"):
             rows = rec.get("dataList", [])
-        elif body["kind"] in ("generic-table", "data-types", "record-fields"):
+        elif tail.get("kind") in ("table", "value-records", "records"):
             prefix = "pava.field."
             records = rec.get("recordList", [])
             # A decoder that stores a record again with its where-items.
@@ -279,7 +288,7 @@ def decoded_lists(path, source_frames):
             rows = [e for r in records for e in r.get("fieldList", []) + r.get("fieldList2", [])]
         fields = []
         for row in rows:
-            for member in body["carries"]:
+            for member in layout["members"]:
                 if member in row:
                     value = row[member]
                     fields.append((prefix + member, str(value) if isinstance(value, int) else escaped(value)))
