@@ -14,7 +14,7 @@
 #include "frame_header.h"
 #include "log.h"
 #include "message.h"
-#include "messages/list_codec.h"
+#include "multiframe/frame_marks.h"
 #include "multiframe/item_list.h"
 #include "multiframe/splitter.h"
 #include "read_trace.h"
@@ -295,7 +295,7 @@ int encodeValues(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
                     out->pop_back();
                     return -1;
                 }
-                body = messages::carryOver(*out, V.countAt, inFrame, used, used, V.itemsAt).body;
+                body = carryOver(*out, V.countAt, inFrame, used, used, V.itemsAt).body;
                 used = V.itemsAt;
                 inFrame = 0;
             }
@@ -311,14 +311,14 @@ int encodeValues(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* an) {
         writeValueHead<V>(item, at);
         if constexpr (V.width != ValueWidth::None) {
             writeIntField(width, at + V.widthAt, V.widthWidth);
-            messages::copyValueBytes(at + V.itemHead, item.itemText2, width);
+            copyValueBytes(at + V.itemHead, item.itemText2, width);
         }
         used += V.itemHead + width;
         ++inFrame;
     }
     if constexpr (V.lastCountsOwn) writeIntField(inFrame, body + V.countAt, V.countWidth);
     if constexpr (shared)
-        messages::closeLastFrame(*out, used);
+        closeLastFrame(*out, used);
     else
         setLength(*frame, used, false);
     return 0;
@@ -425,7 +425,7 @@ int writeValueRecord(const PavaRecordItem& record, char* body, int used, int& re
         char* at = body + pos;
         writeValueHead<V>(entry, at);
         writePaddedInt(width, at + V.widthAt, V.widthWidth, R.numberPad);
-        messages::copyValueBytes(at + V.itemHead, entry.fieldText2, width);
+        copyValueBytes(at + V.itemHead, entry.fieldText2, width);
         pos += V.itemHead + width;
     }
     return pos - used;
@@ -470,11 +470,11 @@ int encodeValueRecords(const MessageDef& def, FrameList* out, CPavaMsgAnalyze* a
             out->pop_back();
             return -1;
         }
-        messages::carryOver(*out, V.countAt, inFrame, used, reach, V.itemsAt);
+        carryOver(*out, V.countAt, inFrame, used, reach, V.itemsAt);
         used = V.itemsAt;
         inFrame = 0;
     }
-    messages::closeLastFrame(*out, used);
+    closeLastFrame(*out, used);
     return 0;
 }
 

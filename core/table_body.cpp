@@ -16,7 +16,6 @@
 #include "field_codec.h"
 #include "frame_header.h"
 #include "log.h"
-#include "messages/list_codec.h"
 #include "multiframe/frame_marks.h"
 
 namespace pava::body {
@@ -129,7 +128,7 @@ inline Written writeEntry(const PavaFieldItem& e, char* body, int pos) noexcept 
     writeIntField(e.fieldLen, body + pos + kEntryTypeWidth, kEntryLengthWidth);
     char* value = body + valueAt;
     if constexpr (how == ValueWrite::Exact)
-        messages::copyValueBytes(value, e.fieldText1, e.fieldLen);
+        copyValueBytes(value, e.fieldText1, e.fieldLen);
     else
         std::memcpy(value, e.fieldText1.c_str(), textSize);
     return {0, static_cast<int>(valueAt + e.fieldLen), true};

@@ -1,5 +1,6 @@
 #include "frame_marks.h"
 
+#include "field_codec.h"
 #include "frame_header.h"
 
 namespace pava {
@@ -22,6 +23,23 @@ void markFrameCount(FrameList& out, size_t first) noexcept {
         head.setType(count);
         head.setContinued(i + 1 < out.size());
     }
+}
+
+PavaMsg& carryOver(FrameList& out, int countPos, int count, int length, int written, int headSize) {
+    out.completeCopy(written);
+    PavaMsg& full = out.back();
+    writeIntField(count, full.body + countPos, 4);
+    PavaHeadAccessor head(&full);
+    head.setLength(length);
+    head.setContinued(true);
+    return out.pushCopyOfBack(headSize);
+}
+
+void closeLastFrame(FrameList& out, int length) noexcept {
+    out.completeCopy(length);
+    PavaHeadAccessor head(&out.back());
+    head.setLength(length);
+    head.setContinued(false);
 }
 
 }  // namespace pava
