@@ -80,7 +80,8 @@ void putTail(std::string& out, const Json& part, const std::string& indent) {
     std::vector<std::string> shown;
     for (const auto& [key, value] : part.items()) {
         if (isFieldTable(value)) {
-            const auto same = std::find_if(shown.begin(), shown.end(), [&](const std::string& k) { return part[k] == value; });
+            const auto same =
+                std::find_if(shown.begin(), shown.end(), [&](const std::string& k) { return part[k] == value; });
             if (same != shown.end()) {
                 put(out, "{}{}: as {}\n", indent, key, *same);
                 continue;
