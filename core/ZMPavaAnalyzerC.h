@@ -245,6 +245,11 @@ PAVA_API int PAVA_CALL pava_joiner_pop(pava_joiner* joiner, pava_record* record,
 PAVA_API int PAVA_CALL pava_joiner_problem(const pava_joiner* joiner, size_t index, uint64_t* tag,
                                            const char** text);
 
+/* Frame `index` (below info.frames) of the message last popped: the tag its
+ * frame was pushed with, in the order the message joins its frames. A frame
+ * the joiner dropped (a repeat) belongs to no message. */
+PAVA_API int PAVA_CALL pava_joiner_part(const pava_joiner* joiner, size_t index, uint64_t* tag);
+
 /* ------------------------------------------------------------------------ */
 /* Members                                                                   */
 /* ------------------------------------------------------------------------ */

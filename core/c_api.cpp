@@ -56,6 +56,7 @@ static_assert(PAVA_SPAN_DECIMAL == 1 + static_cast<int>(pava::SpanKind::Decimal)
 struct pava_joiner {
     pava::MessageJoiner joiner;
     std::vector<pava::JoinProblem> problems;  // of the message last popped
+    std::vector<uint64_t> parts;              // the tags of its frames
 };
 
 namespace {
@@ -617,6 +618,7 @@ PAVA_API int PAVA_CALL pava_joiner_pop(pava_joiner* joiner, pava_record* record,
         if (!joiner->joiner.pop(m)) return PAVA_RC_INDEX;
         record->data = std::move(m.record);
         joiner->problems = std::move(m.problems);
+        joiner->parts = std::move(m.parts);
         *info = {m.rc, m.tag, m.frames, m.complete ? 1 : 0, joiner->problems.size()};
         return PAVA_RC_OK;
     });
@@ -628,6 +630,13 @@ PAVA_API int PAVA_CALL pava_joiner_problem(const pava_joiner* joiner, size_t ind
     if (index >= joiner->problems.size()) return PAVA_RC_INDEX;
     *tag = joiner->problems[index].tag;
     *text = joiner->problems[index].what.c_str();
+    return PAVA_RC_OK;
+}
+
+PAVA_API int PAVA_CALL pava_joiner_part(const pava_joiner* joiner, size_t index, uint64_t* tag) {
+    if (joiner == nullptr || tag == nullptr) return PAVA_RC_NULL;
+    if (index >= joiner->parts.size()) return PAVA_RC_INDEX;
+    *tag = joiner->parts[index];
     return PAVA_RC_OK;
 }
 

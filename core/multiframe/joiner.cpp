@@ -172,6 +172,7 @@ void MessageJoiner::pushFrame(const PavaMsg& frame, uint64_t tag) {
         m.rc = part.rc;
         m.tag = tag;
         m.frames = 1;
+        m.parts.push_back(tag);
         m.complete = whole;
         m.problems = std::move(problems);
         m.record = std::move(part.rec);
@@ -279,7 +280,9 @@ void MessageJoiner::complete(size_t index, bool whole, const char* why, uint64_t
     m.complete = whole;
     m.frames = p->parts.size();
     m.tag = p->parts.front().tag;
+    m.parts.reserve(p->parts.size());
     for (const Part& q : p->parts) {
+        m.parts.push_back(q.tag);
         m.tag = std::min(m.tag, q.tag);
         if (m.rc == PAVA_OK) m.rc = q.rc;
     }

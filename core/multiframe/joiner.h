@@ -49,6 +49,7 @@ struct JoinedMessage {
     int rc = PAVA_OK;            // the first failing Pava_To_Data result of its frames
     uint64_t tag = 0;            // tag of its first frame
     size_t frames = 0;           // frames joined
+    std::vector<uint64_t> parts; // their tags, in the order the message joins them
     bool complete = true;        // false: frames are missing (see problems)
     std::vector<JoinProblem> problems;
 };

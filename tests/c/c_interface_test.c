@@ -330,6 +330,9 @@ static void test_joiner(void) {
     }
     CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_OK);
     CHECK(info.rc == 0 && info.tag == 100 && info.frames == 3 && info.complete == 1 && info.problem_count == 0);
+    CHECK_RC(pava_joiner_part(joiner, 2, &tag), PAVA_RC_OK);
+    CHECK(tag == 102);
+    CHECK_RC(pava_joiner_part(joiner, 3, &tag), PAVA_RC_INDEX);
     CHECK_RC(pava_list_size(joined, "dataList", &n), PAVA_RC_OK);
     CHECK(n == 900 && get_int(joined, "dataList[899].itemId") == 900);
     CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_INDEX);
@@ -344,6 +347,8 @@ static void test_joiner(void) {
     CHECK(info.complete == 0 && info.problem_count > 0);
     CHECK_RC(pava_joiner_problem(joiner, 0, &tag, &text), PAVA_RC_OK);
     CHECK(text != NULL && text[0] != '\0' && (tag == 7 || tag == 9));
+    CHECK_RC(pava_joiner_part(joiner, 1, &tag), PAVA_RC_OK);
+    CHECK(tag == 9);
     CHECK_RC(pava_joiner_problem(joiner, info.problem_count, &tag, &text), PAVA_RC_INDEX);
 
     CHECK_RC(pava_joiner_push(joiner, frame, 15, 0), PAVA_RC_SIZE);

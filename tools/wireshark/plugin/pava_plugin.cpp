@@ -335,17 +335,14 @@ struct Joined {
     std::vector<std::pair<uint64_t, std::string>> problems;
 };
 
-// The frames seen of a message not yet handed out.
-struct Pending {
-    std::vector<uint64_t> tags;
-    std::vector<std::string> frames;
-};
-
-// One direction of one conversation: its joiner and the frames pushed per
-// id and RII that are not yet part of a message.
+// One direction of one conversation: its joiner and the frames pushed to it
+// that no message handed out holds yet, by tag. The joiner holds at most
+// MessageJoiner's 512 frames; past twice that, the oldest go (the repeats
+// the joiner dropped, which belong to no message).
+constexpr size_t kHeldFrames = 1024;
 struct Direction {
     std::unique_ptr<pava_joiner, decltype(&pava_joiner_free)> joiner{nullptr, pava_joiner_free};
-    std::map<std::pair<int64_t, int64_t>, Pending> pending;
+    std::map<uint64_t, std::string> held;
 };
 
 std::map<uint64_t, Direction> directions;
@@ -370,9 +367,8 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
     const uint64_t tag = tag_of(pinfo->num, index);
     LogCapture capture;  // the joiner's decodes log too
     if (pava_joiner_push(d.joiner.get(), frame, static_cast<size_t>(wire), tag) != PAVA_RC_OK) return;
-    Pending& pending = d.pending[{h.id, h.rii}];
-    pending.tags.push_back(tag);
-    pending.frames.emplace_back(frame, static_cast<size_t>(wire));
+    d.held.emplace(tag, std::string(frame, static_cast<size_t>(wire)));
+    while (d.held.size() > kHeldFrames) d.held.erase(d.held.begin());
     for (;;) {
         auto m = std::make_shared<Joined>();
         pava_record* record = nullptr;
@@ -387,23 +383,16 @@ void join_frame(packet_info* pinfo, const FrameHead& h, const char* frame, int w
                 problems_of[at].emplace_back(text);
             }
         }
-        int64_t id = 0, rii = 0;
-        pava_get_int(record, "msgId", &id);
-        pava_get_int(record, "rii", &rii);
-        const auto parts = d.pending.find({id, rii});
-        if (parts != d.pending.end()) {
-            m->parts = std::move(parts->second.tags);
-            m->frames = std::move(parts->second.frames);
-            d.pending.erase(parts);
+        // The message's frames as the joiner joined them, kept in the order they came.
+        for (size_t i = 0; i < m->info.frames; ++i) {
+            uint64_t part = 0;
+            if (pava_joiner_part(d.joiner.get(), i, &part) == PAVA_RC_OK) m->parts.push_back(part);
         }
-        // A message handed out unfinished as this frame came was ended by it:
-        // the frame begins the next message of its id and RII.
-        if (!m->info.complete && id == h.id && rii == h.rii && !m->parts.empty() && m->parts.back() == tag) {
-            Pending& next = d.pending[{id, rii}];
-            next.tags.push_back(tag);
-            next.frames.push_back(std::move(m->frames.back()));
-            m->parts.pop_back();
-            m->frames.pop_back();
+        std::sort(m->parts.begin(), m->parts.end());
+        for (const uint64_t part : m->parts) {
+            const auto held = d.held.find(part);
+            m->frames.push_back(held == d.held.end() ? std::string() : std::move(held->second));
+            if (held != d.held.end()) d.held.erase(held);
         }
         if (m->info.frames <= 1 && m->info.complete && m->problems.empty()) continue;
         m->completed_at = tag;
