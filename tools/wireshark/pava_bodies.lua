@@ -12,14 +12,20 @@ local bodies = {}
 local tails = {}
 bodies.tails = tails
 
--- Type (2) | length (4) | value entries; returns the offset behind the last
--- one, nil when one would be read outside the body, or false when a count
--- below 1 reads none (the decoder then takes the list as ending there).
-local function entries(ctx, tree, pos, n, label)
-    if n < 1 then return false end
+-- Type (2) | length (4) | value entries from `pos`, as the table `t` is
+-- read: the list ends quietly where a count is below 1 or a size test fails
+-- (`sizeTestBase` plus the bytes the list has taken plus `sizeTestRoom`, and
+-- that sum plus the entry's length, must stay within the body). Returns the
+-- offset behind the last entry; nil when one would be read outside the body;
+-- false and the offset reached where the list ended quietly.
+local function entries(ctx, t, tree, pos, n, label)
+    if n < 1 then return false, pos end
+    local base = t.sizeTestBase + t.sizeTestRoom - pos
     for i = 1, n do
+        if base + pos > ctx.room then return false, pos end
         if pos + 6 > ctx.room then return ctx:past(tree, label .. " " .. i) end
         local length = ctx:int(pos + 2, 4)
+        if base + pos + length > ctx.room then return false, pos end
         if length < 0 or pos + 6 + length > ctx.room then return ctx:past(tree, label .. " " .. i) end
         local sub = ctx:subtree(tree, "field", pos, 6 + length, label .. " " .. i)
         ctx:add(sub, "field.fieldType", pos, 2, ctx:int(pos, 2))
@@ -30,27 +36,29 @@ local function entries(ctx, tree, pos, n, label)
     return pos
 end
 
--- Records of a field count (4) and its entries, up to the first whose count
--- is below 1. With `where`, each record carries one where-item entry (the
--- last record: where-items up to the body length), and records stop quietly
--- where a field count would pass the body length.
-local function records(ctx, tree, pos, n, where)
+-- The records `r` describes from `pos`, `n` of them: each a field count (4)
+-- and its entries, up to the first whose entries end quietly. With
+-- `whereItems`, each record carries one where-item entry (the last record:
+-- where-items up to the body length), and records stop quietly where a field
+-- count would pass the body length.
+local function records(ctx, t, r, tree, pos, n)
+    local where = r.whereItems
     for i = 1, n do
         if pos + 4 > (where and ctx.len or ctx.room) then
-            return where and pos or ctx:past(tree, "record " .. i)
+            return (where or r.countEndsQuietly) and pos or ctx:past(tree, "record " .. i)
         end
         local sub = ctx:subtree(tree, "record", pos, 4, "Record " .. i)
         local fields = ctx:int(pos, 4)
         ctx:add(sub, "count", pos, 4, fields)
-        local after = pos + 4
-        if fields ~= 0 or not where then after = entries(ctx, sub, after, fields, "Field") end
-        if after == false then return pos + 4 end  -- a count below 1 ends the records
+        local after, reached = pos + 4, nil
+        if fields ~= 0 or not where then after, reached = entries(ctx, t, sub, after, fields, "Field") end
         if after and where then
             repeat
-                after = entries(ctx, sub, after, 1, "Where-item")
+                after, reached = entries(ctx, t, sub, after, 1, "Where-item")
             until not after or i < n or after >= ctx.len
         end
-        if not after then return after end
+        if after == false then return reached end
+        if not after then return nil end
         ctx:extend(sub, pos, after - pos)
         pos = after
     end
@@ -72,7 +80,7 @@ function bodies.escaped_items(ctx, part, tree)
             local carried = length
             if part.textCut and carried > part.textCut then carried = part.textCut end
             if length < 0 or pos + 16 + carried > ctx.room then return ctx:past(sub, "item " .. i .. " text") end
-            ctx:add(sub, "item.itemText", pos + 16, carried, ctx:text(ctx:bytes(pos + 16, carried)))
+            ctx:add(sub, "item.itemText", pos + 16, carried, ctx:text(ctx:bytes(pos + 16, carried), true))
             ctx:extend(sub, pos, 16 + carried)
             pos = pos + 16 + length
         else
@@ -95,7 +103,7 @@ function bodies.prefixed_items(ctx, part, tree)
             local length = ctx:int(at, 4)
             ctx:add(sub, "item.length", at, 4, length)
             if length < 0 or at + 4 + length > ctx.room then return ctx:past(sub, "item " .. i .. " " .. member) end
-            ctx:add(sub, "item." .. member, at + 4, length, ctx:text(ctx:bytes(at + 4, length)))
+            ctx:add(sub, "item." .. member, at + 4, length, ctx:text(ctx:bytes(at + 4, length), true))
             at = at + 4 + length
         end
         ctx:extend(sub, pos, at - pos)
@@ -125,20 +133,25 @@ function tails.table(ctx, t, tree, from)
         ctx:add(tree, "record.intValue4", c.at, 1, ctx:int(c.at, 1))
         return c.at + 1
     elseif c.step == "where-item" then
-        return entries(ctx, tree, c.at, 1, "Where-item")
+        local finish, reached = entries(ctx, t, tree, c.at, 1, "Where-item")
+        return finish == false and reached or finish
     end
     local count_at = c.step == "records" and c.records.countAt or t.countAt
     local count = ctx:int(count_at, 4)
     ctx:add(tree, "count", count_at, 4, count)
-    if c.step == "records" then return records(ctx, tree, c.records.recordsAt, count, c.records.whereItems), count end
-    local pos = entries(ctx, tree, count_at + 4, count, "Field")
-    if pos == false then pos = count_at + 4 end  -- no fields: the where-items follow the count
+    if c.step == "records" then return records(ctx, t, c.records, tree, c.records.recordsAt, count), count end
+    local pos, reached = entries(ctx, t, tree, count_at + 4, count, "Field")
+    if pos == false then
+        -- Fields that end quietly end the record; none at all: the where-items follow the count.
+        if count >= 1 or not c.first.whereItems then return reached, count end
+        pos = count_at + 4
+    end
     if not c.first.whereItems or not pos then return pos, count end
     local where = ctx:int(pos, 2)
     ctx:add(tree, "count", pos, 2, where)
-    local finish = entries(ctx, tree, pos + 2, where, "Where-item")
-    if finish == false then finish = pos + 2 end
-    return finish, count
+    local finish
+    finish, reached = entries(ctx, t, tree, pos + 2, where, "Where-item")
+    return finish == false and reached or finish, count
 end
 
 -- The member the value bytes of an item fill, by the owner of its head.

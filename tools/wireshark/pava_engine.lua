@@ -33,7 +33,10 @@ local hf = {
 -- One field per member: record members as pava.<member>, list items and
 -- settings as pava.item.<member>, table entries as pava.field.<member>.
 local PREFIX = {record = "pava.", item = "pava.item.", setting = "pava.item.", field = "pava.field."}
+-- Members whose numbers are stored in 16 bits, which keep what they read modulo 2^16.
+local SHORT = {}
 for _, m in ipairs(MEMBERS) do
+    SHORT[m.name] = m.bits == 16
     local key = (m.owner == "setting" and "item" or m.owner) .. "." .. m.name
     local abbr = PREFIX[m.owner] .. m.name
     hf[key] = m.number and ProtoField.int32(abbr, m.name) or ProtoField.string(abbr, m.name)
@@ -145,7 +148,10 @@ end
 local function field_value(ctx, f, base)
     local at = base + f.offset
     if at + f.width > MAX_BODY then return nil end
-    if f.number then return ctx:int(at, f.width) end
+    if f.number then
+        local n = ctx:int(at, f.width)
+        return f.member and SHORT[f.member] and n % 65536 or n
+    end
     return ctx:text(ctx:bytes(at, f.keeps), f.kind == "text")
 end
 
@@ -220,7 +226,7 @@ function tails.rows(ctx, t, tree, from)
             ctx:fields(ctx:subtree(tree, "item", pos, t.stride, "Setting " .. i), t.fields, pos)
         else
             for _, f in ipairs(t.fields) do
-                ctx:add(tree, "code", pos + f.offset, f.width, ctx:text(ctx:bytes(pos + f.offset, f.width)))
+                ctx:add(tree, "code", pos + f.offset, f.width, ctx:text(ctx:bytes(pos + f.offset, f.width), f.kind == "text"))
             end
         end
         pos = pos + t.stride
