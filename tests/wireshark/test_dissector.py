@@ -107,6 +107,20 @@ def cut_short(frames):
     return [f[:9] + b"%-5d" % n + f[14:16 + n] for f, n in short if n]
 
 
+def corrupted(frames, seed):
+    """The frames with a few runs of body bytes overwritten by digits, blanks,
+    signs, NULs and '$': counts, lengths and texts the encoder never writes."""
+    rng = random.Random(seed)
+    out = []
+    for f in map(bytearray, frames):
+        for _ in range(rng.choice([1, 2, 3, 6]) if len(f) > 16 else 0):
+            at = rng.randrange(16, len(f))
+            n = min(rng.choice([1, 2, 4, 8]), len(f) - at)
+            f[at:at + n] = bytes(rng.choice(b"0123456789 -\0$") for _ in range(n))
+        out.append(bytes(f))
+    return out
+
+
 def cut(data):
     """Wire-form frames, one after the other, cut at their declared lengths."""
     frames = []
@@ -266,11 +280,13 @@ def pcap_of(tmp_path, name, frames, seed):
     return path
 
 
-@pytest.mark.parametrize("source", ["corpus", "generated"])
+@pytest.mark.parametrize("source", ["corpus", "generated", "corrupted"])
 def test_every_field_as_pava_dissect_shows_it(tmp_path, source):
     frames = corpus_frames() if source == "corpus" else generated_frames(tmp_path)
     if source == "generated":
         frames += cut_short(frames)
+    elif source == "corrupted":
+        frames = corrupted((frames + generated_frames(tmp_path)) * 3, seed=1)
     assert len(frames) > 100
     wire_file = tmp_path / "frames.pava"
     wire_file.write_bytes(b"".join(frames))
