@@ -20,12 +20,13 @@ bodies.tails = tails
 -- false and the offset reached where the list ended quietly.
 local function entries(ctx, t, tree, pos, n, label)
     if n < 1 then return false, pos end
-    local base = t.sizeTestBase + t.sizeTestRoom - pos
+    local start = pos
     for i = 1, n do
-        if base + pos > ctx.room then return false, pos end
+        local tested = t.sizeTestBase + (pos - start) + t.sizeTestRoom
+        if tested > ctx.room then return false, pos end
         if pos + 6 > ctx.room then return ctx:past(tree, label .. " " .. i) end
         local length = ctx:int(pos + 2, 4)
-        if base + pos + length > ctx.room then return false, pos end
+        if tested + length > ctx.room then return false, pos end
         if length < 0 or pos + 6 + length > ctx.room then return ctx:past(tree, label .. " " .. i) end
         local sub = ctx:subtree(tree, "field", pos, 6 + length, label .. " " .. i)
         ctx:add(sub, "field.fieldType", pos, 2, ctx:int(pos, 2))
