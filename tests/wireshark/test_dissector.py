@@ -282,7 +282,7 @@ def pcap_of(tmp_path, name, frames, seed):
 
 @pytest.mark.parametrize("source", ["corpus", "generated", "corrupted"])
 def test_every_field_as_pava_dissect_shows_it(tmp_path, source):
-    frames = corpus_frames() if source == "corpus" else generated_frames(tmp_path)
+    frames = generated_frames(tmp_path) if source == "generated" else corpus_frames()
     if source == "generated":
         frames += cut_short(frames)
     elif source == "corrupted":
