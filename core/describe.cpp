@@ -338,6 +338,8 @@ void tableTail(Out& out, const Table& t) {
     out.text("list", listName(Container::RecordList));
     out.number("countAt", t.countAt);
     out.text("entry", "type (2) | length (4) | value");
+    out.number("sizeTestBase", kEntrySizeTestBase);
+    out.number("sizeTestRoom", kEntrySizeTestRoom);
     out.list("cases");
     for (const TableCase& c : t.cases) {
         out.object();

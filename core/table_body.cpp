@@ -370,10 +370,6 @@ int splitRecords(const RecordFrames& p, std::span<const Field> prefix, const Pav
 // kOutside where it would read outside the body. kOutside is also the
 // decoders' failure result.
 constexpr int kOutside = -1;
-// The offset the parse's size tests count from, whatever the entries' own.
-constexpr int kSizeTestBase = 15;
-// Room the size tests leave behind an entry.
-constexpr int kSizeTestRoom = 27;
 
 int readOutside(int64_t reach) {
     logOutside(reach);
@@ -381,9 +377,9 @@ int readOutside(int64_t reach) {
 }
 
 // Parses `count` entries from pos into list. Before each entry, the size
-// test base plus the characters consumed plus 27 must stay within the body,
-// and so must that sum plus the entry's length. Those tests count from the
-// base, not from pos, so they do not keep the reads inside the body when the
+// test base plus the characters consumed plus the test's room must stay
+// within the body, and so must that sum plus the entry's length. Those tests
+// count from the base, not from pos, so they do not keep the reads inside the body when the
 // entries start late: a head or value that would be read outside it, or a
 // negative length (a read of negative size), gives kOutside.
 int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>& list, const ReadTrace& trace,
@@ -392,7 +388,7 @@ int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>
     list.reserve(count, kBodyEnd - pos, kEntryHead);
     int consumed = 0;
     for (int i = 0; i < count; ++i) {
-        if (kSizeTestBase + consumed + kSizeTestRoom > kBodyEnd) return 0;
+        if (kEntrySizeTestBase + consumed + kEntrySizeTestRoom > kBodyEnd) return 0;
         const int at = pos + consumed;
         if (at + kEntryHead > kBodyEnd)
             return readOutside(int64_t{at} + (at + kEntryTypeWidth > kBodyEnd ? kEntryTypeWidth : kEntryHead));
@@ -400,7 +396,7 @@ int parseEntries(const char* body, int pos, int count, ListRefill<PavaFieldItem>
         e.fieldType = readIntField(body + at, kEntryTypeWidth);
         e.fieldLen = readIntField(body + at + kEntryTypeWidth, kEntryLengthWidth);
         const int64_t valueEnd = int64_t{at} + kEntryHead + e.fieldLen;
-        if (int64_t{kSizeTestBase} + consumed + kSizeTestRoom + e.fieldLen > kBodyEnd) return 0;
+        if (int64_t{kEntrySizeTestBase} + consumed + kEntrySizeTestRoom + e.fieldLen > kBodyEnd) return 0;
         if (e.fieldLen < 0 || valueEnd > kBodyEnd) return readOutside(valueEnd);
         e.fieldText1.assign(body + at + kEntryHead, static_cast<size_t>(e.fieldLen));
         consumed += kEntryHead + e.fieldLen;

@@ -24,6 +24,13 @@ inline constexpr int kEntryTypeWidth = 2;
 inline constexpr int kEntryLengthWidth = 4;
 inline constexpr int kEntryHead = kEntryTypeWidth + kEntryLengthWidth;
 
+// The decoder's size tests of a list of entries: before each entry, the base
+// plus the bytes the list has taken plus the room must stay within the body,
+// and so must that sum plus the entry's length; where not, the list ends
+// quietly. They count from the base, whatever offset the entries start at.
+inline constexpr int kEntrySizeTestBase = 15;
+inline constexpr int kEntrySizeTestRoom = 27;
+
 // How an encoder writes an entry's value.
 enum class ValueWrite : uint8_t {
     // The value's C string with its terminator; the position then advances

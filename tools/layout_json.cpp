@@ -82,7 +82,9 @@ Json membersJson() {
         const Slot slot = slotIn(m);
         all.push_back({{"name", memberName(m)},
                        {"owner", ownerName(memberOwner(m))},
-                       {"number", slot.type == SlotType::Int32 || slot.type == SlotType::UInt16}});
+                       {"number", slot.type == SlotType::Int32 || slot.type == SlotType::UInt16},
+                       // A number stored in 16 bits keeps what it reads modulo 2^16.
+                       {"bits", slot.type == SlotType::UInt16 ? 16 : slot.type == SlotType::Int32 ? 32 : 0}});
     }
     return all;
 }

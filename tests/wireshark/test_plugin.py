@@ -12,8 +12,8 @@ import tempfile
 import pytest
 
 from pcap import TcpStream, write_pcap
-from test_dissector import (LUA, PAVA, PORT, ROW, by_offset, corpus_frames, cut, declared, escaped, flatten, frame,
-                            generated_frames, pcap_of, read_decimal, run_frames, shown)
+from test_dissector import (LUA, PAVA, PORT, by_offset, corpus_frames, cut, declared, escaped, flatten, frame,
+                            generated_frames, pcap_of, read_decimal, run_frames)
 
 PLUGIN = os.environ.get("PAVA_PLUGIN", "")
 
@@ -68,6 +68,17 @@ def pava_layers(out):
 def layers(out):
     """Each PAVA layer as its fields in tree order."""
     return [flatten(layer, []) for layer in pava_layers(out)]
+
+
+ROW = re.compile(r'^\s+(\d+)\s+(\d+)\s+(\S+)\s+(\S+)\s+("(?:[^"\\]|\\.)*"(?: \+ \d+ NUL)?) -> (.*)$')
+
+
+def shown(value: str) -> str:
+    """A dissect value without quotes and NUL padding."""
+    m = re.match(r'^"((?:[^"\\]|\\.)*)"', value)
+    if not m:
+        return value
+    return re.sub(r"(\\x00)+$", "", m.group(1))
 
 
 def expected_reads(path, frames_in, registered):

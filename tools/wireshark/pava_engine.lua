@@ -27,12 +27,16 @@ local hf = {
     tail = ProtoField.bytes("pava.tail", "Bytes behind the layout"),
     junk = ProtoField.bytes("pava.junk", "Not a frame", base.NONE, nil, nil, "Bytes before the next plausible header"),
     ["item.length"] = ProtoField.int32("pava.item.length", "Text length"),
+    ["item.escape"] = ProtoField.string("pava.item.escape", "Escape"),
     ["record.recInt"] = ProtoField.int32("pava.record.recInt", "recInt"),
 }
 -- One field per member: record members as pava.<member>, list items and
 -- settings as pava.item.<member>, table entries as pava.field.<member>.
 local PREFIX = {record = "pava.", item = "pava.item.", setting = "pava.item.", field = "pava.field."}
+-- Members whose numbers are stored in 16 bits, which keep what they read modulo 2^16.
+local SHORT = {}
 for _, m in ipairs(MEMBERS) do
+    SHORT[m.name] = m.bits == 16
     local key = (m.owner == "setting" and "item" or m.owner) .. "." .. m.name
     local abbr = PREFIX[m.owner] .. m.name
     hf[key] = m.number and ProtoField.int32(abbr, m.name) or ProtoField.string(abbr, m.name)
@@ -118,7 +122,17 @@ function Ctx:range(at, n)
     local to = math.min(math.max(at + n, from), self.len)
     return self.tvb(self.base + from, to - from)
 end
-function Ctx:add(tree, key, at, n, value) return tree:add(hf[key], self:range(at, n), value) end
+-- A read shown with its value. The decoders read the frame's whole body
+-- buffer, NULs behind the declared length, and so do the walkers: a read
+-- that ends past the declared length marks the frame, once.
+function Ctx:add(tree, key, at, n, value)
+    local item = tree:add(hf[key], self:range(at, n), value)
+    if at + n > self.len and not self.beyond then
+        self.beyond = true
+        self:past(item, key .. " at byte " .. at .. " ends past the body")
+    end
+    return item
+end
 function Ctx:subtree(tree, kind, at, n, label)
     local t = tree:add(hf[kind], self:range(at, n))
     t:set_text(label)
@@ -134,20 +148,25 @@ end
 local function field_value(ctx, f, base)
     local at = base + f.offset
     if at + f.width > MAX_BODY then return nil end
-    if f.number then return ctx:int(at, f.width) end
+    if f.number then
+        local n = ctx:int(at, f.width)
+        return f.member and SHORT[f.member] and n % 65536 or n
+    end
     return ctx:text(ctx:bytes(at, f.keeps), f.kind == "text")
 end
 
-local function add_fields(ctx, tree, fields, base, values)
+-- The fields of a table read from an object at `base`; their values go to
+-- `values` by member where given. Returns the offset behind the last one.
+function Ctx:fields(tree, fields, base, values)
     local finish = base
     for _, f in ipairs(fields) do
-        local value = field_value(ctx, f, base)
+        local value = field_value(self, f, base)
         local key = f.member and ((f.owner == "setting" and "item" or f.owner) .. "." .. f.member) or "count"
         local at = base + f.offset
         if value == nil then
-            ctx:past(tree, (f.member or "count") .. " at byte " .. at)
+            self:past(tree, (f.member or "count") .. " at byte " .. at)
         else
-            ctx:add(tree, key, at, f.width, value)
+            self:add(tree, key, at, f.width, value)
             if values and f.member then values[f.member] = value end
         end
         finish = math.max(finish, at + f.width)
@@ -157,16 +176,16 @@ end
 
 local function add_items(ctx, tree, shape)
     local count = shape.countWidth == 0 and 1 or ctx:int(shape.countAt, shape.countWidth)
-    local fit = math.floor(math.max(0, ctx.len - shape.itemsAt) / shape.itemSize)
+    local fit = math.floor(math.max(0, MAX_BODY - shape.itemsAt) / shape.itemSize)
     local shown = math.max(0, math.min(count, fit))
     if shown < count then ctx:past(tree, count .. " items, " .. shown .. " within the body") end
     for i = 1, shown do
         local at = shape.itemsAt + (i - 1) * shape.itemSize
-        add_fields(ctx, ctx:subtree(tree, "item", at, shape.itemSize, "Item " .. i), shape.itemReadFields, at)
+        ctx:fields(ctx:subtree(tree, "item", at, shape.itemSize, "Item " .. i), shape.itemReadFields, at)
     end
     local finish = shape.itemsAt + shown * shape.itemSize
-    if shown == count and #shape.trailer > 0 and finish < ctx.len then
-        finish = add_fields(ctx, tree, shape.trailer, finish, ctx.values)
+    if shown >= count and #shape.trailer > 0 then
+        finish = ctx:fields(tree, shape.trailer, finish, ctx.values)
     end
     return finish, count
 end
@@ -186,30 +205,29 @@ function tails.items(ctx, t, tree, from)
     local count = ctx:int(t.countAt, t.countWidth)
     local walk = t.format == "escaped-items" and bodies.escaped_items or bodies.prefixed_items
     local finish = walk(ctx, {at = t.itemsAt, countAt = t.countAt, countWidth = t.countWidth, textCut = t.textCut}, tree)
-    if finish and finish < ctx.len and t.trailerRead and #t.trailer > 0 then
-        finish = add_fields(ctx, tree, t.trailer, finish, ctx.values)
+    if finish and finish <= MAX_BODY and t.trailerRead and #t.trailer > 0 then
+        finish = ctx:fields(tree, t.trailer, finish, ctx.values)
     end
     return finish, count
 end
 tails["split-items"] = tails.items
 
--- Rows of one size: settings as items, code rows as texts, counted by a
--- decimal in the frame or by a member the fixed fields carry.
+-- Rows of one size, counted by a decimal in the frame or by a member the
+-- fixed fields carry, at most `limit` bytes of them: settings as items, code
+-- rows as texts.
 function tails.rows(ctx, t, tree, from)
-    if t.list == "settingList" then
-        if t.countAt == nil then return from end
-        return add_items(ctx, tree, {countAt = t.countAt, countWidth = t.countWidth, itemsAt = t.first,
-                                     itemSize = t.stride, itemReadFields = t.fields, trailer = {}})
-    end
-    local count = ctx.values[t.countMember] or 0
+    local count = t.countAt and ctx:int(t.countAt, t.countWidth) or ctx.values[t.countMember] or 0
     local pos = t.first
     for i = 1, count do
-        if (i - 1) * t.stride + t.stride > t.limit then
-            return ctx:past(tree, "code row " .. i .. " (at most " .. math.floor(t.limit / t.stride) .. ")")
+        if i * t.stride > t.limit then
+            return ctx:past(tree, "row " .. i .. " (at most " .. math.floor(t.limit / t.stride) .. ")"), count
         end
-        if pos + t.stride > ctx.len then return ctx:past(tree, "code row " .. i) end
-        for _, f in ipairs(t.fields) do
-            ctx:add(tree, "code", pos + f.offset, f.width, ctx:text(ctx:bytes(pos + f.offset, f.width)))
+        if t.list == "settingList" then
+            ctx:fields(ctx:subtree(tree, "item", pos, t.stride, "Setting " .. i), t.fields, pos)
+        else
+            for _, f in ipairs(t.fields) do
+                ctx:add(tree, "code", pos + f.offset, f.width, ctx:text(ctx:bytes(pos + f.offset, f.width), f.kind == "text"))
+            end
         end
         pos = pos + t.stride
     end
@@ -222,15 +240,15 @@ function tails.records(ctx, t, tree, from)
     local head = t.numberWidth + t.entryCountWidth
     local pos = t.first
     for i = 1, count do
-        if pos + head > ctx.len then return ctx:past(tree, "record " .. i), count end
+        if pos + head > MAX_BODY then return ctx:past(tree, "record " .. i), count end
         local n = ctx:int(pos + t.numberWidth, t.entryCountWidth)
         local sub = ctx:subtree(tree, "record", pos, head + t.entrySize * math.max(n, 0), "Record " .. i)
         ctx:add(sub, "record.recInt", pos, t.numberWidth, ctx:int(pos, t.numberWidth))
         ctx:add(sub, "count", pos + t.numberWidth, t.entryCountWidth, n)
         local at = pos + head
         for k = 1, n do
-            if at + t.entrySize > ctx.len then return ctx:past(sub, "record " .. i .. " field " .. k), count end
-            add_fields(ctx, ctx:subtree(sub, "field", at, t.entrySize, "Field " .. k), t.entryReadFields, at)
+            if at + t.entrySize > MAX_BODY then return ctx:past(sub, "record " .. i .. " field " .. k), count end
+            ctx:fields(ctx:subtree(sub, "field", at, t.entrySize, "Field " .. k), t.entryReadFields, at)
             at = at + t.entrySize
         end
         pos = at
@@ -238,21 +256,24 @@ function tails.records(ctx, t, tree, from)
     return pos, count
 end
 
--- A text from `at` up to the body length, unless the fixed fields hold it.
+-- A text from `at` up to the body length, at most `cap` bytes, unless the
+-- fixed fields hold it. A length taken unsigned wraps to the cap where the
+-- body ends before `at`; a bounded one refuses such a body; a text sized by
+-- what the record held on entry is empty in a fresh decode.
 function tails.text(ctx, t, tree, from)
     if ctx.values[t.member] ~= nil then return from end
-    return bodies.text(ctx, {at = t.at, member = t.member}, tree)
-end
-
--- Value items: heads alone as items of one size, or heads with their values.
-function tails.values(ctx, t, tree, from)
-    if t.widthAt == nil then
-        return add_items(ctx, tree, {countAt = t.countAt, countWidth = t.countWidth, itemsAt = t.itemsAt,
-                                     itemSize = t.itemHead, itemReadFields = t.headReadFields, trailer = {}})
+    local n = ctx.len - t.at
+    if t.length == "on-entry" then
+        n = 0
+    elseif t.length == "unsigned" and n < 0 then
+        n = t.cap
+    elseif t.length == "bounded" and (n < 0 or n > t.cap) then
+        return ctx:past(tree, t.member .. " of " .. n .. " bytes")
     end
-    local part = {at = t.itemsAt, countAt = t.countAt, countWidth = t.countWidth,
-                  stride = t.step == "head-only" and t.itemHead or nil}
-    return bodies.references(ctx, part, tree), ctx:int(t.countAt, t.countWidth)
+    n = math.min(n, t.cap)
+    if n < 1 and t.length ~= "on-entry" then return from end
+    ctx:add(tree, "record." .. t.member, t.at, n, ctx:text(ctx:bytes(t.at, n)))
+    return t.at + n
 end
 
 -- Frames of one split message share the address pair, id and RII; the first
@@ -274,7 +295,7 @@ end
 -- The fixed fields the decoder reads, then the tail its description reads
 -- behind them; bytes no read reaches are shown as the tail.
 local function dissect_body(ctx, tree, layout)
-    local finish = add_fields(ctx, tree, layout.readFields, 0, ctx.values)
+    local finish = ctx:fields(tree, layout.readFields, 0, ctx.values)
     local count
     local tail = layout.description and layout.description.read
     local walk = tail and bodies.tails[tail.kind]
@@ -314,7 +335,7 @@ local function dissect_frame(tvb, pinfo, root, offset, blen, declared)
     tree:append_text(string.format(", %05d (%s)", id, layout.family))
     info = string.format("%05d %s", id, layout.family) .. info:sub(6)
     link(pinfo, tree, id, rii, k, n, offset)
-    local ctx = setmetatable({tvb = tvb, base = offset + HEAD, len = blen, id = id, values = {},
+    local ctx = setmetatable({tvb = tvb, base = offset + HEAD, len = blen, room = MAX_BODY, id = id, values = {},
                               body = tvb:raw(offset + HEAD, blen) .. string.rep("\0", MAX_BODY - blen)}, Ctx)
     local ok, count = pcall(dissect_body, ctx, tree, layout)
     if not ok then
