@@ -33,8 +33,7 @@ constexpr Field kShortPrefix[] = {
     {15, 5, Decimal, M::intValue16},
 };
 constexpr int kTablePrefixLen = 28;
-constexpr int kCountPos = 28;    // field or record count after the table prefix
-constexpr int kEntriesPos = 32;  // first entry behind that count
+constexpr int kCountPos = 28;    // field or record count after the table prefix; the entries follow it
 
 // Log texts of the family.
 constexpr char kFieldFrameText[] = "make frame fieldnum %d, frmidx = %d \r\n";
