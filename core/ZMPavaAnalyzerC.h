@@ -219,6 +219,7 @@ typedef struct pava_joiner pava_joiner;
 
 /* What pava_joiner_pop handed out besides the record. */
 typedef struct pava_join_info {
+    size_t size;          /* set by the caller to sizeof(pava_join_info); later versions only add members */
     int rc;               /* the first failing decode result of its frames, else 0 */
     uint64_t tag;         /* the tag of its first frame */
     size_t frames;        /* frames joined */
@@ -272,9 +273,10 @@ PAVA_API int PAVA_CALL pava_joiner_part(const pava_joiner* joiner, size_t index,
 #define PAVA_KIND_ROWS 7   /* `count` character arrays of `size` bytes */
 
 typedef struct pava_member_info {
+    size_t size; /* set by the caller to sizeof(pava_member_info); later versions only add members */
     const char* name;
     int kind;    /* PAVA_KIND_* */
-    int size;    /* bytes of a character array (of one row), else 0 */
+    int bytes;   /* bytes of a character array (of one row), else 0 */
     int count;   /* rows, else 0 */
     int element; /* PAVA_TYPE_* of list elements or the nested object, else -1 */
 } pava_member_info;

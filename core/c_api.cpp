@@ -177,7 +177,7 @@ Slot leafSlot(const Target& t) {
 
 // The kind a target reads and writes as: a row of fbCodes is a character array.
 int targetKind(const Target& t) { return t.row >= 0 ? PAVA_KIND_CHARS : t.entry->info.kind; }
-int targetSize(const Target& t) { return t.entry->info.size; }
+int targetSize(const Target& t) { return t.entry->info.bytes; }
 
 // Runs a change on the record: the path is checked first (no change), then
 // check() on the target decides, then the walk is made for real and change()
@@ -613,13 +613,14 @@ PAVA_API int PAVA_CALL pava_joiner_finish(pava_joiner* joiner) {
 
 PAVA_API int PAVA_CALL pava_joiner_pop(pava_joiner* joiner, pava_record* record, pava_join_info* info) {
     if (joiner == nullptr || record == nullptr || info == nullptr) return PAVA_RC_NULL;
+    if (info->size < sizeof(pava_join_info)) return PAVA_RC_ARGUMENT;
     return guarded([&] {
         JoinedMessage m;
         if (!joiner->joiner.pop(m)) return PAVA_RC_INDEX;
         record->data = std::move(m.record);
         joiner->problems = std::move(m.problems);
         joiner->parts = std::move(m.parts);
-        *info = {m.rc, m.tag, m.frames, m.complete ? 1 : 0, joiner->problems.size()};
+        *info = {info->size, m.rc, m.tag, m.frames, m.complete ? 1 : 0, joiner->problems.size()};
         return PAVA_RC_OK;
     });
 }
@@ -683,11 +684,13 @@ PAVA_API int PAVA_CALL pava_member_count(int type, size_t* count) {
 
 PAVA_API int PAVA_CALL pava_member_at(int type, size_t index, pava_member_info* info) {
     if (info == nullptr) return PAVA_RC_NULL;
-    if (type < 0 || type >= kTypeCount) return PAVA_RC_ARGUMENT;
+    if (type < 0 || type >= kTypeCount || info->size < sizeof(pava_member_info)) return PAVA_RC_ARGUMENT;
     return guarded([&] {
         const auto& members = schema()[type];
         if (index >= members.size()) return PAVA_RC_INDEX;
+        const size_t given = info->size;
         *info = members[index].info;
+        info->size = given;
         return PAVA_RC_OK;
     });
 }

@@ -23,14 +23,14 @@ int kindOf(SlotType type) {
 
 SchemaEntry leaf(const char* name, const Slot& s, ptrdiff_t offset) {
     SchemaEntry e;
-    e.info = {name, kindOf(s.type), s.type == SlotType::Chars ? s.size : 0, 0, -1};
+    e.info = {sizeof(pava_member_info), name, kindOf(s.type), s.type == SlotType::Chars ? s.size : 0, 0, -1};
     e.offset = offset;
     return e;
 }
 
 SchemaEntry container(const char* name, int kind, Container c, int element, ptrdiff_t offset) {
     SchemaEntry e;
-    e.info = {name, kind, 0, 0, element};
+    e.info = {sizeof(pava_member_info), name, kind, 0, 0, element};
     e.container = c;
     e.offset = offset;
     return e;
@@ -103,7 +103,7 @@ void buildSchema(Schema& schema) {
     SchemaEntry codes = container("fbCodes", PAVA_KIND_ROWS, Container::FbCodes, -1,
                             offsetIn(&rec.fileBlock, &rec.fileBlock.fbCodes));
     codes.info.count = static_cast<int>(std::size(rec.fileBlock.fbCodes));
-    codes.info.size = static_cast<int>(sizeof rec.fileBlock.fbCodes[0]);
+    codes.info.bytes = static_cast<int>(sizeof rec.fileBlock.fbCodes[0]);
     schema[PAVA_TYPE_FILE_BLOCK].push_back(codes);
     auto& rows = schema[PAVA_TYPE_RECORD_ITEM];
     rows.push_back(container("fieldList", PAVA_KIND_LIST, Container::FieldList, PAVA_TYPE_FIELD_ITEM,

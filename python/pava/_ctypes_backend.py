@@ -35,9 +35,9 @@ def members(type_):
     lib.pava_member_count(type_, ctypes.byref(count))
     out = []
     for i in range(count.value):
-        info = _lib.MemberInfo()
+        info = _lib.MemberInfo(size=ctypes.sizeof(_lib.MemberInfo))
         lib.pava_member_at(type_, i, ctypes.byref(info))
-        out.append((info.name.decode(), info.kind, info.size, info.count, info.element))
+        out.append((info.name.decode(), info.kind, info.bytes, info.count, info.element))
     return out
 
 

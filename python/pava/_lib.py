@@ -29,12 +29,11 @@ RC_ARGUMENT = 0x10109
 TYPE_RECORD, TYPE_FILE_BLOCK, TYPE_DATA_ITEM, TYPE_SETTING_ITEM, TYPE_RECORD_ITEM, TYPE_FIELD_ITEM = range(6)
 KIND_INT32, KIND_UINT16, KIND_CHARS, KIND_STRING, KIND_LIST, KIND_OBJECT, KIND_ROWS = range(1, 8)
 
-TABLE_FIELDS, TABLE_DECODE_FIELDS, TABLE_ITEM_FIELDS, TABLE_ITEM_DECODE_FIELDS = range(4)
 LOG_STDOUT, LOG_OFF, LOG_CALLBACK = range(3)
 
 
 class MemberInfo(ctypes.Structure):
-    _fields_ = [("name", ctypes.c_char_p), ("kind", ctypes.c_int), ("size", ctypes.c_int),
+    _fields_ = [("size", ctypes.c_size_t), ("name", ctypes.c_char_p), ("kind", ctypes.c_int), ("bytes", ctypes.c_int),
                 ("count", ctypes.c_int), ("element", ctypes.c_int)]
 
 

@@ -135,7 +135,7 @@ PyObject* objectToDict(int type, const char* object, bool full) {
             break;
         }
         case PAVA_KIND_CHARS: {
-            const size_t n = charsLength(at, static_cast<size_t>(e.info.size));
+            const size_t n = charsLength(at, static_cast<size_t>(e.info.bytes));
             if (n == 0 && !full) continue;
             value = PyBytes_FromStringAndSize(at, static_cast<Py_ssize_t>(n));
             break;
@@ -154,7 +154,7 @@ PyObject* objectToDict(int type, const char* object, bool full) {
             }
             break;
         case PAVA_KIND_ROWS:
-            value = rowsToPy(at, e.info.count, e.info.size, full);
+            value = rowsToPy(at, e.info.count, e.info.bytes, full);
             if (!value && !PyErr_Occurred()) continue;  // every row empty
             break;
         case PAVA_KIND_LIST: {
@@ -288,7 +288,7 @@ bool fillMember(int type, char* object, const SchemaEntry& e, PyObject* value, c
     switch (e.info.kind) {
     case PAVA_KIND_INT32:
     case PAVA_KIND_UINT16: return setInt(at, e.info.kind, value, path);
-    case PAVA_KIND_CHARS: return setChars(at, e.info.size, value, path);
+    case PAVA_KIND_CHARS: return setChars(at, e.info.bytes, value, path);
     case PAVA_KIND_STRING: return setString(at, value, path);
     case PAVA_KIND_OBJECT: return fillObject(e.info.element, at, value, path);
     case PAVA_KIND_ROWS: {
@@ -300,7 +300,7 @@ bool fillMember(int type, char* object, const SchemaEntry& e, PyObject* value, c
             return false;
         }
         for (Py_ssize_t i = 0; i < n; ++i)
-            if (!setChars(at + i * e.info.size, e.info.size, PyTuple_GET_ITEM(rows.p, i), indexPath(path, i)))
+            if (!setChars(at + i * e.info.bytes, e.info.bytes, PyTuple_GET_ITEM(rows.p, i), indexPath(path, i)))
                 return false;
         return true;
     }
@@ -381,8 +381,8 @@ ptrdiff_t inlineSize(const pava_member_info& m) {
     switch (m.kind) {
     case PAVA_KIND_INT32: return 4;
     case PAVA_KIND_UINT16: return 2;
-    case PAVA_KIND_CHARS: return m.size;
-    case PAVA_KIND_ROWS: return static_cast<ptrdiff_t>(m.count) * m.size;
+    case PAVA_KIND_CHARS: return m.bytes;
+    case PAVA_KIND_ROWS: return static_cast<ptrdiff_t>(m.count) * m.bytes;
     default: return 0;
     }
 }
@@ -453,7 +453,7 @@ PyObject* memberTable(int type) {
     if (!out.p) return nullptr;
     for (size_t i = 0; i < entries.size(); ++i) {
         const pava_member_info& m = entries[i].info;
-        PyObject* row = Py_BuildValue("(siiii)", m.name, m.kind, m.size, m.count, m.element);
+        PyObject* row = Py_BuildValue("(siiii)", m.name, m.kind, m.bytes, m.count, m.element);
         if (!row) return nullptr;
         PyList_SET_ITEM(out.p, static_cast<Py_ssize_t>(i), row);
     }

@@ -262,7 +262,7 @@ static int PAVA_CALL check_token(const pava_desc_token* t, void* user) {
 static void test_tables(void) {
     int ids[512];
     size_t count = 0, n = 0;
-    pava_member_info member;
+    pava_member_info member = {0};
 
     CHECK_RC(pava_ids(NULL, 0, &count), PAVA_RC_BUFFER);
     CHECK(count > 100 && count <= 512);
@@ -271,6 +271,8 @@ static void test_tables(void) {
     /* The member tables themselves are what the Python package's ctypes
      * backend builds its records from (tests/python); here their limits. */
     CHECK_RC(pava_member_count(PAVA_TYPE_RECORD, &n), PAVA_RC_OK);
+    CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, 0, &member), PAVA_RC_ARGUMENT); /* no size set */
+    member.size = sizeof member;
     CHECK_RC(pava_member_at(PAVA_TYPE_RECORD, n, &member), PAVA_RC_INDEX);
     CHECK_RC(pava_member_count(6, &n), PAVA_RC_ARGUMENT);
     CHECK_RC(pava_member_at(-1, 0, &member), PAVA_RC_ARGUMENT);
@@ -303,7 +305,7 @@ static void test_joiner(void) {
     pava_record* joined = NULL;
     pava_frames* frames = NULL;
     pava_joiner* joiner = NULL;
-    pava_join_info info;
+    pava_join_info info = {0};
     const char* frame = NULL;
     const char* text = NULL;
     size_t wire = 0, n = 0, i;
@@ -313,6 +315,8 @@ static void test_joiner(void) {
     CHECK_RC(pava_record_new(&joined), PAVA_RC_OK);
     CHECK_RC(pava_frames_new(&frames), PAVA_RC_OK);
     CHECK_RC(pava_joiner_new(&joiner), PAVA_RC_OK);
+    CHECK_RC(pava_joiner_pop(joiner, joined, &info), PAVA_RC_ARGUMENT); /* no size set */
+    info.size = sizeof info;
     pava_set_int(rec, "msgId", 20018);
     pava_set_int(rec, "rii", 3);
     pava_set_bytes(rec, "text12b", "ADDRESS00001", 12);
@@ -419,10 +423,11 @@ struct trace {
 
 static int PAVA_CALL trace_step(const pava_walk_step* step, void* user) {
     struct trace* t = user;
-    pava_member_info m;
+    pava_member_info m = {0};
     size_t used = strlen(t->text);
     char* at = t->text + used;
     const size_t room = sizeof t->text - used;
+    m.size = sizeof m;
     if (pava_member_at(step->type, step->member, &m) != PAVA_RC_OK) return -1;
     if (step->event == PAVA_WALK_ENTER)
         snprintf(at, room, step->index >= 0 ? "%s[%lld]{" : "%s{", m.name, (long long)step->index);

@@ -126,7 +126,8 @@ int add_members(int type, const std::string& prefix, int depth) {
     places.emplace_back();
     for (size_t i = 0; i < count; ++i) {
         pava_member_info m{};
-        if (pava_member_at(type, i, &m) != PAVA_RC_OK || m.name == nullptr) m = pava_member_info{"?", 0, 0, 0, -1};
+        m.size = sizeof m;
+        if (pava_member_at(type, i, &m) != PAVA_RC_OK || m.name == nullptr) m = pava_member_info{sizeof m, "?", 0, 0, 0, -1};
         const std::string path = prefix + m.name;
         int below = -1;
         switch (m.kind) {
@@ -328,7 +329,7 @@ using RecordPtr = std::unique_ptr<pava_record, decltype(&pava_record_free)>;
 // several times the bytes of its frames.
 struct Joined {
     RecordPtr record{nullptr, pava_record_free};
-    pava_join_info info{};
+    pava_join_info info{sizeof(pava_join_info), 0, 0, 0, 0, 0};
     uint64_t completed_at = 0;
     std::vector<uint64_t> parts;
     std::vector<std::string> frames;  // of the parts, in the order they came
@@ -481,6 +482,7 @@ RecordPtr join_again(const Joined& m) {
     if (pava_record_new(&record) != PAVA_RC_OK) return none;
     RecordPtr out{record, pava_record_free};
     pava_join_info info{};
+    info.size = sizeof info;
     while (pava_joiner_pop(joiner.get(), record, &info) == PAVA_RC_OK) {
         if (info.tag == m.info.tag) return out;
     }
