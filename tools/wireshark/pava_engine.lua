@@ -52,12 +52,14 @@ local ef = {
                                 expert.group.UNDECODED, expert.severity.WARN),
     past = ProtoExpert.new("pava.body.past", "A count or length points past the body",
                            expert.group.MALFORMED, expert.severity.WARN),
+    behind = ProtoExpert.new("pava.body.behind", "Read behind the declared length, where the body holds NULs",
+                             expert.group.PROTOCOL, expert.severity.NOTE),
     failed = ProtoExpert.new("pava.failed", "Frame could not be dissected",
                              expert.group.MALFORMED, expert.severity.ERROR),
     junk = ProtoExpert.new("pava.junk.bytes", "Bytes that are not a frame",
                            expert.group.MALFORMED, expert.severity.WARN),
 }
-pava.experts = {ef.too_long, ef.no_layout, ef.past, ef.failed, ef.junk}
+pava.experts = {ef.too_long, ef.no_layout, ef.past, ef.behind, ef.failed, ef.junk}
 
 pava.prefs.port = Pref.uint("TCP port", 0, "TCP port of PAVA traffic (0: none; Decode As works on any port)")
 pava.prefs.heuristic = Pref.bool("Look for PAVA on any TCP port", false,
@@ -123,13 +125,15 @@ function Ctx:range(at, n)
     return self.tvb(self.base + from, to - from)
 end
 -- A read shown with its value. The decoders read the frame's whole body
--- buffer, NULs behind the declared length, and so do the walkers: a read
--- that ends past the declared length marks the frame, once.
+-- buffer, NULs behind the declared length, and so do the walkers: the first
+-- read that ends past the declared length gets a note. It is no fault of the
+-- frame (several encoders send less than their decoders read), so the frame
+-- is not marked malformed for it.
 function Ctx:add(tree, key, at, n, value)
     local item = tree:add(hf[key], self:range(at, n), value)
     if at + n > self.len and not self.beyond then
         self.beyond = true
-        self:past(item, key .. " at byte " .. at .. " ends past the body")
+        item:add_proto_expert_info(ef.behind, "Read behind the declared length: " .. key .. " at byte " .. at)
     end
     return item
 end
